@@ -1,0 +1,24 @@
+// The Windows headers' common entrance: what <windows.h> brings in on Windows, as far as this project calls it.
+#pragma once
+
+#include "windef.h"
+
+#include "winerror.h"
+#include "winnt.h"
+
+#include "debugapi.h"
+#include "errhandlingapi.h"
+#include "fileapi.h"
+#include "handleapi.h"
+#include "libloaderapi.h"
+#include "memoryapi.h"
+#include "processenv.h"
+#include "processthreadsapi.h"
+#include "securitybaseapi.h"
+#include "stringapiset.h"
+#include "synchapi.h"
+#include "sysinfoapi.h"
+#include "utilapiset.h"
+#include "winbase.h"
+#include "winreg.h"
+#include "winver.h"

@@ -1,0 +1,37 @@
+// Windows paths on the Linux file system.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <windows.h>
+
+namespace hostwindows
+{
+
+/// The machine's folder on the Linux file system, without a closing slash: HOSTWINDOWS_ROOT, else
+/// $XDG_DATA_HOME/hostwindows, else ~/.local/share/hostwindows. The first call makes it and the usual folders of its
+/// drive C:. One that cannot be made is said once, in one line on standard error.
+const std::string& MachineFolder();
+
+/// A Windows path, found on the Linux file system.
+struct FoundPath
+{
+    std::string path;      ///< the Linux path, in the letter case that exists there; empty when `error` is a bad name
+    DWORD error = 0;       ///< 0, or why it cannot name a file: 3 a folder is missing, 123 a bad name
+    bool exists = false;   ///< the last component exists
+    bool isFolder = false; ///< and is a folder
+    bool folderNeeded = false; ///< the path ended in a separator
+};
+
+/// Drive C: is the machine's `drive_c`, drive Z: the Linux root; letter case is ignored, "/" is a separator too, and a
+/// relative path starts from the current folder.
+FoundPath FindPath(std::u16string_view windowsPath);
+
+/// The Windows spelling of a Linux path: below drive_c as C:\..., anything else as Z:\...
+std::u16string WindowsPath(std::string_view linuxPath);
+
+/// UTF-8 is the 8-bit code page. A malformed sequence or a lone surrogate becomes U+FFFD.
+std::u16string Utf16FromUtf8(std::string_view text);
+std::string Utf8FromUtf16(std::u16string_view text);
+
+} // namespace hostwindows

@@ -1,0 +1,42 @@
+// Files opened under Windows' sharing rules, which hold between all processes of one machine folder.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <windows.h>
+
+namespace hostwindows
+{
+
+/// Owns one open file descriptor and with it the sharing that its opening claimed.
+class SharedFile
+{
+public:
+    SharedFile() = default;
+    SharedFile(SharedFile&& other) noexcept;
+    SharedFile& operator=(SharedFile&& other) noexcept;
+    ~SharedFile();
+
+    /// Opens a Linux path. @param access  GENERIC_READ and GENERIC_WRITE bits, or 0
+    /// @param sharing  FILE_SHARE_... bits; @param flags  of open(2), O_CREAT and the like; the access bits are added
+    /// @return 0 or the Windows error code: 2, 3, 5, 32 ...
+    DWORD Open(const std::string& path, DWORD access, DWORD sharing, int flags, unsigned mode = 0666);
+    int Descriptor() const { return m_descriptor; }
+    bool IsOpen() const { return m_descriptor >= 0; }
+    void Close();
+
+private:
+    int m_descriptor = -1;
+};
+
+/// The Windows error code of an errno value.
+DWORD ErrorFromErrno(int number);
+
+/// Whole contents of a file, opened for reading and shared for reading and writing. @return 0 or the error code
+DWORD ReadWholeFile(const std::string& path, std::string& bytes);
+
+/// Replaces a file whole, or leaves it as it was: a sibling is written and renamed over it. An existing file keeps its
+/// mode; a read-only one, or one held open without write sharing, is refused (5, 32). @return 0 or the error code
+DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes);
+
+} // namespace hostwindows

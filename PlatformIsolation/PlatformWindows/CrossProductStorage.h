@@ -1,0 +1,56 @@
+// The typed key/value store that the scan driver and the agent share through the registry.
+#pragma once
+
+#include "RegistryKey.h"
+
+namespace scankelv
+{
+
+enum StorageHive : int
+{
+    UserHive = 3,
+    SystemHive = 4
+};
+enum StorageAccess : int
+{
+    AccessRead = 0,
+    AccessWrite = 1,
+    AccessReadWrite = 2
+};
+
+/// One open key whose values are strings and unsigned 32-bit numbers. Every failed check is reported to the "ODS"
+/// logger and ends the operation with false. CharType: char or WCHAR.
+class CrossProductStorage
+{
+public:
+    CrossProductStorage() = default;
+    /// Opens; ask IsValid afterwards. Codes outside the enumerations are allowed and make the open fail.
+    CrossProductStorage(int hive, const char* path, int access) { Open(hive, path, access); }
+    virtual ~CrossProductStorage() = default;
+    CrossProductStorage(const CrossProductStorage&) = delete;
+    CrossProductStorage& operator=(const CrossProductStorage&) = delete;
+
+    /// Closes what was open. With a write access a missing key is created; with AccessRead never.
+    template <class CharType>
+    bool Open(int hive, const CharType* path, int access);
+    bool IsValid() const { return m_parent_key.IsValid(); }
+
+    /// The name can be read up to its terminator or 260 characters, whichever comes first.
+    template <class CharType>
+    bool ParametersOK(const CharType* key_name);
+
+    /// @param buffer_size_chars  room in `value` in characters; the text is terminated only if a terminator was stored
+    bool GetString(const WCHAR* key_name, WCHAR* value, DWORD buffer_size_chars);
+    template <class CharType>
+    bool GetULong(const CharType* key_name, DWORD* value);
+    template <class CharType>
+    bool SetString(const CharType* key_name, const CharType* value);
+    template <class CharType>
+    bool SetULong(const CharType* key_name, DWORD value);
+    bool Delete(const char* key_name);
+
+private:
+    RegistryKey m_parent_key;
+};
+
+} // namespace scankelv

@@ -1,0 +1,55 @@
+// One open registry key. Every registry call of the agent is made here.
+#pragma once
+
+#include "WideText.h"
+
+namespace scankelv
+{
+
+/// Owns one key handle. Every failure is reported to the "ODS" logger by the member that sees it, which then returns
+/// false; nothing throws. CharType: char or WCHAR, the width of key and value names.
+class RegistryKey
+{
+public:
+    RegistryKey() = default;
+    RegistryKey(const RegistryKey&) = delete;
+    RegistryKey& operator=(const RegistryKey&) = delete;
+    ~RegistryKey() { Close(); }
+
+    bool IsValid() const { return m_hKey != nullptr; }
+
+    template <class CharType>
+    bool Open(HKEY parent, const CharType* path, REGSAM access);
+    /// Class, attributes and disposition may be null.
+    template <class CharType>
+    bool Create(
+        HKEY parent, const CharType* path, const CharType* className, DWORD options, REGSAM access,
+        LPSECURITY_ATTRIBUTES attributes, DWORD* disposition);
+    /// True without a call when no key is open; a refused close keeps the handle.
+    bool Close();
+
+    /// @param bytes  in: room in `data`; out: bytes read, or needed when the room was too small
+    template <class CharType>
+    bool QueryValue(const CharType* name, DWORD* type, void* data, DWORD* bytes);
+    /// Reads a REG_SZ value; any other type, REG_EXPAND_SZ included, is a failure.
+    /// @param value   the text as stored: terminated only if a terminator was stored
+    /// @param length  in: characters that fit; out: characters read, a stored terminator counted; 0 on failure
+    bool QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* length);
+    template <class CharType>
+    bool QueryDWORDValue(const CharType* name, DWORD* value);
+
+    template <class CharType>
+    bool SetValue(const CharType* name, DWORD type, const void* value, DWORD bytes);
+    /// Writes a REG_SZ value, terminator included.
+    template <class CharType>
+    bool SetStringValueNoExpand(const CharType* name, const CharType* value);
+    template <class CharType>
+    bool SetDWORDValue(const CharType* name, const DWORD& value);
+
+    bool DeleteValue(const char* name);
+
+private:
+    HKEY m_hKey = nullptr;
+};
+
+} // namespace scankelv

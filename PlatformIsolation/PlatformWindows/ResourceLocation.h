@@ -1,0 +1,87 @@
+// PlatformIsolation/PlatformWindows: the platform layer. Registry keys and storages, profile files, locations of files
+// and folders, the shell, and the loggers that Debug.ini configures. It knows nothing of devices.
+#pragma once
+
+#include "WideText.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <utility>
+
+namespace scankelv
+{
+
+/// Memory of the arrays below, from the C runtime's heap.
+class MemoryPoolMalloc
+{
+public:
+    virtual ~MemoryPoolMalloc() = default;
+
+protected:
+    static void* Allocate(std::size_t bytes) { return std::calloc(1, bytes); }
+    static void Release(void* memory) { std::free(memory); }
+};
+
+/// An owned array of zero-filled elements. A copy is a new allocation; a failed one leaves an empty array.
+template <class Pool, class Element>
+class MemoryArray : public Pool
+{
+public:
+    MemoryArray() = default;
+    MemoryArray(const MemoryArray& other);
+    MemoryArray(MemoryArray&& other) noexcept;
+    MemoryArray& operator=(MemoryArray other) noexcept;
+    ~MemoryArray() override { Release(); }
+
+    /// Releases what the array held and makes `count` zero elements. @return false, and an empty array, without memory.
+    bool Create(std::size_t count);
+    void Release();
+
+    Element* Elements() { return m_elements; }
+    const Element* Elements() const { return m_elements; }
+    std::size_t Count() const { return m_count; }
+    bool IsEmpty() const { return m_elements == nullptr || m_count == 0; }
+
+private:
+    Element* m_elements = nullptr;
+    std::size_t m_count = 0;
+};
+
+/// A zero-terminated path; its count includes the terminator and possibly further zeros. Empty: not found.
+template <class CharType>
+class BasicResourceLocation : public MemoryArray<MemoryPoolMalloc, CharType>
+{
+public:
+    BasicResourceLocation() = default;
+    /// A copy of the text and its terminator; empty when memory runs out.
+    explicit BasicResourceLocation(std::basic_string_view<CharType> text);
+
+    /// The path, terminated; an empty text for an empty location. Never null.
+    const CharType* Text() const;
+    std::basic_string_view<CharType> View() const { return Text(); }
+};
+using ResourceLocation = BasicResourceLocation<char>;
+using ResourceLocationWide = BasicResourceLocation<WCHAR>;
+
+/// Records the program's own module; called once, first thing in the process. Null names the process image.
+void RecordModuleHandle(HMODULE module);
+
+/// The path of the program's own file, whole whatever its length. CharType: char or WCHAR.
+template <class CharType>
+BasicResourceLocation<CharType> ModuleFileLocation();
+/// The folder of the program's own file, without the closing backslash; empty when the path holds none.
+template <class CharType>
+BasicResourceLocation<CharType> ModuleFolderLocation();
+/// The path of a file beside the program's own; empty when the name or the folder is.
+template <class CharType>
+BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name);
+
+/// Joins root and parts by backslashes; any of them may be null. With `create`, the root and the folder after each of
+/// the first two parts are created when absent; part3 is a file's name. A failed creation is reported, and only that.
+ResourceLocation ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create);
+
+ResourceLocation DebugIniLocation();  ///< "ScanKELV\Debug.ini" below the user's data folder; creates nothing
+ResourceLocation LogFileLocation();   ///< "ScanKELV\Log.txt" below the user's data folder; creates nothing
+ResourceLocation WiaConfigLocation(); ///< Config.ini of the WIA storage; creates its folders
+
+} // namespace scankelv

@@ -1,0 +1,15 @@
+// The addresses of all multi-select records as a small XML text.
+#pragma once
+
+#include "BstrText.h"
+
+namespace scankelv
+{
+
+/// @param portData    replaced on success
+/// @param recordPath  registry path of the records, below the system hive
+/// @return false when there is no record, or after a report when no document can be had
+/// @throws XmlError when the document model itself fails
+bool XmlGeneratePrinterPortData(_bstr_t& portData, const WCHAR* recordPath);
+
+} // namespace scankelv

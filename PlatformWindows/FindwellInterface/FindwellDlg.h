@@ -1,0 +1,53 @@
+// The binary interface of the device search library FindwellDlg.dll: undecorated C names, the C calling convention
+// (__cdecl on 32-bit Windows), 32-bit unsigned results, UTF-16 texts.
+#pragma once
+
+#include <cstdint>
+#include <windows.h>
+
+/// The application's side of the dialog. The library calls it while GetDeviceList_LCode runs, in this slot order.
+class IAppHandler
+{
+public:
+    /// Whether the application may take the device. @param deviceXml  a device list with this one device, terminated
+    /// @return 1 to accept, 0 to refuse
+    virtual std::uint32_t CheckDevice(const WCHAR* deviceXml, const void* unused) = 0;
+    virtual void Notify(std::uint32_t) {}
+    /// An event of the dialog. @param out  what the library is to do, 0 for its default
+    virtual std::uint32_t HandleEvent(const WCHAR* /*eventName*/, std::uint32_t, std::uint32_t, std::uint32_t* out)
+    {
+        *out = 0;
+        return 1;
+    }
+    virtual std::uint32_t Query(std::uint32_t) { return 0; }
+    virtual ~IAppHandler() = default;
+};
+
+extern "C" {
+
+/// What QueryDeviceAddress reports: status 0 means that the device answered, then the texts (at most 255 characters)
+/// are its present addresses; change 0 or 1 means that they changed. May come from any thread; returns 0.
+using QueryDeviceAddressCallbackFunction = std::uint32_t(
+    const std::uint32_t* status, const std::uint32_t* change, const WCHAR* const* address,
+    const WCHAR* const* macAddress);
+
+/// Searches and lets the user choose. Result code 1: a device was chosen, anything else: cancelled. languageCode is
+/// 8-bit and may be null. The list text is released by FreeDeviceList. Returns 0 for success.
+using GetDeviceList_LCodeFunction = std::uint32_t(
+    std::uint32_t zero, const char* languageCode, const WCHAR* filterText, std::uint32_t* resultCode, WCHAR** listText,
+    IAppHandler* handler);
+/// Describes one device without a dialog. Returns 0 for success.
+using GetDeviceInformationFunction =
+    std::uint32_t(const WCHAR* hiddenUiArgument, WCHAR** listText, const WCHAR* community);
+/// Shows the properties of the filter's device. Returns 0 for success.
+using ShowPropertiesUIFunction = std::uint32_t(const WCHAR* filterText, WCHAR** listText, std::uint32_t zero);
+/// Merges the filter's devices into the library's own list. Returns 0 for failure.
+using MergeDevicelistXMLFunction = std::uint32_t(const WCHAR* filterText);
+/// Asks for the device's present addresses. On 0 the callback comes exactly once.
+using QueryDeviceAddressFunction = std::uint32_t(
+    const WCHAR* address, const WCHAR* macAddress, QueryDeviceAddressCallbackFunction* callback,
+    const WCHAR* productName, const WCHAR* vendorName);
+/// Releases a list text and makes the pointer null.
+using FreeDeviceListFunction = std::uint32_t(WCHAR** listText);
+
+} // extern "C"

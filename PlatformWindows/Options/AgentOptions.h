@@ -1,0 +1,77 @@
+// PlatformWindows/Options: the record of one run, from the settings file and then from the command line.
+#pragma once
+
+#include "WideText.h"
+
+#include <optional>
+
+namespace scankelv
+{
+
+/// How the search library presents its dialog. The agent passes 5; the meaning of the others is the library's.
+enum tagDialogMode : int
+{
+    DialogMode0,
+    DialogMode1,
+    DialogMode2,
+    DialogMode3,
+    DialogMode4,
+    DialogMode5
+};
+
+/// Every setting of one run. Built once, read-only afterwards. A text is unset or holds a text, which may be empty.
+class AgentOptions
+{
+public:
+    /// The process-wide record. The first call builds it, and ends the process with exit code 3 when the settings are
+    /// inconsistent.
+    static const AgentOptions& Instance();
+
+    /// Builds a record from a settings file (empty path: none) and a whole command line, program path included.
+    /// @return nothing after the message of a FATAL condition
+    static std::optional<AgentOptions> Build(const WCHAR* settingsPath, const WCHAR* commandLine);
+
+    const WCHAR* ProductName() const; ///< never null
+    bool IsDefaultProductName() const;
+    const WCHAR* VendorName() const;   ///< never null
+    const WCHAR* VendorId() const;     ///< null when unset, like the four below
+    const WCHAR* ProductId() const;
+    const WCHAR* ModelName() const;
+    const WCHAR* LanguageCode() const;
+    const WCHAR* HiddenUiArgument() const;
+    const WCHAR* MultiDeviceRegistryPath() const; ///< empty when unset
+    const WCHAR* DeviceListRegistryPath() const;  ///< empty when unset
+    bool NeedQueryAddress() const { return needQueryAddress; }
+    DWORD PropertiesUI() const { return propertiesUI; }
+    bool IsGsdMode() const;
+    bool IsCurrentDeviceFeatureOn() const;
+    bool IsSuiftOn() const;
+    bool PropertiesWanted() const;
+    bool HiddenUiRequested() const { return hiddenUiArgument.has_value(); }
+    bool MultiSelectMode() const { return *MultiDeviceRegistryPath() != 0; }
+    bool DeviceListMode() const { return *DeviceListRegistryPath() != 0; }
+
+private:
+    friend class AgentOptionsBuilder;
+    using Text = std::optional<WideText>;
+
+    AgentOptions() = default;
+
+    bool needQueryAddress = false;
+    DWORD propertiesUI = 0;
+    bool propertiesRequested = false;
+    Text productName;
+    Text languageCode;
+    Text vendorName;
+    Text modelName;
+    Text vendorId;
+    Text productId;
+    Text suift;
+    Text gsdMode;
+    Text currentDeviceFeature;
+    Text hiddenUiArgument;
+    Text multiDeviceRegistryPath;
+    Text deviceListRegistryPath;
+};
+
+} // namespace scankelv

@@ -1,0 +1,72 @@
+// The operations of the document model that the agent uses. A failing call throws XmlError; a load that does not
+// succeed and a query that finds nothing are plain results.
+#pragma once
+
+#include "BstrText.h"
+#include "CheckedExpression.h"
+#include "ComHandle.h"
+
+#include <exception>
+#include <msxml.h>
+
+namespace scankelv
+{
+
+using XmlDocument = ComHandle<IXMLDOMDocument>;
+using XmlElement = ComHandle<IXMLDOMElement>;
+using XmlNode = ComHandle<IXMLDOMNode>;
+using XmlNodeList = ComHandle<IXMLDOMNodeList>;
+
+/// A failed call of the document model, or text memory that ran out (E_OUTOFMEMORY), or an operation on an empty
+/// handle (E_POINTER).
+class XmlError : public std::exception
+{
+public:
+    XmlError(HRESULT code, const IID& interfaceId) noexcept : m_code(code), m_interface(interfaceId) {}
+    HRESULT Code() const noexcept { return m_code; }
+    const IID& Interface() const noexcept { return m_interface; }
+    const char* what() const noexcept override { return "XML document operation failed"; }
+
+private:
+    HRESULT m_code;
+    IID m_interface;
+};
+
+/// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
+/// context the object is created for IUnknown, started, and then asked for the document interface.
+HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext = CLSCTX_INPROC_SERVER);
+/// For callers that go on without a document: creates in process or local server, and
+/// once more after initialising COM for the thread when nothing came of it. May stay empty.
+XmlDocument XmlCreateDocumentInitialisingCom();
+
+/// Creates a document and switches it to synchronous loading; a failure is reported to the "Agent" logger as
+/// "createInstanceResult" or "putAsyncResult" with the caller's place. @return false then
+bool XmlOpenDocument(XmlDocument& document, PlaceHere place = {});
+
+bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
+bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path);
+/// @throws XmlError
+void XmlSave(const XmlDocument& document, const _bstr_t& path);
+_bstr_t XmlSerialise(const XmlDocument& document);
+
+/// Appends the declaration: target "xml", version 1.0, encoding UTF-16.
+void XmlAddDeclaration(const XmlDocument& document);
+XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name);
+void XmlSetAttribute(const XmlElement& element, const _bstr_t& name, const _bstr_t& value);
+void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child);
+
+/// The first node that the query finds, viewed as an element; empty when none is found or it is no element.
+XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query);
+XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query);
+/// The first of all nodes that the query finds, or an empty handle.
+XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query);
+_bstr_t XmlText(IXMLDOMNode* node);
+
+/// Element `name` with one text node, the empty text included, appended to `parent`.
+void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text);
+/// Element `name` without content, appended to `parent`.
+void XmlAddEmptyElement(XmlDocument document, XmlElement parent, _bstr_t name);
+/// The text content of the first node that `name` finds below `node`, or the empty text.
+_bstr_t XmlChildText(XmlNode node, _bstr_t name);
+
+} // namespace scankelv

@@ -1,0 +1,32 @@
+# WindowsApi: the functions behind the Windows headers. In a Windows build the system's own import libraries, on
+# Linux this project's stand-in. This file alone (and the version resource beside it) asks which system is built for.
+add_library(WindowsApi INTERFACE)
+if(WIN32)
+  target_compile_definitions(WindowsApi INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+  target_link_options(WindowsApi INTERFACE -static)
+  target_link_libraries(WindowsApi INTERFACE advapi32 ole32 oleaut32 shell32 version uuid)
+else()
+  add_subdirectory(HostWindows)
+  target_link_libraries(WindowsApi INTERFACE HostWindows)
+endif()
+
+# windows_program(TARGET): a windowless program whose entry is wWinMain, in the installation folder.
+function(windows_program target)
+  set_target_properties(${target} PROPERTIES WIN32_EXECUTABLE ON RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+  target_link_libraries(${target} PRIVATE WindowsApi)
+  if(WIN32)
+    target_link_options(${target} PRIVATE -municode)
+  endif()
+endfunction()
+
+# windows_library(TARGET): a library named TARGET.dll, on Linux too, in the installation folder.
+function(windows_library target)
+  set_target_properties(${target} PROPERTIES
+    PREFIX "" SUFFIX ".dll" CXX_VISIBILITY_PRESET hidden
+    RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER} LIBRARY_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+  target_link_libraries(${target} PRIVATE WindowsApi)
+  if(NOT WIN32)
+    # Its own copy of the stand-in stays its own.
+    target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
+  endif()
+endfunction()

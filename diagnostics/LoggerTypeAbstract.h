@@ -1,0 +1,35 @@
+// What every part of the agent sees of a logger.
+#pragma once
+
+#include "TextFormat.h"
+
+namespace scankelv
+{
+
+/// A logger of one module. Writing never fails towards the caller and never throws.
+class LoggerTypeAbstract
+{
+public:
+    /// One entry: prefix, the text with every line feed turned into CR LF, and a line end. An empty text writes nothing.
+    virtual void WriteLine(const char* format, FormatArguments arguments) noexcept = 0;
+    /// The text with the same line ends, without prefix and without a line end of its own.
+    virtual void WriteText(const char* format, FormatArguments arguments) noexcept = 0;
+    virtual ~LoggerTypeAbstract() = default;
+
+    LoggerTypeAbstract(const LoggerTypeAbstract&) = delete;
+    LoggerTypeAbstract& operator=(const LoggerTypeAbstract&) = delete;
+
+    template <class... Args>
+    void WriteLine(TextFormat<Args...> format, const Args&... arguments) noexcept;
+    template <class... Args>
+    void WriteText(TextFormat<Args...> format, const Args&... arguments) noexcept;
+
+protected:
+    LoggerTypeAbstract() = default;
+};
+
+/// The "ODS" logger: writes to the debugger console only and receives the reports of the platform layer. Created on
+/// the first call, which keeps the thread's last error code.
+LoggerTypeAbstract& DebugConsoleLogger();
+
+} // namespace scankelv

@@ -1,0 +1,180 @@
+#include "System.h"
+
+namespace test
+{
+namespace
+{
+
+constexpr char32_t replacementCharacter = 0xFFFD;
+
+struct FileHandle
+{
+    HANDLE handle;
+    ~FileHandle()
+    {
+        if (handle != INVALID_HANDLE_VALUE)
+            ::CloseHandle(handle);
+    }
+};
+
+const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
+
+} // namespace
+
+Wide ToWide(std::string_view utf8)
+{
+    Wide wide;
+    for (std::size_t i = 0; i < utf8.size();)
+    {
+        const auto lead = static_cast<unsigned char>(utf8[i++]);
+        int more = 0;
+        if (lead >= 0xC0)
+            more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
+        char32_t code = more == 0 ? lead : lead & (0x3FU >> static_cast<unsigned>(more));
+        for (; more > 0 && i < utf8.size(); --more)
+            code = (code << 6) | (static_cast<unsigned char>(utf8[i++]) & 0x3FU);
+        if (code >= 0x10000)
+        {
+            wide += static_cast<WCHAR>(0xD800 + ((code - 0x10000) >> 10));
+            code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+        }
+        wide += static_cast<WCHAR>(code);
+    }
+    return wide;
+}
+
+std::string ToUtf8(std::basic_string_view<WCHAR> text)
+{
+    std::string utf8;
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        char32_t code = static_cast<char16_t>(text[i]);
+        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00)
+            code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char16_t>(text[++i]) - 0xDC00U);
+        else if (code >= 0xD800 && code < 0xE000)
+            code = replacementCharacter;
+        const auto tail = [&](unsigned shift) { utf8 += static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
+        if (code < 0x80)
+            utf8 += static_cast<char>(code);
+        else if (code < 0x800)
+            utf8 += static_cast<char>(0xC0 | (code >> 6)), tail(0);
+        else if (code < 0x10000)
+            utf8 += static_cast<char>(0xE0 | (code >> 12)), tail(6), tail(0);
+        else
+            utf8 += static_cast<char>(0xF0 | (code >> 18)), tail(12), tail(6), tail(0);
+    }
+    return utf8;
+}
+
+std::string Utf16Bytes(std::basic_string_view<WCHAR> text)
+{
+    std::string bytes;
+    for (const WCHAR unit : text)
+    {
+        bytes += static_cast<char>(unit & 0xFF);
+        bytes += static_cast<char>((unit >> 8) & 0xFF);
+    }
+    return bytes;
+}
+
+TemporaryFolder::TemporaryFolder() : m_path(MakeTemporaryFolder()) {}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    RemoveTemporaryFolder(m_path);
+}
+
+bool FileExists(const Wide& path)
+{
+    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string ReadFileBytes(const Wide& path)
+{
+    const FileHandle file{::CreateFileW(
+        path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+        nullptr)};
+    if (file.handle == INVALID_HANDLE_VALUE)
+    {
+        ADD_FAILURE() << "cannot open " << ToUtf8(path) << ": " << ::GetLastError();
+        return {};
+    }
+    std::string bytes;
+    char piece[4096];
+    DWORD count = 0;
+    while (::ReadFile(file.handle, piece, sizeof(piece), &count, nullptr) != 0 && count != 0)
+        bytes.append(piece, count);
+    return bytes;
+}
+
+void WriteFileBytes(const Wide& path, std::string_view bytes)
+{
+    const FileHandle file{
+        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr)};
+    DWORD count = 0;
+    const bool written = file.handle != INVALID_HANDLE_VALUE &&
+                         ::WriteFile(file.handle, bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr) != 0;
+    EXPECT_TRUE(written && count == bytes.size()) << "cannot write " << ToUtf8(path) << ": " << ::GetLastError();
+}
+
+void SetReadOnly(const Wide& path, bool readOnly)
+{
+    EXPECT_NE(0, ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL));
+}
+
+PrivateRegistry::PrivateRegistry()
+{
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, registryScratch);
+    const struct
+    {
+        HKEY hive;
+        const WCHAR* name;
+    } hives[] = {
+        {HKEY_LOCAL_MACHINE, OLESTR("Software\\ScanKELVTests\\Machine")},
+        {HKEY_CURRENT_USER, OLESTR("Software\\ScanKELVTests\\User")},
+    };
+    for (const auto& [hive, name] : hives)
+    {
+        HKEY key = nullptr;
+        EXPECT_EQ(
+            ERROR_SUCCESS,
+            ::RegCreateKeyExW(HKEY_CURRENT_USER, name, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
+        EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(hive, key));
+        ::RegCloseKey(key);
+    }
+}
+
+PrivateRegistry::~PrivateRegistry()
+{
+    ::RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, registryScratch);
+}
+
+DebugConsoleCapture::DebugConsoleCapture()
+{
+    StartDebugConsoleCapture();
+}
+
+DebugConsoleCapture::~DebugConsoleCapture()
+{
+    StopDebugConsoleCapture();
+}
+
+std::string DebugConsoleCapture::Text() const
+{
+    return DebugConsoleText();
+}
+
+void DebugConsoleCapture::Clear()
+{
+    StopDebugConsoleCapture();
+    StartDebugConsoleCapture();
+}
+
+void SetVariable(std::string_view name, std::string_view value)
+{
+    ::SetEnvironmentVariableW(ToWide(name).c_str(), value.empty() ? nullptr : ToWide(value).c_str());
+}
+
+} // namespace test

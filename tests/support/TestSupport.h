@@ -1,0 +1,82 @@
+// What the tests share on both systems. Paths are Windows paths.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+#include <windows.h>
+
+namespace test
+{
+
+using Wide = std::basic_string<WCHAR>;
+
+/// UTF-16 of UTF-8 and back; a lone surrogate becomes U+FFFD.
+Wide ToWide(std::string_view utf8);
+std::string ToUtf8(std::basic_string_view<WCHAR> text);
+
+/// The bytes of a text as UTF-16LE.
+std::string Utf16Bytes(std::basic_string_view<WCHAR> text);
+
+/// A new empty folder, removed with all it holds at the end, read-only files too.
+class TemporaryFolder
+{
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const Wide& Path() const { return m_path; } ///< without a closing backslash
+    Wide File(std::string_view name) const { return m_path + OLESTR("\\") + ToWide(name); }
+
+private:
+    Wide m_path;
+};
+
+bool FileExists(const Wide& path);
+/// Whole contents; a test failure and an empty text when it cannot be read.
+std::string ReadFileBytes(const Wide& path);
+void WriteFileBytes(const Wide& path, std::string_view bytes);
+/// Sets or clears the read-only mark of a file.
+void SetReadOnly(const Wide& path, bool readOnly);
+
+/// HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE of this process point to new empty keys until the end.
+class PrivateRegistry
+{
+public:
+    PrivateRegistry();
+    ~PrivateRegistry();
+    PrivateRegistry(const PrivateRegistry&) = delete;
+    PrivateRegistry& operator=(const PrivateRegistry&) = delete;
+};
+
+/// Collects what this process writes to the debugger console while it lives, call by call. One at a time.
+class DebugConsoleCapture
+{
+public:
+    DebugConsoleCapture();
+    ~DebugConsoleCapture();
+    DebugConsoleCapture(const DebugConsoleCapture&) = delete;
+    DebugConsoleCapture& operator=(const DebugConsoleCapture&) = delete;
+
+    std::string Text() const; ///< all of it, joined
+    void Clear();
+};
+
+/// What a program left behind when it had ended.
+struct ProgramResult
+{
+    bool started = false;
+    DWORD exitCode = 0;
+    std::string debugConsole; ///< what it wrote to the debugger console
+};
+
+/// Starts a program with exactly this command line and waits for its end, 60 seconds at the most.
+ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder = {});
+
+/// Sets a variable of this process, which the programs it starts inherit; an empty value removes it.
+void SetVariable(std::string_view name, std::string_view value);
+
+} // namespace test

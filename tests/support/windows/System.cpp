@@ -1,0 +1,120 @@
+#include "System.h"
+
+#include <atomic>
+#include <filesystem>
+#include <mutex>
+
+namespace test
+{
+namespace
+{
+
+constexpr DWORD debugPrintException = 0x40010006; // DBG_PRINTEXCEPTION_C: length with terminator, text
+
+std::mutex consoleMutex;
+std::string consoleText;
+void* consoleHandler = nullptr;
+
+LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
+{
+    const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
+    if (record.ExceptionCode != debugPrintException || record.NumberParameters < 2)
+        return EXCEPTION_CONTINUE_SEARCH;
+    const std::lock_guard lock(consoleMutex);
+    consoleText += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+} // namespace
+
+int OnOwnMachine(const std::function<int()>& tests)
+{
+    return tests();
+}
+
+Wide MakeTemporaryFolder()
+{
+    static std::atomic<unsigned> number = 0;
+    const std::filesystem::path path =
+        std::filesystem::temp_directory_path() /
+        ("scankelv-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(number++));
+    std::filesystem::remove_all(path);
+    std::filesystem::create_directories(path);
+    return path.native();
+}
+
+void RemoveTemporaryFolder(const Wide& path)
+{
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path, ignored))
+        std::filesystem::permissions(entry, std::filesystem::perms::all, ignored);
+    std::filesystem::remove_all(path, ignored);
+}
+
+void StartDebugConsoleCapture()
+{
+    const std::lock_guard lock(consoleMutex);
+    consoleText.clear();
+    if (consoleHandler == nullptr)
+        consoleHandler = ::AddVectoredExceptionHandler(1, &OnException);
+}
+
+std::string DebugConsoleText()
+{
+    const std::lock_guard lock(consoleMutex);
+    return consoleText;
+}
+
+void StopDebugConsoleCapture()
+{
+    ::RemoveVectoredExceptionHandler(consoleHandler);
+    consoleHandler = nullptr;
+}
+
+ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder)
+{
+    // As the program's debugger: its debugger-console texts arrive as events.
+    ProgramResult result;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    Wide line = commandLine;
+    result.started = ::CreateProcessW(
+                         program.c_str(), line.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS, nullptr,
+                         currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
+    if (!result.started)
+        return result;
+    constexpr DWORD patience = 60000;
+    DEBUG_EVENT event{};
+    for (bool ended = false; !ended;)
+    {
+        if (::WaitForDebugEvent(&event, patience) == 0)
+        {
+            ADD_FAILURE() << ToUtf8(program) << " did not end in time";
+            ::TerminateProcess(process.hProcess, 99);
+            break;
+        }
+        DWORD answer = DBG_CONTINUE;
+        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT && event.u.DebugString.fUnicode == 0)
+        {
+            std::string text(event.u.DebugString.nDebugStringLength, '\0');
+            ::ReadProcessMemory(
+                process.hProcess, event.u.DebugString.lpDebugStringData, text.data(), text.size(), nullptr);
+            result.debugConsole += text.c_str();
+        }
+        else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
+                 event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
+            answer = DBG_EXCEPTION_NOT_HANDLED;
+        else if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT)
+        {
+            result.exitCode = event.u.ExitProcess.dwExitCode;
+            ended = true;
+        }
+        ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, answer);
+    }
+    ::CloseHandle(process.hThread);
+    ::CloseHandle(process.hProcess);
+    return result;
+}
+
+} // namespace test
