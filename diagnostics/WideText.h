@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <windows.h>
+#include <wtypes.h>
 
 namespace scankelv
 {

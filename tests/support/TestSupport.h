@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 #include <windows.h>
+#include <wtypes.h>
 
 namespace test
 {

@@ -1,0 +1,11 @@
+// Wide literals and the texts of COM.
+#pragma once
+
+#include "windef.h"
+
+using OLECHAR = WCHAR;
+using LPOLESTR = OLECHAR*;
+using LPCOLESTR = const OLECHAR*;
+using BSTR = OLECHAR*;
+
+#define OLESTR(text) u##text
