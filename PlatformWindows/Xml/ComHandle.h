@@ -3,8 +3,7 @@
 
 #include <utility>
 
-namespace scankelv
-{
+namespace scankelv {
 
 /// Copying adds a reference, dropping releases one.
 template <class Interface>

@@ -1,1 +1,218 @@
+#include "XmlDocument.h"
 
+#include "Loggers.h"
+
+#include <objbase.h>
+#include <ole2.h>
+#include <type_traits>
+
+namespace scankelv {
+namespace {
+
+template <class Interface>
+const IID& IdOf();
+template <>
+const IID& IdOf<IXMLDOMDocument>()
+{
+    return IID_IXMLDOMDocument;
+}
+template <>
+const IID& IdOf<IXMLDOMElement>()
+{
+    return IID_IXMLDOMElement;
+}
+template <>
+const IID& IdOf<IXMLDOMNode>()
+{
+    return IID_IXMLDOMNode;
+}
+template <>
+const IID& IdOf<IXMLDOMNodeList>()
+{
+    return IID_IXMLDOMNodeList;
+}
+
+// One call of the document model. Parameters are those of the member; an object's own interface may be a derived one.
+template <class Object, class Interface, class... Parameters>
+void Call(
+    Object* object, HRESULT (WINAPI Interface::*member)(Parameters...), std::type_identity_t<Parameters>... arguments)
+{
+    const HRESULT result = object != nullptr ? (object->*member)(arguments...) : E_POINTER;
+    if (FAILED(result))
+        throw XmlError(result, IdOf<Interface>());
+}
+
+// The model takes a variant by value and keeps nothing of it, so the text is lent.
+VARIANT TextVariant(const _bstr_t& text)
+{
+    VARIANT variant{};
+    variant.vt = VT_BSTR;
+    variant.bstrVal = text.Get();
+    return variant;
+}
+
+// A document that does not load is a plain result, whatever code the model gives.
+template <class Source>
+bool Load(const XmlDocument& document, HRESULT (WINAPI IXMLDOMDocument::*member)(Source, VARIANT_BOOL*), Source source)
+{
+    if (!document)
+        throw XmlError(E_POINTER, IID_IXMLDOMDocument);
+    VARIANT_BOOL success = VARIANT_FALSE;
+    const HRESULT result = (document.Get()->*member)(source, &success);
+    return SUCCEEDED(result) && success != VARIANT_FALSE;
+}
+
+} // namespace
+
+HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext)
+{
+    XmlDocument created;
+    const auto create = [classContext](const IID& id, auto& object) {
+        return ::CoCreateInstance(
+            CLSID_DOMDocument, nullptr, classContext, id, reinterpret_cast<void**>(object.Receive()));
+    };
+    HRESULT result = S_OK;
+    if ((classContext & (CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER)) != 0) {
+        ComHandle<IUnknown> object;
+        result = create(IID_IUnknown, object);
+        if (SUCCEEDED(result))
+            result = ::OleRun(object.Get());
+        if (SUCCEEDED(result))
+            result = object.Get()->QueryInterface(IID_IXMLDOMDocument, reinterpret_cast<void**>(created.Receive()));
+    } else
+        result = create(IID_IXMLDOMDocument, created);
+    document = SUCCEEDED(result) ? std::move(created) : XmlDocument();
+    return result;
+}
+
+XmlDocument XmlCreateDocumentInitialisingCom()
+{
+    constexpr DWORD context = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER;
+    XmlDocument document;
+    XmlCreateDocument(document, context);
+    if (!document) {
+        // Not undone: the document that comes of it needs the thread's COM for as long as it lives.
+        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        XmlCreateDocument(document, context);
+    }
+    if (document)
+        document.Get()->put_async(VARIANT_FALSE);
+    return document;
+}
+
+bool XmlOpenDocument(XmlDocument& document, PlaceHere place)
+{
+    const auto succeeded = [&place](HRESULT result, const char* expression) {
+        return Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(result), expression, 1, place);
+    };
+    return succeeded(XmlCreateDocument(document), "createInstanceResult") &&
+           succeeded(document.Get()->put_async(VARIANT_FALSE), "putAsyncResult");
+}
+
+bool XmlLoadText(const XmlDocument& document, const _bstr_t& text)
+{
+    return Load(document, &IXMLDOMDocument::loadXML, text.Get());
+}
+
+bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path)
+{
+    return Load(document, &IXMLDOMDocument::load, TextVariant(path));
+}
+
+void XmlSave(const XmlDocument& document, const _bstr_t& path)
+{
+    Call(document.Get(), &IXMLDOMDocument::save, TextVariant(path));
+}
+
+_bstr_t XmlSerialise(const XmlDocument& document)
+{
+    BSTR text = nullptr;
+    Call(document.Get(), &IXMLDOMNode::get_xml, &text);
+    return _bstr_t::Adopt(text);
+}
+
+void XmlAddDeclaration(const XmlDocument& document)
+{
+    ComHandle<IXMLDOMProcessingInstruction> declaration;
+    Call(
+        document.Get(), &IXMLDOMDocument::createProcessingInstruction, _bstr_t(OLESTR("xml")).Get(),
+        _bstr_t(OLESTR("version=\"1.0\" encoding=\"UTF-16\"")).Get(), declaration.Receive());
+    XmlAppend(document.Get(), declaration.Get());
+}
+
+XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name)
+{
+    XmlElement element;
+    Call(document.Get(), &IXMLDOMDocument::createElement, name.Get(), element.Receive());
+    return element;
+}
+
+void XmlSetAttribute(const XmlElement& element, const _bstr_t& name, const _bstr_t& value)
+{
+    Call(element.Get(), &IXMLDOMElement::setAttribute, name.Get(), TextVariant(value));
+}
+
+void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child)
+{
+    if (child == nullptr)
+        throw XmlError(E_POINTER, IID_IXMLDOMNode);
+    XmlNode attached;
+    Call(parent, &IXMLDOMNode::appendChild, child, attached.Receive());
+}
+
+XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query)
+{
+    const XmlNode found = XmlSelectFirst(node, query);
+    XmlElement element;
+    if (found)
+        found.Get()->QueryInterface(IID_IXMLDOMElement, reinterpret_cast<void**>(element.Receive()));
+    return element;
+}
+
+XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query)
+{
+    XmlNode found;
+    Call(node, &IXMLDOMNode::selectSingleNode, query.Get(), found.Receive());
+    return found;
+}
+
+XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query)
+{
+    XmlNodeList list;
+    Call(node, &IXMLDOMNode::selectNodes, query.Get(), list.Receive());
+    LONG length = 0;
+    Call(list.Get(), &IXMLDOMNodeList::get_length, &length);
+    XmlNode first;
+    if (length > 0)
+        Call(list.Get(), &IXMLDOMNodeList::get_item, 0, first.Receive());
+    return first;
+}
+
+_bstr_t XmlText(IXMLDOMNode* node)
+{
+    BSTR text = nullptr;
+    Call(node, &IXMLDOMNode::get_text, &text);
+    return _bstr_t::Adopt(text);
+}
+
+void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text)
+{
+    const XmlElement element = XmlCreateElement(document, name);
+    ComHandle<IXMLDOMText> content;
+    Call(document.Get(), &IXMLDOMDocument::createTextNode, text.Get(), content.Receive());
+    XmlAppend(element.Get(), content.Get());
+    XmlAppend(parent.Get(), element.Get());
+}
+
+void XmlAddEmptyElement(XmlDocument document, XmlElement parent, _bstr_t name)
+{
+    XmlAppend(parent.Get(), XmlCreateElement(document, name).Get());
+}
+
+_bstr_t XmlChildText(XmlNode node, _bstr_t name)
+{
+    const XmlNode found = XmlSelectFirst(node.Get(), name);
+    return found ? XmlText(found.Get()) : _bstr_t(OLESTR(""));
+}
+
+} // namespace scankelv

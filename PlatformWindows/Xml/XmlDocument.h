@@ -5,38 +5,22 @@
 #include "BstrText.h"
 #include "CheckedExpression.h"
 #include "ComHandle.h"
+#include "XmlError.h"
 
-#include <exception>
 #include <msxml.h>
 
-namespace scankelv
-{
+namespace scankelv {
 
 using XmlDocument = ComHandle<IXMLDOMDocument>;
 using XmlElement = ComHandle<IXMLDOMElement>;
 using XmlNode = ComHandle<IXMLDOMNode>;
 using XmlNodeList = ComHandle<IXMLDOMNodeList>;
 
-/// A failed call of the document model, or text memory that ran out (E_OUTOFMEMORY), or an operation on an empty
-/// handle (E_POINTER).
-class XmlError : public std::exception
-{
-public:
-    XmlError(HRESULT code, const IID& interfaceId) noexcept : m_code(code), m_interface(interfaceId) {}
-    HRESULT Code() const noexcept { return m_code; }
-    const IID& Interface() const noexcept { return m_interface; }
-    const char* what() const noexcept override { return "XML document operation failed"; }
-
-private:
-    HRESULT m_code;
-    IID m_interface;
-};
-
 /// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
 /// context the object is created for IUnknown, started, and then asked for the document interface.
 HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext = CLSCTX_INPROC_SERVER);
-/// For callers that go on without a document: creates in process or local server, and
-/// once more after initialising COM for the thread when nothing came of it. May stay empty.
+/// For callers that go on without a document: creates in process or local server, and once more after initialising COM
+/// for the thread when nothing came of it. Loads synchronously where that can be had. May stay empty.
 XmlDocument XmlCreateDocumentInitialisingCom();
 
 /// Creates a document and switches it to synchronous loading; a failure is reported to the "Agent" logger as
