@@ -5,21 +5,23 @@
 #include <string_view>
 #include <windows.h>
 
-namespace hostwindows
-{
+namespace hostwindows {
 
 /// The machine's folder on the Linux file system, without a closing slash: HOSTWINDOWS_ROOT, else
 /// $XDG_DATA_HOME/hostwindows, else ~/.local/share/hostwindows. The first call makes it and the usual folders of its
 /// drive C:. One that cannot be made is said once, in one line on standard error.
 const std::string& MachineFolder();
 
+/// C:\Users\<login name>
+const std::u16string& UserProfile();
+
 /// A Windows path, found on the Linux file system.
 struct FoundPath
 {
-    std::string path;      ///< the Linux path, in the letter case that exists there; empty when `error` is a bad name
-    DWORD error = 0;       ///< 0, or why it cannot name a file: 3 a folder is missing, 123 a bad name
-    bool exists = false;   ///< the last component exists
-    bool isFolder = false; ///< and is a folder
+    std::string path; ///< the Linux path, in the letter case that exists there; empty when `error` is a bad name
+    DWORD error = 0;  ///< 0, or why it cannot name a file: 3 a folder is missing, 5 one is closed to us, 123 a bad name
+    bool exists = false;       ///< the last component exists
+    bool isFolder = false;     ///< and is a folder
     bool folderNeeded = false; ///< the path ended in a separator
 };
 

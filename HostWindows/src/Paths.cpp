@@ -1,0 +1,380 @@
+#include "Paths.h"
+
+#include "LetterCase.h"
+#include "SharedFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <memory>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace hostwindows {
+namespace {
+
+constexpr char32_t replacementCharacter = 0xFFFD;
+constexpr std::size_t longestComponent = 255;
+
+std::string Variable(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+std::string CurrentFolder()
+{
+    const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
+    return folder == nullptr ? std::string("/") : std::string(folder.get());
+}
+
+const ::passwd* Account()
+{
+    static const ::passwd* const account = ::getpwuid(::getuid());
+    return account;
+}
+
+std::string HomeFolder()
+{
+    if (std::string home = Variable("HOME"); !home.empty())
+        return home;
+    return Account() != nullptr && Account()->pw_dir != nullptr ? Account()->pw_dir : "/";
+}
+
+std::string MachineFolderName()
+{
+    std::string folder = Variable("HOSTWINDOWS_ROOT");
+    if (folder.empty()) {
+        const std::string data = Variable("XDG_DATA_HOME");
+        folder = (data.empty() ? HomeFolder() + "/.local/share" : data) + "/hostwindows";
+    }
+    if (folder.front() != '/')
+        folder = CurrentFolder() + "/" + folder;
+    while (folder.size() > 1 && folder.back() == '/')
+        folder.pop_back();
+    return folder;
+}
+
+bool BadCharacter(char16_t unit)
+{
+    constexpr std::u16string_view forbidden = u"<>*?\"|:/\\";
+    return unit < u' ' || forbidden.find(unit) != std::u16string_view::npos;
+}
+
+std::u16string LoginName()
+{
+    std::string name;
+    for (const char* variable : {"LOGNAME", "USER"})
+        if (name.empty())
+            name = Variable(variable);
+    if (name.empty() && Account() != nullptr)
+        name = Account()->pw_name;
+    std::u16string wide = Utf16FromUtf8(name);
+    std::ranges::replace_if(wide, BadCharacter, u'_');
+    while (!wide.empty() && (wide.back() == u'.' || wide.back() == u' '))
+        wide.pop_back();
+    return wide.empty() ? u"user" : wide;
+}
+
+/// The path of a component in the letter case that the folder has; empty when it holds none.
+std::string SearchFolder(const std::string& folder, std::u16string_view component)
+{
+    const std::unique_ptr<::DIR, int (*)(::DIR*)> entries(::opendir((folder + "/").c_str()), &::closedir);
+    while (const ::dirent* entry = entries == nullptr ? nullptr : ::readdir(entries.get()))
+        if (EqualWithoutCase(Utf16FromUtf8(entry->d_name), component))
+            return folder + "/" + entry->d_name;
+    return {};
+}
+
+enum class Kind
+{
+    missing,
+    file,
+    folder
+};
+
+/// @return what a Linux path is; when `missing`, errno says why
+Kind KindOf(const std::string& path)
+{
+    struct ::stat status;
+    if (::stat(path.c_str(), &status) != 0)
+        return Kind::missing;
+    return S_ISDIR(status.st_mode) ? Kind::folder : Kind::file;
+}
+
+/// Walks down from a Linux folder. The spelling as given costs one call; only for what that misses, each component is
+/// looked up on its own and the folder searched.
+FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& components)
+{
+    FoundPath found;
+    const auto take = [&found](std::string path, Kind kind) {
+        found.path = std::move(path);
+        found.exists = kind != Kind::missing;
+        found.isFolder = kind == Kind::folder;
+    };
+    std::string parent = root;
+    std::string whole = root;
+    for (const std::u16string& component : components) {
+        parent = whole;
+        whole += "/" + Utf8FromUtf16(component);
+    }
+    take(components.empty() ? root + "/" : whole, KindOf(components.empty() ? root + "/" : whole));
+    if (found.exists)
+        return found;
+    if (errno != ENOENT && errno != ENOTDIR) {
+        found.error = errno == ENAMETOOLONG ? ERROR_INVALID_NAME : ErrorFromErrno(errno);
+        return found;
+    }
+    if (components.empty()) {
+        found.error = ERROR_PATH_NOT_FOUND;
+        return found;
+    }
+    // Mostly it is the last component alone that is missing.
+    std::size_t known = components.size() - 1;
+    if (KindOf(parent) != Kind::folder) {
+        parent = root;
+        known = 0;
+    }
+    for (; known < components.size(); ++known) {
+        std::string next = parent + "/" + Utf8FromUtf16(components[known]);
+        Kind kind = KindOf(next);
+        if (kind == Kind::missing)
+            if (std::string other = SearchFolder(parent, components[known]); !other.empty()) {
+                next = std::move(other);
+                kind = KindOf(next);
+            }
+        parent = next;
+        if (known + 1 == components.size())
+            take(std::move(next), kind);
+        else if (kind != Kind::folder) {
+            found.error = ERROR_PATH_NOT_FOUND;
+            break;
+        }
+    }
+    return found;
+}
+
+std::string DriveC()
+{
+    return MachineFolder() + "/drive_c";
+}
+
+bool IsBelow(std::string_view path, std::string_view folder)
+{
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+/// What lies behind `drive_c` in a Linux path, also when the machine's folder was reached by a symbolic link.
+bool IsOnDriveC(std::string_view path, std::string_view& rest)
+{
+    static const std::string real = [] {
+        const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(DriveC().c_str(), nullptr), &std::free);
+        return resolved == nullptr ? DriveC() : std::string(resolved.get());
+    }();
+    for (const std::string& drive : {DriveC(), real})
+        if (IsBelow(path, drive)) {
+            rest = path.substr(drive.size());
+            return true;
+        }
+    return false;
+}
+
+bool IsSeparator(char16_t unit)
+{
+    return unit == u'\\' || unit == u'/';
+}
+
+/// Splits into components: ".", ".." and doubled separators resolved, nothing above the root.
+DWORD Split(std::u16string_view path, std::vector<std::u16string>& components)
+{
+    for (std::size_t begin = 0; begin < path.size();) {
+        const auto* end = std::find_if(path.begin() + begin, path.end(), IsSeparator);
+        const auto length = static_cast<std::size_t>(end - path.begin()) - begin;
+        std::u16string_view component = path.substr(begin, length);
+        const bool last = begin + length + 1 >= path.size();
+        begin += length + 1;
+        if (component == u"..") {
+            if (!components.empty())
+                components.pop_back();
+            continue;
+        }
+        // Windows drops these at the end of a name; blanks only at the end of the path.
+        while (!component.empty() && (component.back() == u'.' || (last && component.back() == u' ')))
+            component.remove_suffix(1);
+        if (component.empty())
+            continue;
+        if (component.size() > longestComponent || std::ranges::any_of(component, BadCharacter))
+            return ERROR_INVALID_NAME;
+        components.emplace_back(component);
+    }
+    return NO_ERROR;
+}
+
+/// Makes the missing ones of a path of folders. @return 0 or errno
+int MakeFolders(const std::string& root, std::u16string_view path)
+{
+    std::vector<std::u16string> components;
+    Split(path, components);
+    for (std::size_t count = 1; count <= components.size(); ++count) {
+        const FoundPath found = FindBelow(root, {components.begin(), components.begin() + static_cast<long>(count)});
+        if (!found.exists && ::mkdir(found.path.c_str(), 0777) != 0 && errno != EEXIST)
+            return errno;
+    }
+    return 0;
+}
+
+std::u16string ProfileOnDrive()
+{
+    return u"\\Users\\" + LoginName();
+}
+
+/// Makes what is missing of the machine's folder. @return 0 or errno
+int PrepareMachine(const std::string& folder)
+{
+    const std::u16string usual[] = {ProfileOnDrive() + u"\\AppData\\Local\\Temp", u"\\ProgramData"};
+    const std::string drive = folder + "/drive_c";
+    for (std::size_t end = 1; end != std::string::npos;) {
+        end = drive.find('/', end + 1);
+        const std::string part = drive.substr(0, end);
+        if (::access(part.c_str(), F_OK) != 0 && ::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST)
+            return errno;
+    }
+    for (const std::u16string& path : usual)
+        if (const int error = MakeFolders(drive, path); error != 0)
+            return error;
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+const std::string& MachineFolder()
+{
+    static const std::string folder = [] {
+        std::string name = MachineFolderName();
+        if (const int error = PrepareMachine(name); error != 0) {
+            const std::string line =
+                "hostwindows: the machine folder " + name + " cannot be used: " + std::strerror(error) + "\n";
+            (void)!::write(STDERR_FILENO, line.data(), line.size());
+        }
+        return name;
+    }();
+    return folder;
+}
+
+const std::u16string& UserProfile()
+{
+    static const std::u16string profile = u"C:" + ProfileOnDrive();
+    return profile;
+}
+
+FoundPath FindPath(std::u16string_view windowsPath)
+{
+    const auto failed = [](DWORD error) {
+        FoundPath found;
+        found.error = error;
+        return found;
+    };
+    if (windowsPath.empty() || (windowsPath.size() > 1 && IsSeparator(windowsPath[0]) && IsSeparator(windowsPath[1])))
+        return failed(ERROR_PATH_NOT_FOUND);
+
+    std::u16string_view rest = windowsPath;
+    char16_t drive = 0;
+    if (rest.size() > 1 && rest[1] == u':') {
+        drive = Capital(rest[0]);
+        rest.remove_prefix(2);
+        if (drive != u'C' && drive != u'Z')
+            return failed(ERROR_PATH_NOT_FOUND);
+    }
+    std::vector<std::u16string> components;
+    const bool rooted = !rest.empty() && IsSeparator(rest.front());
+    if (drive == 0 || !rooted) {
+        const std::string current = CurrentFolder();
+        std::string_view below = current;
+        const char16_t currentDrive = IsOnDriveC(current, below) ? u'C' : u'Z';
+        drive = drive == 0 ? currentDrive : drive;
+        if (!rooted && drive == currentDrive)
+            for (std::size_t begin = 0; begin < below.size();) {
+                // As they stand: names that Linux allowed.
+                const std::size_t end = std::min(below.find('/', begin), below.size());
+                if (end > begin)
+                    components.push_back(Utf16FromUtf8(below.substr(begin, end - begin)));
+                begin = end + 1;
+            }
+    }
+    if (const DWORD error = Split(rest, components); error != NO_ERROR)
+        return failed(error);
+    FoundPath found = FindBelow(drive == u'C' ? DriveC() : std::string(), components);
+    found.folderNeeded = IsSeparator(windowsPath.back());
+    return found;
+}
+
+std::u16string WindowsPath(std::string_view linuxPath)
+{
+    std::string_view rest = linuxPath;
+    std::u16string path = IsOnDriveC(linuxPath, rest) ? u"C:" : u"Z:";
+    path += Utf16FromUtf8(rest.empty() ? "/" : rest);
+    std::ranges::replace(path, u'/', u'\\');
+    return path;
+}
+
+std::u16string Utf16FromUtf8(std::string_view text)
+{
+    std::u16string wide;
+    wide.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const auto lead = static_cast<unsigned char>(text[i++]);
+        if (lead < 0x80) {
+            wide += static_cast<char16_t>(lead);
+            continue;
+        }
+        const unsigned more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
+        constexpr char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
+        char32_t code = lead & (0x3FU >> more);
+        bool good = lead >= 0xC2 && lead <= 0xF4;
+        // A sequence that breaks off is one malformed character; what broke it starts the next.
+        for (unsigned count = 0; good && count < more; ++count) {
+            good = i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
+            if (good)
+                code = (code << 6) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
+        }
+        if (!good || code < smallest[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000))
+            code = replacementCharacter;
+        if (code >= 0x10000) {
+            wide += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
+            code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+        }
+        wide += static_cast<char16_t>(code);
+    }
+    return wide;
+}
+
+std::string Utf8FromUtf16(std::u16string_view text)
+{
+    std::string bytes;
+    bytes.reserve(text.size());
+    const auto tail = [&bytes](char32_t code, unsigned shift) {
+        bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
+    };
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t code = text[i];
+        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00)
+            code = 0x10000 + ((code - 0xD800) << 10) + (text[++i] - 0xDC00U);
+        else if (code >= 0xD800 && code < 0xE000)
+            code = replacementCharacter;
+        if (code < 0x80) {
+            bytes += static_cast<char>(code);
+            continue;
+        }
+        const unsigned more = code >= 0x10000 ? 3 : (code >= 0x800 ? 2 : 1);
+        bytes += static_cast<char>(((0xFF00U >> (more + 1)) & 0xFFU) | (code >> (6 * more)));
+        for (unsigned left = more; left-- > 0;)
+            tail(code, 6 * left);
+    }
+    return bytes;
+}
+
+} // namespace hostwindows

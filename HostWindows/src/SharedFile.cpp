@@ -1,0 +1,330 @@
+#include "SharedFile.h"
+
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace hostwindows {
+namespace {
+
+// Each opening claims bytes far behind any contents with shared locks: they belong to the opening, not to the
+// process, and go with it, however the process ends.
+constexpr ::off_t reads = ::off_t{1} << 62;
+constexpr ::off_t writes = reads + 1;
+constexpr ::off_t deniesReading = reads + 2;
+constexpr ::off_t deniesWriting = reads + 3;
+constexpr ::off_t deniesDeleting = reads + 4;
+constexpr ::off_t claimCount = 5;
+
+constexpr int patienceMilliseconds = 2000;
+
+struct ::flock Claim(short type, ::off_t first, ::off_t count)
+{
+    struct ::flock claim
+    {
+    };
+    claim.l_type = type;
+    claim.l_whence = SEEK_SET;
+    claim.l_start = first;
+    claim.l_len = count;
+    return claim;
+}
+
+bool ClaimedByOthers(int descriptor, ::off_t first, ::off_t count)
+{
+    struct ::flock claim = Claim(F_WRLCK, first, count);
+    return ::fcntl(descriptor, F_OFD_GETLK, &claim) == 0 && claim.l_type != F_UNLCK;
+}
+
+/// Takes the file's one gate; a holder that keeps it too long (another program's lock) is given up on.
+bool EnterGate(int descriptor)
+{
+    for (int waited = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++waited) {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return true; // a file system without locks: nothing to keep apart
+        if (waited == patienceMilliseconds)
+            return false;
+        const ::timespec millisecond{0, 1000000};
+        ::nanosleep(&millisecond, nullptr);
+    }
+    return true;
+}
+
+bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
+{
+    struct Rule
+    {
+        bool applies;
+        ::off_t conflict; // another's claim that stands against this opening
+        ::off_t claim;
+    };
+    const Rule rules[] = {
+        {(access & GENERIC_READ) != 0, deniesReading, reads},
+        {(access & GENERIC_WRITE) != 0, deniesWriting, writes},
+        {(access & DELETE) != 0, deniesDeleting, 0},
+        {(sharing & FILE_SHARE_READ) == 0, reads, deniesReading},
+        {(sharing & FILE_SHARE_WRITE) == 0, writes, deniesWriting},
+        {(sharing & FILE_SHARE_DELETE) == 0, 0, deniesDeleting},
+    };
+    if (ClaimedByOthers(descriptor, reads, claimCount))
+        for (const Rule& rule : rules)
+            if (rule.applies && rule.conflict != 0 && ClaimedByOthers(descriptor, rule.conflict, 1))
+                return false;
+    for (const Rule& rule : rules)
+        if (rule.applies && rule.claim != 0) {
+            struct ::flock claim = Claim(F_RDLCK, rule.claim, 1);
+            ::fcntl(descriptor, F_OFD_SETLK, &claim);
+        }
+    return true;
+}
+
+DWORD WriteAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty()) {
+        const ::ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            return ErrorFromErrno(errno);
+        if (count > 0)
+            bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return NO_ERROR;
+}
+
+/// The sibling that becomes the new file. Its writer holds its lock; one whose lock is free was left by a killed
+/// writer and is removed. Its name is the same each time, so that no second one can be left behind.
+class Sibling
+{
+public:
+    explicit Sibling(const std::string& path)
+    {
+        constexpr std::size_t longestName = 240;
+        const std::size_t nameAt = path.rfind('/') + 1;
+        m_path = path.substr(0, nameAt) + "." + path.substr(nameAt, longestName) + ".new";
+    }
+    Sibling(const Sibling&) = delete;
+    Sibling& operator=(const Sibling&) = delete;
+    ~Sibling()
+    {
+        if (m_descriptor < 0)
+            return;
+        if (!m_placed)
+            ::unlink(m_path.c_str());
+        ::close(m_descriptor);
+    }
+
+    DWORD Create()
+    {
+        for (int waited = 0; waited < patienceMilliseconds; ++waited) {
+            const int made = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            if (made >= 0) {
+                struct ::stat status
+                {
+                };
+                if (::flock(made, LOCK_EX | LOCK_NB) == 0 && ::fstat(made, &status) == 0 && status.st_nlink != 0) {
+                    m_descriptor = made;
+                    return NO_ERROR;
+                }
+                ::close(made); // taken for a leftover between the two calls
+            } else if (errno != EEXIST)
+                return ErrorFromErrno(errno);
+            else if (!RemoveLeftover()) {
+                const ::timespec millisecond{0, 1000000};
+                ::nanosleep(&millisecond, nullptr);
+            }
+        }
+        return ERROR_SHARING_VIOLATION;
+    }
+
+    DWORD Place(const std::string& path)
+    {
+        if (::rename(m_path.c_str(), path.c_str()) != 0)
+            return ErrorFromErrno(errno);
+        m_placed = true;
+        return NO_ERROR;
+    }
+
+    int Descriptor() const { return m_descriptor; }
+
+private:
+    bool RemoveLeftover() const
+    {
+        const int left = ::open(m_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (left < 0) // a link, or closed to us
+            return ::unlink(m_path.c_str()) == 0;
+        struct ::stat opened
+        {
+        };
+        struct ::stat named
+        {
+        };
+        const bool removed = ::flock(left, LOCK_EX | LOCK_NB) == 0 && ::fstat(left, &opened) == 0 &&
+                             ::lstat(m_path.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
+                             ::unlink(m_path.c_str()) == 0;
+        ::close(left);
+        return removed;
+    }
+
+    std::string m_path;
+    int m_descriptor = -1;
+    bool m_placed = false;
+};
+
+} // namespace
+
+SharedFile::SharedFile(SharedFile&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+
+SharedFile& SharedFile::operator=(SharedFile&& other) noexcept
+{
+    std::swap(m_descriptor, other.m_descriptor);
+    return *this;
+}
+
+SharedFile::~SharedFile()
+{
+    Close();
+}
+
+DWORD SharedFile::Open(const std::string& path, DWORD access, DWORD sharing, int flags, unsigned mode)
+{
+    Close();
+    if ((flags & O_TRUNC) != 0)
+        access |= GENERIC_WRITE;
+    const bool writing = (access & GENERIC_WRITE) != 0;
+    int accessFlags = writing ? O_RDWR : O_RDONLY; // claims are shared locks, and those need reading
+    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) == 0 && (flags & O_CREAT) == 0)
+        accessFlags = O_PATH;
+    // Truncated only when the sharing allows it. Nothing here may wait for the other end of a pipe.
+    const int descriptor =
+        ::open(path.c_str(), accessFlags | (flags & ~O_TRUNC) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
+    if (descriptor < 0)
+        return errno == EEXIST ? ERROR_FILE_EXISTS : (errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno));
+    SharedFile opened;
+    opened.m_descriptor = descriptor;
+
+    struct ::stat status
+    {
+    };
+    if (::fstat(descriptor, &status) != 0)
+        return ErrorFromErrno(errno);
+    const bool folder = S_ISDIR(status.st_mode);
+    if ((!S_ISREG(status.st_mode) && !folder) || (folder && (flags & O_DIRECTORY) == 0))
+        return ERROR_ACCESS_DENIED;
+    // Windows' read-only mark binds everybody, the administrator too.
+    const bool readOnly = !folder && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+    if (readOnly && (writing || (access & DELETE) != 0))
+        return ERROR_ACCESS_DENIED;
+    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0 && !folder) {
+        if (!EnterGate(descriptor))
+            return ERROR_SHARING_VIOLATION;
+        const bool claimed = ClaimSharing(descriptor, access, sharing);
+        ::flock(descriptor, LOCK_UN);
+        if (!claimed)
+            return ERROR_SHARING_VIOLATION;
+    }
+    if ((flags & O_TRUNC) != 0 && status.st_size != 0 && ::ftruncate(descriptor, 0) != 0)
+        return ErrorFromErrno(errno);
+    std::swap(m_descriptor, opened.m_descriptor);
+    return NO_ERROR;
+}
+
+void SharedFile::Close()
+{
+    if (m_descriptor >= 0)
+        ::close(std::exchange(m_descriptor, -1));
+}
+
+DWORD ErrorFromErrno(int number)
+{
+    constexpr struct
+    {
+        int number;
+        DWORD error;
+    } table[] = {
+        {ENOENT, ERROR_FILE_NOT_FOUND},
+        {ENOTDIR, ERROR_PATH_NOT_FOUND},
+        {ELOOP, ERROR_PATH_NOT_FOUND},
+        {EACCES, ERROR_ACCESS_DENIED},
+        {EPERM, ERROR_ACCESS_DENIED},
+        {EISDIR, ERROR_ACCESS_DENIED},
+        {ETXTBSY, ERROR_SHARING_VIOLATION},
+        {EEXIST, ERROR_ALREADY_EXISTS},
+        {EROFS, ERROR_WRITE_PROTECT},
+        {ENOSPC, ERROR_DISK_FULL},
+        {EDQUOT, ERROR_DISK_FULL},
+        {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
+        {ENFILE, ERROR_TOO_MANY_OPEN_FILES},
+        {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
+        {EBADF, ERROR_INVALID_HANDLE},
+        {EINVAL, ERROR_INVALID_PARAMETER},
+        {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
+        {EBUSY, ERROR_BUSY},
+    };
+    for (const auto& row : table)
+        if (row.number == number)
+            return row.error;
+    return ERROR_GEN_FAILURE;
+}
+
+DWORD ReadWholeFile(const std::string& path, std::string& bytes)
+{
+    SharedFile file;
+    if (const DWORD error = file.Open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, 0); error != NO_ERROR)
+        return error;
+    bytes.clear();
+    struct ::stat status
+    {
+    };
+    ::fstat(file.Descriptor(), &status);
+    std::size_t filled = 0;
+    constexpr std::size_t smallest = 4096;
+    bytes.resize(static_cast<std::size_t>(status.st_size) + 1); // one more: the end shows in the first call
+    for (;;) {
+        const ::ssize_t count = ::read(file.Descriptor(), bytes.data() + filled, bytes.size() - filled);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0) {
+            bytes.clear();
+            return ErrorFromErrno(errno);
+        }
+        filled += static_cast<std::size_t>(count);
+        if (count == 0 || filled < bytes.size())
+            break;
+        bytes.resize(filled + smallest);
+    }
+    bytes.resize(filled);
+    return NO_ERROR;
+}
+
+DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
+{
+    // The old file is held while it is replaced. A link is replaced itself: what it points to is none of ours.
+    SharedFile old;
+    struct ::stat status
+    {
+    };
+    const bool present = ::lstat(path.c_str(), &status) == 0;
+    const bool isLink = present && S_ISLNK(status.st_mode);
+    if (present && !isLink)
+        if (const DWORD error = old.Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, O_NOFOLLOW);
+            error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
+            return error;
+
+    Sibling sibling(path);
+    if (const DWORD error = sibling.Create(); error != NO_ERROR)
+        return error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error;
+    if (const DWORD error = WriteAll(sibling.Descriptor(), bytes); error != NO_ERROR)
+        return error;
+    if (old.IsOpen()) {
+        constexpr unsigned modeBits = 07777;
+        (void)!::fchown(sibling.Descriptor(), status.st_uid, status.st_gid);
+        if (::fchmod(sibling.Descriptor(), status.st_mode & modeBits) != 0)
+            return ErrorFromErrno(errno);
+    }
+    return sibling.Place(path);
+}
+
+} // namespace hostwindows
