@@ -1,3 +1,19 @@
+// Memory shared by name.
 #pragma once
 
-#include "windef.h"
+#include "minwinbase.h"
+#include "winnt.h"
+
+inline constexpr DWORD FILE_MAP_WRITE = SECTION_MAP_WRITE;
+inline constexpr DWORD FILE_MAP_READ = SECTION_MAP_READ;
+inline constexpr DWORD FILE_MAP_ALL_ACCESS = SECTION_ALL_ACCESS;
+
+extern "C" {
+/// Memory of its own only: `file` must be INVALID_HANDLE_VALUE. The last error tells a new object (0) from an existing
+/// one (183).
+HANDLE CreateFileMappingW(
+    HANDLE file, LPSECURITY_ATTRIBUTES attributes, DWORD protection, DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
+HANDLE OpenFileMappingW(DWORD access, BOOL inherit, LPCWSTR name);
+LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes);
+BOOL UnmapViewOfFile(LPCVOID address);
+}

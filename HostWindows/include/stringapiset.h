@@ -1,3 +1,18 @@
+// Conversion between UTF-16 and 8-bit texts.
 #pragma once
 
 #include "windef.h"
+
+inline constexpr UINT CP_ACP = 0; // UTF-8 too
+inline constexpr UINT CP_UTF8 = 65001;
+inline constexpr DWORD MB_PRECOMPOSED = 0x1;
+inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
+inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
+
+/// @param length  of the text, -1 when it is terminated; the terminator is then converted too
+/// @param room  0 asks for the room needed
+/// @return units written or needed; 0 on failure
+int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int room);
+int WINAPI WideCharToMultiByte(
+    UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer, int room, LPCSTR defaultCharacter,
+    LPBOOL defaultUsed);

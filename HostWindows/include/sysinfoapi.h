@@ -1,3 +1,8 @@
+// The time of day.
 #pragma once
 
-#include "windef.h"
+#include "minwinbase.h"
+
+extern "C" {
+void GetLocalTime(LPSYSTEMTIME time);
+}

@@ -1,3 +1,6 @@
 #pragma once
 
 #include "windef.h"
+
+/// Rings the terminal's bell, where standard error is one, and returns at once; the pitch and the length are not heard.
+BOOL WINAPI Beep(DWORD hertz, DWORD milliseconds);
