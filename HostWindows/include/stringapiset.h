@@ -9,10 +9,12 @@ inline constexpr DWORD MB_PRECOMPOSED = 0x1;
 inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
 inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 
+extern "C" {
 /// @param length  of the text, -1 when it is terminated; the terminator is then converted too
 /// @param room  0 asks for the room needed
 /// @return units written or needed; 0 on failure
-int WINAPI MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int room);
-int WINAPI WideCharToMultiByte(
+int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int room);
+int WideCharToMultiByte(
     UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer, int room, LPCSTR defaultCharacter,
     LPBOOL defaultUsed);
+}

@@ -8,31 +8,33 @@
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-UINT WINAPI GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file);
-UINT WINAPI GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file);
+extern "C" {
+UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file);
+UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file);
 /// @param size  characters that fit, terminator counted. @return characters copied, terminator not counted
-DWORD WINAPI GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR preset, LPSTR buffer, DWORD size, LPCSTR file);
-DWORD WINAPI
+DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR preset, LPSTR buffer, DWORD size, LPCSTR file);
+DWORD
 GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR preset, LPWSTR buffer, DWORD size, LPCWSTR file);
-BOOL WINAPI WritePrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR value, LPCSTR file);
-BOOL WINAPI WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);
+BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR value, LPCSTR file);
+BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);
 
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x00000200;
 inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x00001000;
 
 /// The system's text of a code, closing CR LF included; both flags must be given. @return its length in bytes, 0 on
 /// failure, the buffer being untouched then
-DWORD WINAPI
+DWORD
 FormatMessageA(DWORD flags, LPCVOID source, DWORD code, DWORD language, LPSTR buffer, DWORD size, va_list* arguments);
 
 inline constexpr UINT LMEM_FIXED = 0x0000;
 inline constexpr UINT LMEM_ZEROINIT = 0x0040;
 inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
 
-HLOCAL WINAPI LocalAlloc(UINT flags, SIZE_T bytes);
-HLOCAL WINAPI LocalFree(HLOCAL memory);
+HLOCAL LocalAlloc(UINT flags, SIZE_T bytes);
+HLOCAL LocalFree(HLOCAL memory);
 
 /// Whether a text cannot be read up to its terminator or `most` characters, whichever comes first.
-BOOL WINAPI IsBadStringPtrA(LPCSTR text, UINT_PTR most);
-BOOL WINAPI IsBadStringPtrW(LPCWSTR text, UINT_PTR most);
-BOOL WINAPI IsBadWritePtr(LPVOID memory, UINT_PTR bytes);
+BOOL IsBadStringPtrA(LPCSTR text, UINT_PTR most);
+BOOL IsBadStringPtrW(LPCWSTR text, UINT_PTR most);
+BOOL IsBadWritePtr(LPVOID memory, UINT_PTR bytes);
+}

@@ -4,8 +4,10 @@
 #include <new>
 #include <unordered_map>
 
-namespace hostwindows {
-namespace {
+namespace hostwindows
+{
+namespace
+{
 
 // Numbers are not used again, so that a handle closed twice is not another object's.
 struct HandleTable
@@ -33,12 +35,15 @@ HANDLE MakeHandle(std::unique_ptr<HandleObject> object)
 {
     HandleTable& table = Table();
     const std::lock_guard lock(table.mutex);
-    try {
+    try
+    {
         const std::uintptr_t number = table.next;
         table.objects.emplace(number, std::move(object));
         table.next += 4;
         return reinterpret_cast<HANDLE>(number);
-    } catch (const std::bad_alloc&) {
+    }
+    catch (const std::bad_alloc&)
+    {
         ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return nullptr;
     }
@@ -49,7 +54,8 @@ HandleObject* ObjectOf(HANDLE handle)
     HandleTable& table = Table();
     const std::lock_guard lock(table.mutex);
     const auto found = table.objects.find(NumberOf(handle));
-    if (found == table.objects.end()) {
+    if (found == table.objects.end())
+    {
         ::SetLastError(ERROR_INVALID_HANDLE);
         return nullptr;
     }
@@ -58,7 +64,7 @@ HandleObject* ObjectOf(HANDLE handle)
 
 } // namespace hostwindows
 
-BOOL WINAPI CloseHandle(HANDLE object)
+BOOL CloseHandle(HANDLE object)
 {
     using namespace hostwindows;
     if (object == INVALID_HANDLE_VALUE) // the process's pseudo handle
@@ -69,7 +75,8 @@ BOOL WINAPI CloseHandle(HANDLE object)
         const std::lock_guard lock(table.mutex);
         closed = table.objects.extract(NumberOf(object));
     }
-    if (closed.empty()) {
+    if (closed.empty())
+    {
         ::SetLastError(ERROR_INVALID_HANDLE);
         return FALSE;
     }

@@ -1,17 +1,18 @@
 #include <windows.h>
 
-namespace {
+namespace
+{
 
 thread_local DWORD lastError = 0;
 
 } // namespace
 
-DWORD WINAPI GetLastError()
+DWORD GetLastError()
 {
     return lastError;
 }
 
-void WINAPI SetLastError(DWORD code)
+void SetLastError(DWORD code)
 {
     lastError = code;
 }
