@@ -1,1 +1,101 @@
+#include "DeviceIdentifier.h"
 
+namespace scankelv
+{
+namespace
+{
+
+constexpr std::size_t none = WideView::npos;
+
+bool BeginsWith(WideView text, WideView start)
+{
+    return EqualsIgnoringAsciiCase(text.substr(0, start.size()), start);
+}
+
+/// Walks the fields of an identifier, and the values of the field that it stands on. Values are looked for only when
+/// asked for: a field without a colon finds its value in a later field, and looking for every field would take time
+/// with the square of the length.
+class FieldCursor
+{
+public:
+    explicit FieldCursor(WideView identifier) : m_text(identifier) { FindFieldEnd(); }
+
+    bool AtField() const { return m_field < m_text.size(); }
+    void NextField()
+    {
+        m_field = m_fieldEnd == none ? m_text.size() : m_fieldEnd + 1;
+        FindFieldEnd();
+    }
+    bool HasKey(WideView key) const { return BeginsWith(m_text.substr(m_field, m_fieldEnd - m_field), key); }
+
+    bool FirstValue() { return StartValueBehind(m_text.find(OLESTR(':'), m_field)); }
+    bool NextValue() { return m_valueEnd != m_fieldEnd && StartValueBehind(m_valueEnd); }
+
+    WideView Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
+    /// Not bounded by the value's end: a vendor's name may hold a comma.
+    bool ValueBeginsWith(WideView start) const { return BeginsWith(m_text.substr(m_value), start); }
+
+private:
+    void FindFieldEnd() { m_fieldEnd = m_text.find(OLESTR(';'), m_field); }
+    bool StartValueBehind(std::size_t separator)
+    {
+        if (separator == none || separator + 1 == m_text.size())
+            return false;
+        m_value = separator + 1;
+        m_valueEnd = m_text.find_first_of(OLESTR(",;"), m_value);
+        return true;
+    }
+
+    WideView m_text;
+    std::size_t m_field = 0;
+    std::size_t m_fieldEnd = none;
+    std::size_t m_value = 0;
+    std::size_t m_valueEnd = none;
+};
+
+} // namespace
+
+bool DeviceIdHasScanMode(WideView identifier) noexcept
+{
+    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
+    {
+        if (!cursor.HasKey(OLESTR("MODE")))
+            continue;
+        for (bool more = cursor.FirstValue(); more; more = cursor.NextValue())
+            if (cursor.ValueBeginsWith(OLESTR("SCN")))
+                return true;
+        return false;
+    }
+    return false;
+}
+
+bool DeviceIdManufacturerIs(WideView identifier, WideView vendor) noexcept
+{
+    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
+    {
+        const bool everyValue = cursor.HasKey(OLESTR("MFG"));
+        if (!everyValue && !cursor.HasKey(OLESTR("MANUFACTURER")))
+            continue;
+        for (bool more = cursor.FirstValue(); more; more = everyValue && cursor.NextValue())
+            if (cursor.ValueBeginsWith(vendor))
+                return true;
+        return false;
+    }
+    return false;
+}
+
+bool DeviceIdModel(WideView identifier, WideView& model) noexcept
+{
+    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
+    {
+        if (!cursor.HasKey(OLESTR("MDL")) && !cursor.HasKey(OLESTR("MODEL")))
+            continue;
+        if (!cursor.FirstValue())
+            return false;
+        model = cursor.Value();
+        return true;
+    }
+    return false;
+}
+
+} // namespace scankelv
