@@ -1,1 +1,121 @@
+#include "DeviceListParsing.h"
 
+#include "Loggers.h"
+#include "XmlDocument.h"
+
+namespace scankelv
+{
+namespace
+{
+
+using Device = XmlParsedDeviceList;
+
+/// The driver's field for it holds no more.
+constexpr std::size_t serialNumberLength = 62;
+
+void SetConnection(Device& device)
+{
+    device.isNetwork = device.ioTypeString.View() == networkIoType;
+}
+
+void SetDefaultScannerPort(Device& device)
+{
+    device.scannerPortString = device.address2String;
+}
+
+void IgnoreEmptyScannerPort(Device& device)
+{
+    device.scannerPortPresents = device.scannerPortPresents && device.scannerPortString.length() != 0;
+}
+
+void DropLocalMacAddress(Device& device)
+{
+    if (!device.isNetwork)
+        device.macAddressString = OLESTR("");
+}
+
+void NormaliseSerialNumber(Device& device)
+{
+    const WideView cut = device.serialNumberString.View().substr(0, serialNumberLength);
+    device.serialNumberString = _bstr_t(cut.substr(0, cut.find_last_not_of(OLESTR(' ')) + 1));
+}
+
+/// What becomes of the member when there is no such element.
+enum class Absent
+{
+    Fails,
+    Empties,
+    Keeps
+};
+
+struct ListElement
+{
+    const WCHAR* query;
+    const char* expression; ///< what the report of a missing element names
+    Absent absent;
+    _bstr_t Device::*text;
+    bool Device::*found = nullptr;
+    void (*follow)(Device&) = nullptr; ///< what the element means for other members
+};
+
+// In the order of the look-up: a report names the first element missing, and what follows relies on what came before.
+constexpr ListElement listElements[] = {
+    {OLESTR("//iotype"), "ioTypeElement", Absent::Fails, &Device::ioTypeString, nullptr, SetConnection},
+    {OLESTR("//comment"), "commentElement", Absent::Empties, &Device::commentString, &Device::commentPresents},
+    {OLESTR("//devicepath"), "devicePathElement", Absent::Fails, &Device::address2String, nullptr,
+     SetDefaultScannerPort},
+    {OLESTR("//scannerport"), "scannerPortElement", Absent::Keeps, &Device::scannerPortString,
+     &Device::scannerPortPresents, IgnoreEmptyScannerPort},
+    {OLESTR("//deviceid"), "deviceIdElement", Absent::Fails, &Device::deviceIdString},
+    {OLESTR("//devicename"), "deviceNameElement", Absent::Fails, &Device::deviceNameString},
+    {OLESTR("//ext"), "extElement", Absent::Fails, &Device::extDeviceIdString},
+    {OLESTR("//hostname"), "hostNameElement", Absent::Empties, &Device::hostNameString},
+    {OLESTR("//location"), "locationElement", Absent::Fails, &Device::locationString},
+    {OLESTR("//macaddress"), "macAddressElement", Absent::Fails, &Device::macAddressString, nullptr,
+     DropLocalMacAddress},
+    {OLESTR("//modelname"), "modelNameElement", Absent::Fails, &Device::mdlString},
+    {OLESTR("//vendor"), "vendorElement", Absent::Fails, &Device::mfgString},
+    {OLESTR("//pid"), "pidElement", Absent::Fails, &Device::pidString},
+    {OLESTR("//port"), "portElement", Absent::Fails, &Device::portNameString},
+    {OLESTR("//productname"), "productNameElement", Absent::Fails, &Device::productNameString},
+    {OLESTR("//serialnumber"), "serialNumberElement", Absent::Empties, &Device::serialNumberString, nullptr,
+     NormaliseSerialNumber},
+    {OLESTR("//systemdevicename"), "systemDeviceNameElement", Absent::Empties, &Device::systemDeviceNameString},
+    {OLESTR("//userlocation"), "userLocationElement", Absent::Keeps, &Device::userLocationString,
+     &Device::userLocationPresents},
+    {OLESTR("//vid"), "vidElement", Absent::Fails, &Device::vidString},
+};
+static_assert(std::size(listElements) == 19);
+
+} // namespace
+
+bool ParseDeviceList(const WCHAR* deviceListXml, XmlParsedDeviceList& device)
+{
+    XmlDocument document;
+    if (!XmlOpenDocument(document))
+        return false;
+    if (!Checked(AgentLogger(), CheckBoolean, XmlLoadText(document, deviceListXml), "loadXmlResult", 1))
+        return false;
+
+    for (const ListElement& row : listElements)
+    {
+        const XmlElement element = XmlSelectElement(document.Get(), row.query);
+        const bool found(element);
+        if (row.absent == Absent::Fails && !Checked(AgentLogger(), CheckBoolean, found, row.expression, 1))
+            return false;
+        if (row.found != nullptr)
+            device.*row.found = found;
+        if (found)
+            device.*row.text = XmlText(element.Get());
+        else if (row.absent == Absent::Empties)
+            device.*row.text = OLESTR("");
+        if (row.follow != nullptr)
+            row.follow(device);
+    }
+
+    const bool byScannerPort = !device.isNetwork && device.scannerPortString.length() != 0;
+    device.addressString = byScannerPort ? device.scannerPortString : device.address2String;
+    return true;
+}
+
+} // namespace scankelv

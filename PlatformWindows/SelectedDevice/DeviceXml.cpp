@@ -1,1 +1,124 @@
+#include "DeviceXml.h"
 
+#include "XmlDocument.h"
+
+#include <aclapi.h>
+#include <memory>
+#include <shlobj.h>
+
+namespace scankelv
+{
+namespace
+{
+
+using Device = XmlParsedDeviceList;
+
+struct DeviceXmlElement
+{
+    const WCHAR* name;
+    _bstr_t Device::*text; ///< null: the UI mode, which is the same for every device
+};
+
+// In the order in which they stand in the file.
+constexpr DeviceXmlElement deviceXmlElements[] = {
+    {OLESTR("Address"), &Device::addressString},
+    {OLESTR("Comment"), &Device::commentString},
+    {OLESTR("ConnectionType"), &Device::ioTypeString}, // the text, not the number of the registry value
+    {OLESTR("DeviceID"), &Device::deviceIdString},
+    {OLESTR("DeviceName"), &Device::deviceNameString},
+    {OLESTR("DeviceSelect"), &Device::address2String}, // the device path, not the code of the registry value
+    {OLESTR("ExtDeviceID"), &Device::extDeviceIdString},
+    {OLESTR("HostName"), &Device::hostNameString},
+    {OLESTR("Location"), &Device::locationString},
+    {OLESTR("MACAddress"), &Device::macAddressString},
+    {OLESTR("MDL"), &Device::mdlString},
+    {OLESTR("MFG"), &Device::mfgString},
+    {OLESTR("PID"), &Device::pidString},
+    {OLESTR("PortName"), &Device::portNameString},
+    {OLESTR("ProductName"), &Device::productNameString},
+    {OLESTR("Serial"), &Device::serialNumberString},
+    {OLESTR("SystemDeviceName"), &Device::systemDeviceNameString},
+    {OLESTR("UI_Mode"), nullptr},
+    {OLESTR("VID"), &Device::vidString},
+};
+static_assert(std::size(deviceXmlElements) == 19);
+
+struct SidRelease
+{
+    void operator()(void* sid) const { ::FreeSid(sid); }
+};
+struct LocalRelease
+{
+    void operator()(void* memory) const { ::LocalFree(memory); }
+};
+using OwnedSid = std::unique_ptr<void, SidRelease>;
+template <class Content>
+using OwnedLocal = std::unique_ptr<Content, LocalRelease>;
+
+OwnedSid EveryoneSid()
+{
+    SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
+    PSID sid = nullptr;
+    ::AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &sid);
+    return OwnedSid(sid);
+}
+
+/// Replaces the folder's access list by one entry that gives everyone every right on it and on what it holds. A
+/// failure goes unnoticed: the folder then keeps the access list that it inherited.
+void OpenFolderToEveryone(const WCHAR* folder)
+{
+    const OwnedSid everyone = EveryoneSid();
+    EXPLICIT_ACCESSW access{};
+    access.grfAccessPermissions = GENERIC_ALL;
+    access.grfAccessMode = SET_ACCESS;
+    access.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
+    access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    access.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
+    access.Trustee.ptstrName = static_cast<LPWSTR>(everyone.get());
+    PACL list = nullptr;
+    if (everyone)
+        ::SetEntriesInAclW(1, &access, nullptr, &list);
+    const OwnedLocal<ACL> ownedList(list);
+    const OwnedLocal<void> descriptor(::LocalAlloc(LPTR, SECURITY_DESCRIPTOR_MIN_LENGTH));
+    if (!ownedList || !descriptor)
+        return;
+    ::InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION);
+    ::SetSecurityDescriptorDacl(descriptor.get(), TRUE, ownedList.get(), FALSE);
+    ::SetFileSecurityW(folder, DACL_SECURITY_INFORMATION, descriptor.get());
+}
+
+} // namespace
+
+bool ExportDeviceXml(const XmlParsedDeviceList& device)
+{
+    const XmlDocument document = XmlCreateDocumentInitialisingCom();
+    if (!document)
+        return true;
+    XmlAddDeclaration(document);
+    const XmlElement list = XmlCreateElement(document, OLESTR("devicelist"));
+    XmlSetAttribute(list, OLESTR("version"), OLESTR("1.0.2"));
+    const XmlElement element = XmlCreateElement(document, OLESTR("device"));
+    XmlAppend(list.Get(), element.Get());
+    for (const auto& [name, text] : deviceXmlElements)
+        XmlAddTextElement(document, element, name, text != nullptr ? device.*text : _bstr_t(OLESTR("1")));
+    XmlAppend(document.Get(), list.Get());
+
+    const ResourceLocationWide file = DeviceXmlLocation();
+    if (!file.IsEmpty())
+        XmlSave(document, file.Text());
+    return true;
+}
+
+ResourceLocationWide DeviceXmlLocation()
+{
+    WCHAR root[MAX_PATH] = {};
+    if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, root)) || root[0] == 0)
+        return {};
+    WideText path = WideText(root) + OLESTR("\\Quellon\\ScanKELV");
+    ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
+    // Always this folder, wherever the shell keeps its data: elsewhere the folder keeps its inherited access list.
+    OpenFolderToEveryone(OLESTR("C:\\ProgramData\\Quellon\\ScanKELV"));
+    return ResourceLocationWide(path += OLESTR("\\device.xml"));
+}
+
+} // namespace scankelv

@@ -1,1 +1,253 @@
+#include "StoredDevice.h"
 
+#include "CheckedExpression.h"
+#include "ColourProfileUpdater.h"
+#include "DeviceXml.h"
+#include "DriverStorages.h"
+#include "FolderOperations.h"
+#include "Loggers.h"
+#include "ProfileFile.h"
+#include "TextScan.h"
+#include "TimeStamp.h"
+#include "XmlError.h"
+
+#include <algorithm>
+#include <new>
+#include <variant>
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr DWORD localDevice = 0;
+constexpr DWORD networkDevice = 1;
+
+constexpr DWORD selectNetwork = 0;
+constexpr DWORD selectLocal = 2;
+constexpr DWORD selectScannerPort = 4;
+
+/// The selected device with the values that are derived from it, as the driver reads them.
+struct StoredDevice : XmlParsedDeviceList
+{
+    StoredDevice(const XmlParsedDeviceList& device, DWORD propertiesUI);
+
+    DWORD connectionTypeDWORD = isNetwork ? networkDevice : localDevice;
+    DWORD deviceSelectDWORD = isNetwork ? selectNetwork : (scannerPortPresents ? selectScannerPort : selectLocal);
+    DWORD uiMode = 1;
+    DWORD pidDWORD = ScanHexadecimal32(pidString.View(), 0);
+    DWORD vidDWORD = ScanHexadecimal32(vidString.View(), 0);
+    _bstr_t storedLocation;
+};
+
+StoredDevice::StoredDevice(const XmlParsedDeviceList& device, DWORD propertiesUI)
+    : XmlParsedDeviceList(device),
+      storedLocation(propertiesUI != 0 && userLocationPresents ? userLocationString : locationString)
+{
+}
+
+using Text = _bstr_t StoredDevice::*;
+using Number = DWORD StoredDevice::*;
+using Flag = bool StoredDevice::*;
+struct Hexadecimal ///< a number that is logged in both notations
+{
+    Number number;
+};
+
+/// Terminated; the null text as the empty one.
+const WCHAR* Terminated(const _bstr_t& text)
+{
+    return text.View().data();
+}
+
+/// One visitor of several kinds of members.
+template <class... Visit>
+struct Visitor : Visit...
+{
+    using Visit::operator()...;
+};
+
+struct LogLine
+{
+    const char* label;
+    std::variant<Text, Number, Hexadecimal, Flag> member;
+    Flag onlyIf = nullptr;
+};
+
+// In the order of the log. Two labels have always lacked the colon.
+constexpr LogLine logLines[] = {
+    {"addressString:", &StoredDevice::addressString},
+    {"address2String:", &StoredDevice::address2String},
+    {"commentPresents:", &StoredDevice::commentPresents},
+    {"commentString:", &StoredDevice::commentString},
+    {"connectionTypeDWORD:", &StoredDevice::connectionTypeDWORD},
+    {"deviceIdString:", &StoredDevice::deviceIdString},
+    {"deviceNameString:", &StoredDevice::deviceNameString},
+    {"deviceSelectDWORD:", &StoredDevice::deviceSelectDWORD},
+    {"extDeviceIdString:", &StoredDevice::extDeviceIdString},
+    {"hostNameString:", &StoredDevice::hostNameString},
+    {"locationString:", &StoredDevice::storedLocation},
+    {"macAddressString:", &StoredDevice::macAddressString},
+    {"mdlString:", &StoredDevice::mdlString},
+    {"mfgString:", &StoredDevice::mfgString},
+    {"pidDWORD:", Hexadecimal{&StoredDevice::pidDWORD}},
+    {"portNameString:", &StoredDevice::portNameString},
+    {"productNameString:", &StoredDevice::productNameString},
+    {"serialNumberString:", &StoredDevice::serialNumberString},
+    {"systemDeviceNameString:", &StoredDevice::systemDeviceNameString},
+    {"uiMode:", &StoredDevice::uiMode},
+    {"userLocationPresents", &StoredDevice::userLocationPresents},
+    {"userLocationString", &StoredDevice::userLocationString, &StoredDevice::userLocationPresents},
+    {"vidDWORD:", Hexadecimal{&StoredDevice::vidDWORD}},
+};
+
+void LogDevice(const StoredDevice& device)
+{
+    LoggerTypeAbstract& logger = AgentLogger();
+    for (const auto& [label, member, onlyIf] : logLines)
+    {
+        if (onlyIf != nullptr && !(device.*onlyIf))
+            continue;
+        std::visit(
+            Visitor{
+                [&, name = label](Text text) { logger.WriteLine("%s %ws", name, Terminated(device.*text)); },
+                [&, name = label](Number number) { logger.WriteLine("%s %lu", name, device.*number); },
+                [&, name = label](Hexadecimal value) {
+                    logger.WriteLine("%s %lu (0x%lx)", name, device.*value.number, device.*value.number);
+                },
+                [&, name = label](Flag flag) { logger.WriteLine("%s %d", name, device.*flag); },
+            },
+            member);
+    }
+}
+
+/// Where a value is written: the bits of a StoredValue.
+constexpr unsigned inRegistry = 1;
+constexpr unsigned inConfigIni = 2;
+
+struct StoredValue
+{
+    const WCHAR* name;
+    std::variant<Text, Number> member;
+    unsigned places = inRegistry | inConfigIni;
+};
+
+// In the order in which both places are written. The registry key ends with "savedAt". Its "Address2" is written by
+// the online testing alone.
+constexpr StoredValue storedValues[] = {
+    {OLESTR("Address"), &StoredDevice::addressString},
+    {OLESTR("Address2"), &StoredDevice::address2String, inConfigIni},
+    {OLESTR("Comment"), &StoredDevice::commentString},
+    {OLESTR("ConnectionType"), &StoredDevice::connectionTypeDWORD},
+    {OLESTR("DeviceID"), &StoredDevice::deviceIdString},
+    {OLESTR("DeviceName"), &StoredDevice::deviceNameString},
+    {OLESTR("DeviceSelect"), &StoredDevice::deviceSelectDWORD},
+    {OLESTR("ExtDeviceID"), &StoredDevice::extDeviceIdString},
+    {OLESTR("HostName"), &StoredDevice::hostNameString},
+    {OLESTR("Location"), &StoredDevice::storedLocation},
+    {OLESTR("MACAddress"), &StoredDevice::macAddressString},
+    {OLESTR("MDL"), &StoredDevice::mdlString},
+    {OLESTR("MFG"), &StoredDevice::mfgString},
+    {OLESTR("PID"), &StoredDevice::pidDWORD},
+    {OLESTR("PortName"), &StoredDevice::portNameString},
+    {OLESTR("ProductName"), &StoredDevice::productNameString},
+    {OLESTR("Serial"), &StoredDevice::serialNumberString},
+    {OLESTR("SystemDeviceName"), &StoredDevice::systemDeviceNameString},
+    {OLESTR("UI_Mode"), &StoredDevice::uiMode, inRegistry},
+    {OLESTR("VID"), &StoredDevice::vidDWORD},
+};
+
+constexpr auto CountIn(unsigned place)
+{
+    return std::ranges::count_if(
+        storedValues, [place](const StoredValue& value) { return (value.places & place) != 0; });
+}
+static_assert(CountIn(inRegistry) == 19 && CountIn(inConfigIni) == 19);
+
+/// Hands the values of one place to `put` in turn. A value that cannot be written does not stop the others.
+template <class Put>
+void ForEachValue(const StoredDevice& device, unsigned place, Put put)
+{
+    for (const auto& [name, member, places] : storedValues)
+        if ((places & place) != 0)
+            std::visit([&, key = name](auto field) { put(key, device.*field); }, member);
+}
+
+void WriteRegistry(CrossProductStorage& storage, const StoredDevice& device)
+{
+    ForEachValue(
+        device, inRegistry,
+        Visitor{
+            [&](const WCHAR* name, const _bstr_t& text) { storage.SetString(name, Terminated(text)); },
+            [&](const WCHAR* name, DWORD number) { storage.SetULong(name, number); },
+        });
+    char savedAt[256];
+    FormatTimeStamp(savedAt);
+    storage.SetString<char>("savedAt", savedAt);
+}
+
+/// Makes the file with nothing but the byte-order mark of UTF-16, so that the profile functions keep it in UTF-16.
+void CreateMarkedFile(const WCHAR* path)
+{
+    const HANDLE file = ::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    DWORD written = 0;
+    ::WriteFile(file, "\xFF\xFE", 2, &written, nullptr);
+    ::CloseHandle(file);
+}
+
+bool WriteConfigIni(const StoredDevice& device)
+{
+    const ResourceLocationWide path = WiaConfigLocationWide();
+    ProfileFileWide config(path);
+    if (!config.IsValid())
+        return false;
+    if (!PathExists(path.Text(), false))
+        CreateMarkedFile(path.Text());
+    const WCHAR* const section = OLESTR("IO");
+    ForEachValue(
+        device, inConfigIni,
+        Visitor{
+            [&](const WCHAR* key, const _bstr_t& text) { config.SetString(section, key, Terminated(text)); },
+            [&](const WCHAR* key, DWORD number) { config.SetULong(section, key, number); },
+        });
+    return true;
+}
+
+/// A device.xml that cannot be written is reported and no more: the driver reads the registry first.
+void TryExportDeviceXml(const XmlParsedDeviceList& device, PlaceHere place = {})
+{
+    HRESULT exportResult = S_OK;
+    try
+    {
+        ExportDeviceXml(device);
+    }
+    catch (const XmlError& error)
+    {
+        exportResult = error.Code();
+    }
+    catch (const std::bad_alloc&)
+    {
+        exportResult = E_OUTOFMEMORY;
+    }
+    Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(exportResult), "exportResult", 0, place);
+}
+
+} // namespace
+
+bool StoreDeviceListAndUpdateIcc(const AgentOptions& options, const XmlParsedDeviceList& selected)
+{
+    const StoredDevice device(selected, options.PropertiesUI());
+    LogDevice(device);
+    StartColourProfileUpdater(Terminated(device.productNameString));
+
+    CrossProductStorage twainStorage(UserHive, TwainStoragePath(options.ProductName()).Text(), AccessWrite);
+    if (!Checked(AgentLogger(), "prerequisite check", twainStorage.IsValid(), "twainStorage.IsValid()", 0))
+        return false;
+    TryExportDeviceXml(device);
+    WriteRegistry(twainStorage, device);
+    return !options.IsGsdMode() || WriteConfigIni(device);
+}
+
+} // namespace scankelv

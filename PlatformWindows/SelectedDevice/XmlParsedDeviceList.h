@@ -7,6 +7,9 @@
 namespace scankelv
 {
 
+/// What the element "iotype" says of a network device; every other text means a locally attached one.
+inline constexpr WideView networkIoType = OLESTR("Network");
+
 /// One selected device. A null text counts as empty everywhere.
 struct XmlParsedDeviceList
 {
