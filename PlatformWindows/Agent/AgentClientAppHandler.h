@@ -1,0 +1,19 @@
+// What the agent answers while the search library shows its dialog.
+#pragma once
+
+#include "FindwellDlg.h"
+
+namespace scankelv
+{
+
+/// Holds nothing: it answers from the process-wide options. No call lets an exception out into the library.
+class AgentClientAppHandler : public IAppHandler
+{
+public:
+    /// 1 for a device that the agent may take.
+    std::uint32_t CheckDevice(const WCHAR* deviceXml, const void* unused) override;
+    /// Lets the dialog's button for adding a device through; every other event is the library's.
+    std::uint32_t HandleEvent(const WCHAR* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out) override;
+};
+
+} // namespace scankelv

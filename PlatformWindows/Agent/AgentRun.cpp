@@ -1,0 +1,230 @@
+#include "AgentRun.h"
+
+#include "AgentClientAppHandler.h"
+#include "CheckedExpression.h"
+#include "ComThread.h"
+#include "DeviceListParsing.h"
+#include "DeviceMatch.h"
+#include "DriverStorages.h"
+#include "FilterText.h"
+#include "Loggers.h"
+#include "OnlineTesting.h"
+#include "StoredDevice.h"
+#include "XmlDocument.h"
+
+#include <algorithm>
+#include <array>
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr std::size_t argumentCapacity = 64; // characters of a fixed buffer, the terminator counted
+using ArgumentBuffer = std::array<WCHAR, argumentCapacity>;
+
+constexpr std::uint32_t deviceObtained = 1;
+
+/// The list text that the library hands out and takes back.
+class DeviceListText
+{
+public:
+    explicit DeviceListText(const KELVFindwellLibrary& library) : m_library(library) {}
+    ~DeviceListText()
+    {
+        if (m_text != nullptr)
+            m_library.FreeDeviceList()(&m_text);
+    }
+    DeviceListText(const DeviceListText&) = delete;
+    DeviceListText& operator=(const DeviceListText&) = delete;
+
+    WCHAR** Receive() { return &m_text; }
+    const WCHAR* Get() const { return m_text; }
+
+private:
+    const KELVFindwellLibrary& m_library;
+    WCHAR* m_text = nullptr;
+};
+
+bool Fail(const char* message)
+{
+    AgentLogger().WriteLine("%s", message);
+    return false;
+}
+
+ArgumentBuffer Argument(WideView text)
+{
+    ArgumentBuffer buffer{};
+    std::ranges::copy(text.substr(0, argumentCapacity - 1), buffer.begin());
+    return buffer;
+}
+
+/// The driver keeps its own user interface and a device has been chosen before.
+bool StoredUiModeSkipsDialog(const AgentOptions& options)
+{
+    CrossProductStorage storage;
+    if (!options.IsGsdMode() || !options.IsSuiftOn() || !TwainStorageOpenRead(storage, options.ProductName()))
+        return false;
+    DWORD uiMode = 0;
+    storage.GetULong("UI_Mode", &uiMode);
+    AgentLogger().WriteLine("uiMode: %lu", uiMode);
+    return uiMode != 0;
+}
+
+/// Asks the library in the one way that the options name.
+bool ObtainDevice(
+    const AgentOptions& options, const KELVFindwellLibrary& library, const WCHAR* filterText, std::uint32_t& resultCode,
+    DeviceListText& deviceList)
+{
+    if (options.PropertiesWanted() && library.ShowPropertiesUI() != nullptr)
+    {
+        if (library.ShowPropertiesUI()(filterText, deviceList.Receive(), 0) != 0)
+            return Fail("\nShowPropertiesUI failed!\n");
+    }
+    else if (options.DeviceListMode() || options.MultiSelectMode())
+    {
+        if (library.MergeDevicelistXML() == nullptr)
+            return Fail("\nMergeDevicelistXML not linked!\n");
+        if (library.MergeDevicelistXML()(filterText) == 0)
+            return Fail("\nMergeDevicelistXML failed!\n");
+    }
+    else if (!options.HiddenUiRequested())
+    {
+        const _bstr_t languageCode(options.LanguageCode());
+        AgentClientAppHandler handler;
+        if (library.GetDeviceList_LCode()(
+                0, languageCode.Narrow(), filterText, &resultCode, deviceList.Receive(), &handler) != 0)
+            return Fail("\nGetDeviceList_LCode failed!\n");
+        return true; // whether a device was chosen, the library has said
+    }
+    else
+    {
+        const ArgumentBuffer hiddenUiArgument = Argument(options.HiddenUiArgument());
+        const ArgumentBuffer community = Argument(OLESTR("LANTERN"));
+        if (library.GetDeviceInformation()(hiddenUiArgument.data(), deviceList.Receive(), community.data()) != 0)
+            return Fail("\nGetDeviceInformation failed!\n");
+    }
+    resultCode = deviceObtained;
+    return true;
+}
+
+bool ReadDeviceList(
+    const AgentOptions& options, std::uint32_t resultCode, const WCHAR* deviceListXml, XmlParsedDeviceList& device)
+{
+    if (deviceListXml == nullptr)
+        return Fail("\ndeviceListXml is empty!\n");
+    AgentLogger().WriteLine("\ndeviceListXml: \n%S\n", deviceListXml);
+    if (resultCode != deviceObtained)
+        return Fail("The device search canceled.");
+    if (options.HiddenUiRequested() && !XmlDeviceMatch(options, deviceListXml))
+        return Fail("The device found does not match condition.");
+    return ParseDeviceList(deviceListXml, device) || Fail("The device information not parsed.");
+}
+
+struct RecordText
+{
+    _bstr_t XmlParsedDeviceList::*to;
+    _bstr_t parsedMultiDeviceInfo::*from; // null: an empty text
+};
+constexpr RecordText recordTexts[] = {
+    {&XmlParsedDeviceList::address2String, &parsedMultiDeviceInfo::devicepath},
+    {&XmlParsedDeviceList::commentString, nullptr},
+    {&XmlParsedDeviceList::deviceIdString, &parsedMultiDeviceInfo::deviceid},
+    {&XmlParsedDeviceList::deviceNameString, &parsedMultiDeviceInfo::drivername},
+    {&XmlParsedDeviceList::extDeviceIdString, &parsedMultiDeviceInfo::ext},
+    {&XmlParsedDeviceList::hostNameString, &parsedMultiDeviceInfo::hostname},
+    {&XmlParsedDeviceList::ioTypeString, &parsedMultiDeviceInfo::iotype},
+    {&XmlParsedDeviceList::locationString, &parsedMultiDeviceInfo::location},
+    {&XmlParsedDeviceList::macAddressString, &parsedMultiDeviceInfo::macaddress},
+    {&XmlParsedDeviceList::mdlString, &parsedMultiDeviceInfo::modelname},
+    {&XmlParsedDeviceList::pidString, &parsedMultiDeviceInfo::pid},
+    {&XmlParsedDeviceList::portNameString, &parsedMultiDeviceInfo::ipaddress},
+    {&XmlParsedDeviceList::productNameString, &parsedMultiDeviceInfo::productname},
+    {&XmlParsedDeviceList::scannerPortString, &parsedMultiDeviceInfo::devicepath},
+    {&XmlParsedDeviceList::serialNumberString, nullptr},
+    {&XmlParsedDeviceList::systemDeviceNameString, &parsedMultiDeviceInfo::systemdevicename},
+    {&XmlParsedDeviceList::userLocationString, nullptr},
+    {&XmlParsedDeviceList::mfgString, &parsedMultiDeviceInfo::vendor},
+    {&XmlParsedDeviceList::vidString, &parsedMultiDeviceInfo::vid},
+};
+
+/// The default record as the selected device. A record always counts as one with a scanner port: its device path.
+void FillFromRecord(XmlParsedDeviceList& device, const parsedMultiDeviceInfo& record)
+{
+    for (const auto& [to, from] : recordTexts)
+        device.*to = from == nullptr ? _bstr_t(OLESTR("")) : record.*from;
+    device.addressString = record.ipv6address.length() != 0 ? record.ipv6address : record.ipaddress;
+    device.isNetwork = record.iotype.View() == OLESTR("Network");
+    device.commentPresents = false;
+    device.scannerPortPresents = true;
+    device.userLocationPresents = false;
+}
+
+bool Run()
+{
+    const ComThread comThread;
+    if (!comThread.IsValid())
+        return Fail("\nCOM initialization failed!\n");
+    const KELVFindwellLibrary library;
+    if (!library.IsValid())
+        return Fail("\nloading Findwell library failed!\n");
+    const AgentOptions& options = AgentOptions::Instance();
+
+    ResetOnlineTesting();
+    if (options.NeedQueryAddress() && library.QueryDeviceAddress() != nullptr)
+        RunOnlineTesting(options, library);
+    else
+        AgentLogger().WriteLine("do not do Online testing");
+    if (options.NeedQueryAddress())
+    {
+        AgentLogger().WriteLine("skip UI due to needQueryAddress");
+        return true;
+    }
+    if (StoredUiModeSkipsDialog(options))
+    {
+        AgentLogger().WriteLine("skip UI due to UI_Mode");
+        return true;
+    }
+
+    AgentLogger().WriteLine("\n entering XmlGenerateFilterText\n");
+    _bstr_t filterText;
+    parsedMultiDeviceInfo record;
+    bool deviceInfoParsed = false;
+    if (!XmlGenerateFilterText(options, DialogMode5, filterText, record, deviceInfoParsed))
+        return Fail("\nXmlGenerateFilterText failed!\n");
+    if (options.DeviceListMode() && !deviceInfoParsed)
+        return Fail("The device information in /devicelist mode not parsed.");
+    AgentLogger().WriteLine("\ncontentFilterOption: \n%S\n", static_cast<const WCHAR*>(filterText));
+
+    std::uint32_t resultCode = 0;
+    DeviceListText deviceList(library);
+    if (!ObtainDevice(options, library, filterText, resultCode, deviceList))
+        return false;
+    XmlParsedDeviceList device;
+    if (options.DeviceListMode())
+        FillFromRecord(device, record);
+    else if (!ReadDeviceList(options, resultCode, deviceList.Get(), device))
+        return false;
+    return StoreDeviceListAndUpdateIcc(options, device) || Fail("The device information not stored.");
+}
+
+} // namespace
+
+bool RunAgent() noexcept
+{
+    try
+    {
+        return Run();
+    }
+    catch (const XmlError& error)
+    {
+        Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(error.Code()), "XML document operation", 1);
+    }
+    catch (const std::exception& error)
+    {
+        Checked(AgentLogger(), error.what(), FALSE, "RunAgent", 1);
+    }
+    return false;
+}
+
+} // namespace scankelv

@@ -1,0 +1,112 @@
+// The process entry: one agent at a time, and none while an uninstall is under way.
+#include "AgentRun.h"
+#include "Loggers.h"
+#include "ResourceLocation.h"
+
+namespace scankelv
+{
+namespace
+{
+
+/// The named object that every agent of one logon shares. It holds the instance word: 0 while an uninstall is under
+/// way, 1 when an agent may run, above 1 the process id of the agent that runs. The object ends with its last holder.
+class SingleInstance
+{
+public:
+    SingleInstance()
+        : m_mapping(::CreateFileMappingW(
+              INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
+              OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"))),
+          m_creationError(::GetLastError())
+    {
+        if (m_mapping != nullptr)
+            m_word = static_cast<DWORD*>(::MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD)));
+    }
+    ~SingleInstance()
+    {
+        if (m_word != nullptr)
+            ::UnmapViewOfFile(m_word);
+        if (m_mapping != nullptr)
+            ::CloseHandle(m_mapping);
+    }
+    SingleInstance(const SingleInstance&) = delete;
+    SingleInstance& operator=(const SingleInstance&) = delete;
+
+    /// Why the agent must not run; null when it may. The word of an object of our own making is not looked at.
+    const char* Refusal() const
+    {
+        constexpr DWORD uninstallUnderWay = 0;
+        constexpr DWORD agentMayRun = 1;
+        if (m_mapping == nullptr)
+            return "ScanKELV cannot run due to problem detecting other program instances!";
+        const bool created = m_creationError == ERROR_SUCCESS;
+        if (m_word == nullptr || (!created && m_creationError != ERROR_ALREADY_EXISTS))
+            return "KELV cannot run due to problem detecting other program instances!";
+        if (created || *m_word == agentMayRun)
+            return nullptr;
+        return *m_word == uninstallUnderWay ? "ScanKELV cannot run due to uninstall!"
+                                            : "ScanKELV cannot run due to other program instances running!";
+    }
+
+    /// Makes this process the one that runs; only when nothing speaks against it.
+    DWORD Occupy() { return *m_word = ::GetCurrentProcessId(); }
+
+private:
+    HANDLE m_mapping;
+    DWORD m_creationError;
+    DWORD* m_word = nullptr;
+};
+
+/// The version of the program's own file, its last number left out; empty when it cannot be read.
+WideText ProgramVersion()
+{
+    const ResourceLocationWide file = ModuleFileLocation<WCHAR>();
+    const DWORD size = ::GetFileVersionInfoSizeW(file.Text(), nullptr);
+    MemoryArray<MemoryPoolMalloc, unsigned char> information;
+    void* block = nullptr;
+    UINT length = 0;
+    if (size == 0 || !information.Create(size) ||
+        ::GetFileVersionInfoW(file.Text(), 0, size, information.Elements()) == 0 ||
+        ::VerQueryValueW(information.Elements(), OLESTR("\\"), &block, &length) == 0 || length == 0)
+        return {};
+    const auto& version = *static_cast<const VS_FIXEDFILEINFO*>(block);
+    return Format<WCHAR>(
+        "%d.%02d.%02d", HIWORD(version.dwFileVersionMS), LOWORD(version.dwFileVersionMS),
+        HIWORD(version.dwFileVersionLS));
+}
+
+void LogVersion()
+{
+    if (const WideText version = ProgramVersion(); !version.empty())
+        ClientLogger().WriteLine("ScanKELV version %S", version.c_str());
+    else
+        ClientLogger().WriteLine("ScanKELV version UNKNOWN!");
+}
+
+bool RunAsSingleInstance()
+{
+    SingleInstance instance;
+    if (const char* const refusal = instance.Refusal(); refusal != nullptr)
+    {
+        ClientLogger().WriteLine("%s", refusal);
+        return false;
+    }
+    ClientLogger().WriteLine("KELV process Id: %lu", instance.Occupy());
+    const bool done = RunAgent();
+    ClientLogger().WriteLine("KELV port configuration %s.", done ? "done" : "not done");
+    return done;
+}
+
+} // namespace
+} // namespace scankelv
+
+int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)
+{
+    using namespace scankelv;
+    RecordModuleHandle(::GetModuleHandleW(nullptr));
+    ClientLogger().WriteLine("\n---\n");
+    LogVersion();
+    const bool done = RunAsSingleInstance();
+    ClientLogger().WriteLine("\n");
+    return done ? 0 : 1;
+}

@@ -1,0 +1,171 @@
+#include "OnlineTesting.h"
+
+#include "DriverStorages.h"
+#include "Loggers.h"
+#include "ProfileFile.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr std::size_t addressCapacity = 256; // characters, the terminator counted
+constexpr DWORD pollInterval = 200;          // milliseconds
+
+// A stored text may fill its 256 characters without a terminator: there is one more for it.
+using StoredAddress = std::array<WCHAR, addressCapacity + 1>;
+using QueriedAddress = std::array<WCHAR, addressCapacity>;
+
+enum OnlineStatus : DWORD
+{
+    DidNotAnswer = 0,
+    Answered = 1,
+    NoAnswerYet = 2
+};
+
+/// Written by the callback, on any thread, before it lowers `queryPending`; read by the testing after that.
+struct QueryAnswer
+{
+    std::atomic<std::int32_t> queryPending = 0;
+    DWORD onlineStatus = NoAnswerYet;
+    bool addressChanged = false;
+    QueriedAddress queriedAddress{'0'};
+    QueriedAddress queriedMacAddress{'0'};
+};
+constinit QueryAnswer answer;
+
+struct PatchedValue
+{
+    const WCHAR* name;
+    QueriedAddress QueryAnswer::*text;
+    bool networkOnly;
+};
+constexpr PatchedValue patchedValues[] = {
+    {OLESTR("Address"), &QueryAnswer::queriedAddress, false},
+    {OLESTR("Address2"), &QueryAnswer::queriedAddress, true},
+    {OLESTR("MACAddress"), &QueryAnswer::queriedMacAddress, false},
+};
+
+StoredAddress ReadAddress(CrossProductStorage& storage, const WCHAR* name)
+{
+    constexpr StoredAddress none{'0'};
+    StoredAddress text = none;
+    // A failed read may leave something in the buffer.
+    return storage.GetString(name, text.data(), addressCapacity) ? text : none;
+}
+
+void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
+{
+    const auto patch = [isNetwork](auto put) {
+        for (const auto& [name, text, networkOnly] : patchedValues)
+            if (isNetwork || !networkOnly)
+                put(name, (answer.*text).data());
+    };
+    AgentLogger().WriteLine(
+        "patch device addresses %ws, %ws", answer.queriedAddress.data(), answer.queriedMacAddress.data());
+    patch([&storage](const WCHAR* name, const WCHAR* text) { storage.SetString(name, text); });
+    ProfileFileWide wiaStorage(WiaConfigLocationWide());
+    if (wiaStorage.IsValid())
+        patch([&wiaStorage](const WCHAR* name, const WCHAR* text) { wiaStorage.SetString(OLESTR("IO"), name, text); });
+    else
+        AgentLogger().WriteLine("WIA storage invalid");
+}
+
+void StoreAnswer(const WCHAR* productName, bool isNetwork)
+{
+    CrossProductStorage storage;
+    TwainStorageOpenWrite(storage, productName);
+    AgentLogger().WriteLine("remove Online status");
+    storage.Delete("Online");
+    AgentLogger().WriteLine("remove Changed status");
+    storage.Delete("Changed");
+    if (answer.onlineStatus == NoAnswerYet)
+    {
+        AgentLogger().WriteLine("do not store Online & Changed status");
+        return;
+    }
+    AgentLogger().WriteLine("store Online status %lu", answer.onlineStatus);
+    storage.SetULong("Online", answer.onlineStatus);
+    if (answer.onlineStatus == Answered)
+        PatchAddresses(storage, isNetwork);
+    else
+        AgentLogger().WriteLine("do not patch device addresses");
+    const DWORD changed = answer.addressChanged ? 1 : 0;
+    AgentLogger().WriteLine("store Changed status %lu", changed);
+    storage.SetULong("Changed", changed);
+}
+
+void Take(QueriedAddress& buffer, const WCHAR* text)
+{
+    const WideView given = WideView(text).substr(0, addressCapacity - 1);
+    *std::ranges::copy(given, buffer.begin()).out = 0;
+}
+
+} // namespace
+
+void ResetOnlineTesting()
+{
+    answer.onlineStatus = NoAnswerYet;
+    answer.addressChanged = false;
+}
+
+void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& library)
+{
+    AgentLogger().WriteLine("do Online testing");
+    const WCHAR* const productName = options.ProductName();
+    CrossProductStorage storage;
+    TwainStorageOpenReadUser(storage, productName);
+    const StoredAddress address = ReadAddress(storage, OLESTR("Address"));
+    const StoredAddress macAddress = ReadAddress(storage, OLESTR("MACAddress"));
+    DWORD connectionType = 0;
+    storage.GetULong(OLESTR("ConnectionType"), &connectionType);
+    AgentLogger().WriteLine("original device addresses %S, %S", address.data(), macAddress.data());
+
+    answer.queryPending = 1;
+    const std::uint32_t queryResult = library.QueryDeviceAddress()(
+        address.data(), macAddress.data(), &QueryDeviceAddressCallback, productName, options.VendorName());
+    if (queryResult != 0)
+    {
+        AgentLogger().WriteLine("do not store Query results");
+        return;
+    }
+    AgentLogger().WriteLine("store Query results");
+    // Below zero: a library that calls back more than once must not hang the agent.
+    while (answer.queryPending > 0)
+        ::Sleep(pollInterval);
+    StoreAnswer(productName, connectionType != 0);
+}
+
+std::uint32_t QueryDeviceAddressCallback(
+    const std::uint32_t* status, const std::uint32_t* change, const WCHAR* const* address,
+    const WCHAR* const* macAddress)
+{
+    const auto number = [](const std::uint32_t* given, std::uint32_t otherwise) {
+        return given == nullptr ? otherwise : *given;
+    };
+    const auto text = [](const WCHAR* const* given) {
+        return given == nullptr || *given == nullptr ? OLESTR("") : *given;
+    };
+    constexpr std::uint32_t notAnswered = 1;
+    constexpr std::uint32_t notChanged = 2;
+    const std::uint32_t statusValue = number(status, notAnswered);
+    const std::uint32_t changeValue = number(change, notChanged);
+    AgentLogger().WriteLine(
+        "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
+        static_cast<std::int32_t>(changeValue), text(address), text(macAddress));
+    answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
+    if (statusValue == 0)
+    {
+        Take(answer.queriedAddress, text(address));
+        Take(answer.queriedMacAddress, text(macAddress));
+    }
+    answer.addressChanged = changeValue == 0 || changeValue == 1;
+    --answer.queryPending;
+    return 0;
+}
+
+} // namespace scankelv
