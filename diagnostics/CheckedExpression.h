@@ -20,7 +20,7 @@ class CheckKind
 public:
     constexpr CheckKind(const char* context) : m_context(context) {}
     static constexpr CheckKind Fixed(int number) { return CheckKind(number); }
-    constexpr int Number() const { return m_number; }         ///< 1 to 4; 0 for a context text
+    constexpr int Number() const { return m_number; }           ///< 1 to 4; 0 for a context text
     constexpr const char* Context() const { return m_context; } ///< null for the fixed kinds
 
 private:
@@ -29,10 +29,12 @@ private:
     const char* m_context = nullptr;
 };
 
-inline constexpr CheckKind CheckBoolean = CheckKind::Fixed(1);   ///< fails when zero; empty failure text
-inline constexpr CheckKind CheckErrno = CheckKind::Fixed(2);     ///< fails when zero; the message of errno
-inline constexpr CheckKind CheckErrorCode = CheckKind::Fixed(3); ///< fails when not zero; the system message of the value
-inline constexpr CheckKind CheckLastError = CheckKind::Fixed(4); ///< fails when zero; the system message of the last error
+inline constexpr CheckKind CheckBoolean = CheckKind::Fixed(1); ///< fails when zero; empty failure text
+inline constexpr CheckKind CheckErrno = CheckKind::Fixed(2);   ///< fails when zero; the message of errno
+inline constexpr CheckKind CheckErrorCode =
+    CheckKind::Fixed(3); ///< fails when not zero; the system message of the value
+inline constexpr CheckKind CheckLastError =
+    CheckKind::Fixed(4); ///< fails when zero; the system message of the last error
 
 /// Level with which a failure is not reported; every other level is reported alike.
 inline constexpr int silentLevel = 2;
@@ -74,6 +76,7 @@ void ReportFailedExpression(
 
 /// Evaluates one result and reports a failure with the caller's place.
 /// @return true when the check passed. The last error is read before anything is logged.
-bool Checked(LoggerTypeAbstract& logger, CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place = {});
+bool Checked(
+    LoggerTypeAbstract& logger, CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place = {});
 
 } // namespace scankelv

@@ -6,11 +6,12 @@
 namespace scankelv
 {
 
-/// A logger of one module. Writing never fails towards the caller and never throws.
+/// A logger of one module. Writing never fails towards the caller, never throws and keeps the thread's last error.
 class LoggerTypeAbstract
 {
 public:
-    /// One entry: prefix, the text with every line feed turned into CR LF, and a line end. An empty text writes nothing.
+    /// One entry: prefix, the text with every line feed turned into CR LF, and a line end. An empty text writes
+    /// nothing.
     virtual void WriteLine(const char* format, FormatArguments arguments) noexcept = 0;
     /// The text with the same line ends, without prefix and without a line end of its own.
     virtual void WriteText(const char* format, FormatArguments arguments) noexcept = 0;
@@ -20,9 +21,17 @@ public:
     LoggerTypeAbstract& operator=(const LoggerTypeAbstract&) = delete;
 
     template <class... Args>
-    void WriteLine(TextFormat<Args...> format, const Args&... arguments) noexcept;
+    void WriteLine(TextFormat<Args...> format, const Args&... arguments) noexcept
+    {
+        const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
+        WriteLine(format.text, FormatArguments(bundled));
+    }
     template <class... Args>
-    void WriteText(TextFormat<Args...> format, const Args&... arguments) noexcept;
+    void WriteText(TextFormat<Args...> format, const Args&... arguments) noexcept
+    {
+        const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
+        WriteText(format.text, FormatArguments(bundled));
+    }
 
 protected:
     LoggerTypeAbstract() = default;

@@ -1,1 +1,115 @@
+#include "TextFormat.h"
 
+#include <charconv>
+
+namespace scankelv
+{
+namespace
+{
+
+/// A bounded buffer that counts what it was given, also what did not fit.
+template <class CharType>
+class Output
+{
+public:
+    explicit Output(std::span<CharType> buffer) : m_buffer(buffer) {}
+
+    template <class From>
+    void Put(std::basic_string_view<From> text)
+    {
+        const std::size_t room = m_buffer.size() > m_length + 1 ? m_buffer.size() - m_length - 1 : 0;
+        std::copy_n(text.data(), std::min(room, text.size()), m_buffer.data() + m_length);
+        m_length += text.size();
+    }
+
+    void PutNarrow(std::string_view text)
+    {
+        if constexpr (std::is_same_v<CharType, char>)
+            Put(text);
+        else
+            Put(WideView(WideFromNarrow(text)));
+    }
+    void PutWide(WideView text)
+    {
+        if constexpr (std::is_same_v<CharType, char>)
+            NarrowPieces(text, [this](std::string_view piece) { Put(piece); });
+        else
+            Put(text);
+    }
+    void PutNumber(const FormatPiece& piece, const FormatArgument& argument)
+    {
+        const bool isSigned = piece.conversion == 'd' || piece.conversion == 'i';
+        const bool isNegative = isSigned && argument.Signed() < 0;
+        const std::uint64_t magnitude = isNegative ? 0 - static_cast<std::uint64_t>(argument.Signed())
+                                        : isSigned ? static_cast<std::uint64_t>(argument.Signed())
+                                                   : argument.Unsigned();
+        const bool isHexadecimal = piece.conversion == 'x' || piece.conversion == 'X';
+        char digits[20];
+        const char* const end =
+            std::to_chars(std::begin(digits), std::end(digits), magnitude, isHexadecimal ? 16 : 10).ptr;
+        if (piece.conversion == 'X')
+            for (char& digit : digits)
+                digit = digit >= 'a' && digit <= 'f' ? static_cast<char>(digit - 'a' + 'A') : digit;
+        const std::string_view number(digits, static_cast<std::size_t>(end - digits));
+        const std::size_t length = number.size() + (isNegative ? 1 : 0);
+        if (isNegative && piece.zeros)
+            Put(std::string_view("-"));
+        for (std::size_t i = length; i < piece.width; ++i)
+            Put(std::string_view(piece.zeros ? "0" : " "));
+        if (isNegative && !piece.zeros)
+            Put(std::string_view("-"));
+        Put(number);
+    }
+
+    std::size_t Terminate()
+    {
+        if (!m_buffer.empty())
+            m_buffer[std::min(m_length, m_buffer.size() - 1)] = CharType();
+        return m_length;
+    }
+
+private:
+    std::span<CharType> m_buffer;
+    std::size_t m_length = 0;
+};
+
+} // namespace
+
+template <class CharType>
+std::size_t FormatErased(std::span<CharType> buffer, const char* format, FormatArguments arguments)
+{
+    Output<CharType> output(buffer);
+    std::string_view rest = format;
+    while (!rest.empty())
+    {
+        const FormatPiece piece = TakeFormatPiece(rest);
+        output.Put(piece.literal);
+        if (piece.conversion == 0)
+            continue;
+        if (piece.conversion == '?' || arguments.empty() || arguments.front().Type() != piece.Takes())
+            break; // only a format that was not checked comes here
+        const FormatArgument& argument = arguments.front();
+        const char character = static_cast<char>(argument.Unsigned());
+        switch (piece.conversion)
+        {
+        case 's':
+            output.PutNarrow(argument.Narrow());
+            break;
+        case 'S':
+            output.PutWide(argument.Wide());
+            break;
+        case 'c':
+            output.PutNarrow({&character, 1});
+            break;
+        default:
+            output.PutNumber(piece, argument);
+        }
+        arguments = arguments.subspan(1);
+    }
+    return output.Terminate();
+}
+
+template std::size_t FormatErased<char>(std::span<char>, const char*, FormatArguments);
+template std::size_t FormatErased<WCHAR>(std::span<WCHAR>, const char*, FormatArguments);
+
+} // namespace scankelv

@@ -1,0 +1,69 @@
+#include "LogSinks.h"
+
+#include <cstdio>
+
+namespace scankelv
+{
+namespace
+{
+
+void AppendToFile(HANDLE file, std::string_view text)
+{
+    // Other processes append to the same file: its end is looked for before every write.
+    if (file == INVALID_HANDLE_VALUE || ::SetFilePointer(file, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER)
+        return;
+    DWORD written = 0;
+    ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+}
+
+} // namespace
+
+void DebugConsoleWrite(std::string_view text)
+{
+    constexpr std::size_t pieceLength = 512;
+    char piece[pieceLength + 1];
+    while (!text.empty())
+    {
+        const std::size_t count = text.copy(piece, pieceLength);
+        piece[count] = '\0';
+        ::OutputDebugStringA(piece);
+        text.remove_prefix(count);
+    }
+}
+
+TextRenderCombo::TextRenderCombo(const char* logFile)
+    : m_file(::CreateFileA(
+          logFile, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+          FILE_FLAG_SEQUENTIAL_SCAN, nullptr))
+{
+}
+
+TextRenderCombo::~TextRenderCombo()
+{
+    if (m_file != INVALID_HANDLE_VALUE)
+        ::CloseHandle(m_file);
+}
+
+void TextRenderCombo::Enable(DWORD sinks)
+{
+    m_toDebugConsole = (sinks & debugConsoleSink) != 0;
+    m_toFile = (sinks & fileSink) != 0;
+    m_beeps = (sinks & beepSink) != 0;
+    m_toStandardError = (sinks & standardErrorSink) != 0;
+}
+
+void TextRenderCombo::Write(std::string_view text) const
+{
+    constexpr DWORD toneHertz = 440;
+    constexpr DWORD toneMilliseconds = 500;
+    if (m_toDebugConsole)
+        DebugConsoleWrite(text);
+    if (m_toFile)
+        AppendToFile(m_file, text);
+    if (m_beeps)
+        ::Beep(toneHertz, toneMilliseconds);
+    if (m_toStandardError)
+        std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+} // namespace scankelv

@@ -1,0 +1,77 @@
+// Where log text goes: the four sinks, and the two renderers that write to them.
+#pragma once
+
+#include "TextFormat.h"
+
+namespace scankelv
+{
+
+/// Bits of a sink mask.
+inline constexpr DWORD debugConsoleSink = 1;
+inline constexpr DWORD fileSink = 2;
+inline constexpr DWORD beepSink = 4;
+inline constexpr DWORD standardErrorSink = 8;
+inline constexpr DWORD allSinks = debugConsoleSink | fileSink | beepSink | standardErrorSink;
+
+/// Writes the text to the debugger console in calls of at most 512 characters each.
+void DebugConsoleWrite(std::string_view text);
+
+/// What a logger says of one of its sinks when it is created.
+struct SinkPhrase
+{
+    DWORD sink;
+    const char* text;
+    bool quotesLogFile = false; ///< the log file's path and a closing quote follow
+};
+
+/// Writes to any of the four sinks. Failures of a sink are ignored.
+class TextRenderCombo
+{
+public:
+    static constexpr DWORD supportedSinks = allSinks;
+    static constexpr const char* opening = "w4 Module ";
+    static constexpr SinkPhrase phrases[] = {
+        {debugConsoleSink, " logs to debug console"},
+        {fileSink, " logs to file \"", true},
+        {beepSink, " beeps"},
+        {standardErrorSink, " logs to stderr"},
+    };
+    static constexpr const char* settingsPhrase = ". For settings see: ";
+
+    /// Opens the file, or creates it when it is absent but its folder is not; text is only ever appended.
+    explicit TextRenderCombo(const char* logFile);
+    ~TextRenderCombo();
+    TextRenderCombo(const TextRenderCombo&) = delete;
+    TextRenderCombo& operator=(const TextRenderCombo&) = delete;
+
+    void Enable(DWORD sinks);
+    void Write(std::string_view text) const;
+
+private:
+    bool m_toDebugConsole = false;
+    bool m_toFile = false;
+    bool m_beeps = false;
+    bool m_toStandardError = false;
+    HANDLE m_file;
+};
+
+/// Writes to the debugger console alone.
+class TextRenderDebugConsole
+{
+public:
+    static constexpr DWORD supportedSinks = debugConsoleSink;
+    static constexpr const char* opening = "w1 Module ";
+    static constexpr SinkPhrase phrases[] = {
+        {debugConsoleSink, " logs to debug console"},
+        {fileSink, " logs to default file"},
+        {beepSink, " beeps"},
+        {standardErrorSink, " logs to stderr"},
+    };
+    static constexpr const char* settingsPhrase = ". Logging configured by default.";
+
+    explicit TextRenderDebugConsole(const char* /*logFile*/) {}
+    void Enable(DWORD /*sinks*/) {}
+    void Write(std::string_view text) const { DebugConsoleWrite(text); }
+};
+
+} // namespace scankelv
