@@ -1,0 +1,51 @@
+// What the sample file says: the devices that a search finds, how the user behaves, what each call returns.
+#pragma once
+
+#include "Record.h"
+#include "XmlDocument.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace simulator
+{
+
+/// A text that is handed out; none: a null pointer.
+using GivenText = std::optional<Wide>;
+
+struct Device
+{
+    Wide name; ///< its devicename
+    Wide list; ///< a device list text with this one device
+};
+
+/// The sample file, read afresh for each call. Every member throws std::runtime_error, or the document layer's error,
+/// when the file cannot be read.
+class Behaviour
+{
+public:
+    /// The file named by FINDWELL_SETTINGS, or else FindwellDlg.xml beside the library.
+    Behaviour();
+
+    std::vector<Device> Devices() const;
+    std::vector<Wide> Events() const;
+    /// The device that the user takes, asking `accepts` about each one in turn; null when the user cancels.
+    const Device* Choose(const std::vector<Device>& devices, const std::function<bool(const Device&)>& accepts) const;
+
+    /// A number, or a text, of one call: the element /findwell/calls/CALL/NAME, or the default when there is none.
+    std::uint32_t Number(const char* call, const char* name, std::uint32_t otherwise) const;
+    GivenText Text(const char* call, const char* name, const GivenText& otherwise) const;
+
+private:
+    scankelv::XmlElement Element(const char* call, const char* name) const;
+
+    scankelv::XmlDocument m_document;
+};
+
+/// The path of a file beside this library.
+Wide BesideLibrary(WideView name);
+/// The file named by FINDWELL_RECORD, or else FindwellDlg.log beside the library.
+Wide RecordPath();
+
+} // namespace simulator

@@ -1,0 +1,268 @@
+// FindwellDlg.dll: stands for the device search library. What it finds and how its user behaves is in FindwellDlg.xml;
+// what it was asked, and what the application answered, it writes to FindwellDlg.log.
+#include "FindwellDlg.h"
+
+#include "Behaviour.h"
+#include "Export.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <objbase.h>
+#include <thread>
+
+FINDWELL_EXPORT GetDeviceList_LCodeFunction GetDeviceList_LCode;
+FINDWELL_EXPORT GetDeviceInformationFunction GetDeviceInformation;
+FINDWELL_EXPORT ShowPropertiesUIFunction ShowPropertiesUI;
+FINDWELL_EXPORT MergeDevicelistXMLFunction MergeDevicelistXML;
+FINDWELL_EXPORT QueryDeviceAddressFunction QueryDeviceAddress;
+FINDWELL_EXPORT FreeDeviceListFunction FreeDeviceList;
+// The agent only looks these up; as C functions they may be called with any arguments.
+FINDWELL_EXPORT std::uint32_t GetDeviceList();
+FINDWELL_EXPORT std::uint32_t GetPrinterList();
+FINDWELL_EXPORT std::uint32_t GetSelectedDevice();
+FINDWELL_EXPORT std::uint32_t GetMultiDeviceInformation();
+
+namespace
+{
+
+using namespace simulator;
+
+constexpr std::uint32_t success = 0;
+constexpr std::uint32_t failure = 1;
+
+/// The document model needs COM, whatever the application has done about it.
+class Com
+{
+public:
+    Com() : m_result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+    ~Com()
+    {
+        if (m_result >= 0)
+            ::CoUninitialize();
+    }
+    Com(const Com&) = delete;
+    Com& operator=(const Com&) = delete;
+
+private:
+    HRESULT m_result;
+};
+
+/// The texts that are out with the application.
+std::vector<std::unique_ptr<WCHAR[]>> textsOut;
+
+void HandOut(Record& record, const GivenText& text, WCHAR** out)
+{
+    record.Line("  listText = " + (text ? std::to_string(text->size()) + " characters" : "(null)"));
+    if (!text)
+        return;
+    auto copy = std::make_unique<WCHAR[]>(text->size() + 1);
+    std::ranges::copy(*text, copy.get());
+    *out = textsOut.emplace_back(std::move(copy)).get();
+}
+
+/// Makes the call's entry in the record; no exception leaves the library.
+template <class Call>
+std::uint32_t Recorded(const char* name, std::uint32_t onError, Call call) noexcept
+{
+    try
+    {
+        Record record(RecordPath());
+        record.Line(name);
+        std::uint32_t result = onError;
+        try
+        {
+            const Com com;
+            result = call(record);
+        }
+        catch (const std::exception& error)
+        {
+            record.Line(std::string("  error: ") + error.what());
+        }
+        record.Line("  returns " + std::to_string(result));
+        return result;
+    }
+    catch (const std::exception&)
+    {
+        return onError; // no memory for the record
+    }
+}
+
+/// What a dialog tells and asks the application apart from the devices.
+void RunEvents(Record& record, const Behaviour& behaviour, IAppHandler& handler)
+{
+    constexpr std::uint32_t opened = 1;
+    handler.Notify(opened);
+    record.Line("  Notify(1)");
+    record.Line("  Query(0) -> " + std::to_string(handler.Query(0)));
+    for (const Wide& event : behaviour.Events())
+    {
+        std::uint32_t out = 0;
+        const std::uint32_t answer = handler.HandleEvent(event.c_str(), 0, 0, &out);
+        record.Line("  HandleEvent(" + Utf8(event) + ") -> " + std::to_string(answer) + ", out " + std::to_string(out));
+    }
+}
+
+const Device* Chosen(Record& record, const Device* device)
+{
+    record.Line("  chosen = " + (device == nullptr ? "(none)" : Utf8(device->name)));
+    return device;
+}
+
+GivenText ListOf(const Device* device)
+{
+    return device == nullptr ? GivenText() : device->list;
+}
+
+/// Outlives the call that it answers.
+struct QueryReport
+{
+    std::uint32_t status;
+    std::uint32_t change;
+    GivenText address;
+    GivenText macAddress;
+    QueryDeviceAddressCallbackFunction* callback;
+    std::chrono::milliseconds delay;
+
+    void Deliver() const
+    {
+        std::this_thread::sleep_for(delay);
+        const WCHAR* const addressText = address ? address->c_str() : nullptr;
+        const WCHAR* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
+        callback(&status, &change, &addressText, &macAddressText);
+    }
+};
+
+std::uint32_t NotSimulated(const char* name)
+{
+    return Recorded(name, failure, [](Record&) { return failure; });
+}
+
+} // namespace
+
+std::uint32_t GetDeviceList_LCode(
+    std::uint32_t zero, const char* languageCode, const WCHAR* filterText, std::uint32_t* resultCode, WCHAR** listText,
+    IAppHandler* handler)
+{
+    const char* const name = "GetDeviceList_LCode";
+    return Recorded(name, failure, [&](Record& record) {
+        const Behaviour behaviour;
+        record.Line("  zero = " + std::to_string(zero));
+        record.Line(std::string("  languageCode = ") + (languageCode == nullptr ? "(null)" : languageCode));
+        record.Argument("filterText", filterText);
+        RunEvents(record, behaviour, *handler);
+        const std::vector<Device> devices = behaviour.Devices();
+        const Device* const device = Chosen(record, behaviour.Choose(devices, [&](const Device& asked) {
+            const std::uint32_t answer = handler->CheckDevice(asked.list.c_str(), nullptr);
+            record.Line("  CheckDevice(" + Utf8(asked.name) + ") -> " + std::to_string(answer));
+            return answer == 1;
+        }));
+        *resultCode = behaviour.Number(name, "resultcode", device == nullptr ? 0 : 1);
+        record.Line("  resultCode = " + std::to_string(*resultCode));
+        HandOut(record, behaviour.Text(name, "answer", ListOf(device)), listText);
+        return behaviour.Number(name, "return", success);
+    });
+}
+
+std::uint32_t GetDeviceInformation(const WCHAR* hiddenUiArgument, WCHAR** listText, const WCHAR* community)
+{
+    const char* const name = "GetDeviceInformation";
+    return Recorded(name, failure, [&](Record& record) {
+        const Behaviour behaviour;
+        record.Argument("hiddenUiArgument", hiddenUiArgument);
+        record.Argument("community", community);
+        const std::vector<Device> devices = behaviour.Devices();
+        const Device* const device = Chosen(record, behaviour.Choose(devices, [](const Device&) { return true; }));
+        HandOut(record, behaviour.Text(name, "answer", ListOf(device)), listText);
+        return behaviour.Number(name, "return", success);
+    });
+}
+
+std::uint32_t ShowPropertiesUI(const WCHAR* filterText, WCHAR** listText, std::uint32_t zero)
+{
+    const char* const name = "ShowPropertiesUI";
+    return Recorded(name, failure, [&](Record& record) {
+        const Behaviour behaviour;
+        record.Argument("filterText", filterText);
+        record.Line("  zero = " + std::to_string(zero));
+        HandOut(record, behaviour.Text(name, "answer", GivenText()), listText);
+        return behaviour.Number(name, "return", success);
+    });
+}
+
+std::uint32_t MergeDevicelistXML(const WCHAR* filterText)
+{
+    const char* const name = "MergeDevicelistXML";
+    return Recorded(name, 0, [&](Record& record) {
+        const Behaviour behaviour;
+        record.Argument("filterText", filterText);
+        return behaviour.Number(name, "return", 1);
+    });
+}
+
+std::uint32_t QueryDeviceAddress(
+    const WCHAR* address, const WCHAR* macAddress, QueryDeviceAddressCallbackFunction* callback,
+    const WCHAR* productName, const WCHAR* vendorName)
+{
+    const char* const name = "QueryDeviceAddress";
+    return Recorded(name, failure, [&](Record& record) {
+        const Behaviour behaviour;
+        record.Argument("address", address);
+        record.Argument("macAddress", macAddress);
+        record.Argument("productName", productName);
+        record.Argument("vendorName", vendorName);
+        const std::uint32_t result = behaviour.Number(name, "return", success);
+        if (result != success)
+            return result;
+        QueryReport report{
+            behaviour.Number(name, "status", 0),
+            behaviour.Number(name, "change", 0),
+            behaviour.Text(name, "address", Wide(address)),
+            behaviour.Text(name, "macaddress", Wide(macAddress)),
+            callback,
+            std::chrono::milliseconds(behaviour.Number(name, "delay", 0))};
+        if (behaviour.Text(name, "thread", GivenText()) == Wide(OLESTR("own")))
+        {
+            // The application may free the library while the thread is on its way back: this keeps it for good.
+            ::LoadLibraryW(BesideLibrary(OLESTR("FindwellDlg.dll")).c_str());
+            std::thread([report = std::move(report)] { report.Deliver(); }).detach();
+        }
+        else
+            report.Deliver();
+        return result;
+    });
+}
+
+std::uint32_t FreeDeviceList(WCHAR** listText)
+{
+    return Recorded("FreeDeviceList", failure, [&](Record& record) {
+        const auto found = std::ranges::find(textsOut, *listText, &std::unique_ptr<WCHAR[]>::get);
+        const bool known = found != textsOut.end();
+        record.Line(known ? "  released" : "  not a text of this library");
+        if (!known)
+            return failure;
+        textsOut.erase(found);
+        *listText = nullptr;
+        return success;
+    });
+}
+
+std::uint32_t GetDeviceList()
+{
+    return NotSimulated("GetDeviceList");
+}
+
+std::uint32_t GetPrinterList()
+{
+    return NotSimulated("GetPrinterList");
+}
+
+std::uint32_t GetSelectedDevice()
+{
+    return NotSimulated("GetSelectedDevice");
+}
+
+std::uint32_t GetMultiDeviceInformation()
+{
+    return NotSimulated("GetMultiDeviceInformation");
+}

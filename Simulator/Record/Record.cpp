@@ -1,0 +1,88 @@
+#include "Record.h"
+
+#include <stdexcept>
+
+namespace simulator
+{
+Wide Variable(const WCHAR* name)
+{
+    const DWORD room = ::GetEnvironmentVariableW(name, nullptr, 0);
+    Wide value(room, 0);
+    if (room != 0)
+        value.resize(::GetEnvironmentVariableW(name, value.data(), room));
+    return value;
+}
+
+std::string Utf8(WideView text)
+{
+    const int length = static_cast<int>(text.size());
+    std::string bytes(
+        static_cast<std::size_t>(::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr)),
+        '\0');
+    ::WideCharToMultiByte(
+        CP_UTF8, 0, text.data(), length, bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr);
+    return bytes;
+}
+
+Wide Utf16(std::string_view bytes)
+{
+    Wide text;
+    if (bytes.starts_with("\xFF\xFE"))
+    {
+        for (std::size_t i = 2; i + 1 < bytes.size(); i += 2)
+            text += static_cast<WCHAR>(
+                static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8));
+        return text;
+    }
+    const int length = static_cast<int>(bytes.size());
+    text.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, bytes.data(), length, nullptr, 0)));
+    ::MultiByteToWideChar(CP_UTF8, 0, bytes.data(), length, text.data(), static_cast<int>(text.size()));
+    return text;
+}
+
+std::string FileBytes(const Wide& path)
+{
+    const FileHandle file(::CreateFileW(
+        path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.IsOpen())
+        throw std::runtime_error("cannot read " + Utf8(path));
+    std::string bytes(::GetFileSize(file.Get(), nullptr), '\0');
+    DWORD count = 0;
+    ::ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    bytes.resize(count);
+    return bytes;
+}
+
+Record::Record(const Wide& path)
+    : m_file(::CreateFileW(
+          path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
+          nullptr))
+{
+}
+
+void Record::Line(std::string_view text)
+{
+    if (!IsOpen())
+        return;
+    std::string line;
+    for (const char c : text)
+    {
+        if (c == '\r')
+            line += "\\r";
+        else if (c == '\n')
+            line += "\\n";
+        else
+            line += c;
+    }
+    line += '\n';
+    DWORD count = 0;
+    ::SetFilePointer(m_file.Get(), 0, nullptr, FILE_END);
+    ::WriteFile(m_file.Get(), line.data(), static_cast<DWORD>(line.size()), &count, nullptr);
+}
+
+void Record::Argument(std::string_view name, const WCHAR* text)
+{
+    Line("  " + std::string(name) + " = " + (text == nullptr ? "(null)" : Utf8(text)));
+}
+
+} // namespace simulator
