@@ -8,6 +8,11 @@
 inline constexpr DWORD WAIT_OBJECT_0 = 0;
 inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
+inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
+inline constexpr DWORD FILE_BEGIN = 0;
+inline constexpr DWORD FILE_CURRENT = 1;
+inline constexpr DWORD FILE_END = 2;
+
 extern "C" {
 UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file);
 UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file);

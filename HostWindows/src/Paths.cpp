@@ -14,8 +14,10 @@
 #include <unistd.h>
 #include <vector>
 
-namespace hostwindows {
-namespace {
+namespace hostwindows
+{
+namespace
+{
 
 constexpr char32_t replacementCharacter = 0xFFFD;
 constexpr std::size_t longestComponent = 255;
@@ -48,7 +50,8 @@ std::string HomeFolder()
 std::string MachineFolderName()
 {
     std::string folder = Variable("HOSTWINDOWS_ROOT");
-    if (folder.empty()) {
+    if (folder.empty())
+    {
         const std::string data = Variable("XDG_DATA_HOME");
         folder = (data.empty() ? HomeFolder() + "/.local/share" : data) + "/hostwindows";
     }
@@ -118,39 +121,46 @@ FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& 
     };
     std::string parent = root;
     std::string whole = root;
-    for (const std::u16string& component : components) {
+    for (const std::u16string& component : components)
+    {
         parent = whole;
         whole += "/" + Utf8FromUtf16(component);
     }
     take(components.empty() ? root + "/" : whole, KindOf(components.empty() ? root + "/" : whole));
     if (found.exists)
         return found;
-    if (errno != ENOENT && errno != ENOTDIR) {
+    if (errno != ENOENT && errno != ENOTDIR)
+    {
         found.error = errno == ENAMETOOLONG ? ERROR_INVALID_NAME : ErrorFromErrno(errno);
         return found;
     }
-    if (components.empty()) {
+    if (components.empty())
+    {
         found.error = ERROR_PATH_NOT_FOUND;
         return found;
     }
     // Mostly it is the last component alone that is missing.
     std::size_t known = components.size() - 1;
-    if (KindOf(parent) != Kind::folder) {
+    if (KindOf(parent) != Kind::folder)
+    {
         parent = root;
         known = 0;
     }
-    for (; known < components.size(); ++known) {
+    for (; known < components.size(); ++known)
+    {
         std::string next = parent + "/" + Utf8FromUtf16(components[known]);
         Kind kind = KindOf(next);
         if (kind == Kind::missing)
-            if (std::string other = SearchFolder(parent, components[known]); !other.empty()) {
+            if (std::string other = SearchFolder(parent, components[known]); !other.empty())
+            {
                 next = std::move(other);
                 kind = KindOf(next);
             }
         parent = next;
         if (known + 1 == components.size())
             take(std::move(next), kind);
-        else if (kind != Kind::folder) {
+        else if (kind != Kind::folder)
+        {
             found.error = ERROR_PATH_NOT_FOUND;
             break;
         }
@@ -176,7 +186,8 @@ bool IsOnDriveC(std::string_view path, std::string_view& rest)
         return resolved == nullptr ? DriveC() : std::string(resolved.get());
     }();
     for (const std::string& drive : {DriveC(), real})
-        if (IsBelow(path, drive)) {
+        if (IsBelow(path, drive))
+        {
             rest = path.substr(drive.size());
             return true;
         }
@@ -191,13 +202,15 @@ bool IsSeparator(char16_t unit)
 /// Splits into components: ".", ".." and doubled separators resolved, nothing above the root.
 DWORD Split(std::u16string_view path, std::vector<std::u16string>& components)
 {
-    for (std::size_t begin = 0; begin < path.size();) {
+    for (std::size_t begin = 0; begin < path.size();)
+    {
         const auto* end = std::find_if(path.begin() + begin, path.end(), IsSeparator);
         const auto length = static_cast<std::size_t>(end - path.begin()) - begin;
         std::u16string_view component = path.substr(begin, length);
-        const bool last = begin + length + 1 >= path.size();
+        const bool last = begin + length == path.size();
         begin += length + 1;
-        if (component == u"..") {
+        if (component == u"..")
+        {
             if (!components.empty())
                 components.pop_back();
             continue;
@@ -219,7 +232,8 @@ int MakeFolders(const std::string& root, std::u16string_view path)
 {
     std::vector<std::u16string> components;
     Split(path, components);
-    for (std::size_t count = 1; count <= components.size(); ++count) {
+    for (std::size_t count = 1; count <= components.size(); ++count)
+    {
         const FoundPath found = FindBelow(root, {components.begin(), components.begin() + static_cast<long>(count)});
         if (!found.exists && ::mkdir(found.path.c_str(), 0777) != 0 && errno != EEXIST)
             return errno;
@@ -237,7 +251,8 @@ int PrepareMachine(const std::string& folder)
 {
     const std::u16string usual[] = {ProfileOnDrive() + u"\\AppData\\Local\\Temp", u"\\ProgramData"};
     const std::string drive = folder + "/drive_c";
-    for (std::size_t end = 1; end != std::string::npos;) {
+    for (std::size_t end = 1; end != std::string::npos;)
+    {
         end = drive.find('/', end + 1);
         const std::string part = drive.substr(0, end);
         if (::access(part.c_str(), F_OK) != 0 && ::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST)
@@ -255,7 +270,8 @@ const std::string& MachineFolder()
 {
     static const std::string folder = [] {
         std::string name = MachineFolderName();
-        if (const int error = PrepareMachine(name); error != 0) {
+        if (const int error = PrepareMachine(name); error != 0)
+        {
             const std::string line =
                 "hostwindows: the machine folder " + name + " cannot be used: " + std::strerror(error) + "\n";
             (void)!::write(STDERR_FILENO, line.data(), line.size());
@@ -283,7 +299,8 @@ FoundPath FindPath(std::u16string_view windowsPath)
 
     std::u16string_view rest = windowsPath;
     char16_t drive = 0;
-    if (rest.size() > 1 && rest[1] == u':') {
+    if (rest.size() > 1 && rest[1] == u':')
+    {
         drive = Capital(rest[0]);
         rest.remove_prefix(2);
         if (drive != u'C' && drive != u'Z')
@@ -291,13 +308,15 @@ FoundPath FindPath(std::u16string_view windowsPath)
     }
     std::vector<std::u16string> components;
     const bool rooted = !rest.empty() && IsSeparator(rest.front());
-    if (drive == 0 || !rooted) {
+    if (drive == 0 || !rooted)
+    {
         const std::string current = CurrentFolder();
         std::string_view below = current;
         const char16_t currentDrive = IsOnDriveC(current, below) ? u'C' : u'Z';
         drive = drive == 0 ? currentDrive : drive;
         if (!rooted && drive == currentDrive)
-            for (std::size_t begin = 0; begin < below.size();) {
+            for (std::size_t begin = 0; begin < below.size();)
+            {
                 // As they stand: names that Linux allowed.
                 const std::size_t end = std::min(below.find('/', begin), below.size());
                 if (end > begin)
@@ -325,9 +344,11 @@ std::u16string Utf16FromUtf8(std::string_view text)
 {
     std::u16string wide;
     wide.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
+    for (std::size_t i = 0; i < text.size();)
+    {
         const auto lead = static_cast<unsigned char>(text[i++]);
-        if (lead < 0x80) {
+        if (lead < 0x80)
+        {
             wide += static_cast<char16_t>(lead);
             continue;
         }
@@ -336,14 +357,16 @@ std::u16string Utf16FromUtf8(std::string_view text)
         char32_t code = lead & (0x3FU >> more);
         bool good = lead >= 0xC2 && lead <= 0xF4;
         // A sequence that breaks off is one malformed character; what broke it starts the next.
-        for (unsigned count = 0; good && count < more; ++count) {
+        for (unsigned count = 0; good && count < more; ++count)
+        {
             good = i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
             if (good)
                 code = (code << 6) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
         }
         if (!good || code < smallest[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000))
             code = replacementCharacter;
-        if (code >= 0x10000) {
+        if (code >= 0x10000)
+        {
             wide += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
             code = 0xDC00 + ((code - 0x10000) & 0x3FF);
         }
@@ -359,13 +382,15 @@ std::string Utf8FromUtf16(std::u16string_view text)
     const auto tail = [&bytes](char32_t code, unsigned shift) {
         bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
     };
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    for (std::size_t i = 0; i < text.size(); ++i)
+    {
         char32_t code = text[i];
         if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00)
             code = 0x10000 + ((code - 0xD800) << 10) + (text[++i] - 0xDC00U);
         else if (code >= 0xD800 && code < 0xE000)
             code = replacementCharacter;
-        if (code < 0x80) {
+        if (code < 0x80)
+        {
             bytes += static_cast<char>(code);
             continue;
         }
