@@ -1,1 +1,34 @@
+#include "BinaryExecuteShell.h"
 
+#include "CheckedExpression.h"
+
+#include <shellapi.h>
+
+namespace scankelv
+{
+
+bool BinaryExecuteShellNoWait(
+    const WCHAR* file, const WCHAR* verb, const WCHAR* parameters, const WCHAR* workingDirectory)
+{
+    SHELLEXECUTEINFOW info{};
+    info.cbSize = sizeof(info);
+    info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC;
+    info.lpVerb = verb;
+    info.lpFile = file;
+    info.lpParameters = parameters;
+    info.lpDirectory = workingDirectory;
+    info.nShow = SW_HIDE;
+
+    DebugConsoleLogger().WriteLine(
+        "about to [%ws] <%ws> with argument \"%ws\" in working directory \"%ws\"...", verb, file, parameters,
+        workingDirectory);
+    const BOOL result = ::ShellExecuteExW(&info);
+    if (!Checked(DebugConsoleLogger(), CheckLastError, static_cast<DWORD>(result), "result", 1))
+        return false;
+    if (info.hProcess != nullptr)
+        ::CloseHandle(info.hProcess);
+    DebugConsoleLogger().WriteLine("start <%ws> successful, not waiting for finish", file);
+    return true;
+}
+
+} // namespace scankelv

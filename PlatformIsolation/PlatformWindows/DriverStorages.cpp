@@ -1,1 +1,64 @@
+#include "DriverStorages.h"
 
+#include "Loggers.h"
+
+namespace scankelv
+{
+
+ResourceLocation TwainStoragePath(const WCHAR* productName)
+{
+    const auto print = [productName](std::span<char> buffer) {
+        return FormatInto(buffer, "Software\\%s\\%ws", "QLScan", productName);
+    };
+    ResourceLocation path;
+    if (const std::size_t length = print({}); path.Create(length + 1))
+        print({path.Elements(), path.Count()});
+    return path;
+}
+
+bool TwainStorageOpenRead(CrossProductStorage& storage, const WCHAR* productName)
+{
+    const ResourceLocation path = TwainStoragePath(productName);
+    if (storage.Open(UserHive, path.Text(), AccessRead))
+        return true;
+    AgentLogger().WriteLine("fail to open user storage for read in HKCU, trying system storage in HKLM");
+    if (storage.Open(SystemHive, path.Text(), AccessRead))
+        return true;
+    AgentLogger().WriteLine("fail to open system storage for read in HKLM");
+    return false;
+}
+
+bool TwainStorageOpenReadUser(CrossProductStorage& storage, const WCHAR* productName)
+{
+    if (storage.Open(UserHive, TwainStoragePath(productName).Text(), AccessRead))
+        return true;
+    AgentLogger().WriteLine("fail to open user storage for read in HKCU");
+    return false;
+}
+
+bool TwainStorageOpenWrite(CrossProductStorage& storage, const WCHAR* productName)
+{
+    if (storage.Open(UserHive, TwainStoragePath(productName).Text(), AccessWrite))
+        return true;
+    AgentLogger().WriteLine("fail to open user storage for write in HKCU");
+    return false;
+}
+
+bool MultiSelectStorageOpenRead(CrossProductStorage& storage, const WCHAR* recordPath)
+{
+    AgentLogger().WriteLine("trying system storage in HKLM");
+    if (!storage.Open(SystemHive, recordPath, AccessRead))
+    {
+        AgentLogger().WriteLine("fail to open MultiSelect storage for read in HKLM!");
+        return false;
+    }
+    AgentLogger().WriteLine("success to open MultiSelect storage for read in HKLM");
+    return true;
+}
+
+ResourceLocationWide WiaConfigLocationWide()
+{
+    return ResourceLocationWide(WideFromNarrow(WiaConfigLocation().View()));
+}
+
+} // namespace scankelv

@@ -12,7 +12,7 @@ ResourceLocation TwainStoragePath(const WCHAR* productName);
 
 bool TwainStorageOpenRead(CrossProductStorage& storage, const WCHAR* productName);     ///< user hive, then system hive
 bool TwainStorageOpenReadUser(CrossProductStorage& storage, const WCHAR* productName); ///< user hive only
-bool TwainStorageOpenWrite(CrossProductStorage& storage, const WCHAR* productName);    ///< user hive, created when absent
+bool TwainStorageOpenWrite(CrossProductStorage& storage, const WCHAR* productName); ///< user hive, created when absent
 
 /// One record of several devices, in the system hive.
 bool MultiSelectStorageOpenRead(CrossProductStorage& storage, const WCHAR* recordPath);

@@ -1,1 +1,61 @@
+#include "FolderOperations.h"
 
+#include "CheckedExpression.h"
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr DWORD noAccess = 0;
+constexpr DWORD noSharing = 0;
+
+HANDLE OpenExisting(const char* path, DWORD attributes)
+{
+    return ::CreateFileA(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
+}
+HANDLE OpenExisting(const WCHAR* path, DWORD attributes)
+{
+    return ::CreateFileW(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
+}
+
+void WriteExistence(bool exists, const char* path)
+{
+    if (exists)
+        DebugConsoleLogger().WriteText("File \"%s\" does exist.\n", path);
+    else
+        DebugConsoleLogger().WriteText("File \"%s\" does not exist!\n", path);
+}
+void WriteExistence(bool exists, const WCHAR* path)
+{
+    if (exists)
+        DebugConsoleLogger().WriteText("File \"%ws\" does exist.\n", path);
+    else
+        DebugConsoleLogger().WriteText("File \"%ws\" does not exist!\n", path);
+}
+
+} // namespace
+
+template <class CharType>
+bool PathExists(const CharType* path, bool folder)
+{
+    const HANDLE handle = OpenExisting(path, FILE_ATTRIBUTE_NORMAL | (folder ? FILE_FLAG_BACKUP_SEMANTICS : DWORD(0)));
+    const bool exists = handle != nullptr && handle != INVALID_HANDLE_VALUE;
+    if (exists)
+        ::CloseHandle(handle);
+    WriteExistence(exists, path);
+    return exists;
+}
+
+template bool PathExists<char>(const char*, bool);
+template bool PathExists<WCHAR>(const WCHAR*, bool);
+
+bool FolderCreateIfAbsent(const char* path)
+{
+    if (PathExists(path, true))
+        return true;
+    const BOOL result = ::CreateDirectoryA(path, nullptr);
+    return Checked(DebugConsoleLogger(), CheckLastError, static_cast<DWORD>(result), "result", 0);
+}
+
+} // namespace scankelv

@@ -1,1 +1,119 @@
+#include "ProfileFile.h"
 
+#include "TextFormat.h"
+
+namespace scankelv
+{
+namespace
+{
+
+UINT ProfileInt(const char* section, const char* key, INT absent, const char* path)
+{
+    return ::GetPrivateProfileIntA(section, key, absent, path);
+}
+UINT ProfileInt(const WCHAR* section, const WCHAR* key, INT absent, const WCHAR* path)
+{
+    return ::GetPrivateProfileIntW(section, key, absent, path);
+}
+
+constexpr WideView absentText = OLESTR("#$@SRC@$#");
+
+} // namespace
+
+template <class CharType>
+bool ProfileFile<CharType>::IsValid()
+{
+    if (!m_path.View().empty())
+        return true;
+    m_lastError = ERROR_INVALID_DATA;
+    return false;
+}
+
+template <class CharType>
+bool ProfileFile<CharType>::ArgumentsOK(const CharType* section, const CharType* key)
+{
+    if (section != nullptr && key != nullptr)
+        return true;
+    m_lastError = ERROR_INVALID_PARAMETER;
+    return false;
+}
+
+template <class CharType>
+bool ProfileFile<CharType>::GetULong(const CharType* section, const CharType* key, DWORD* number)
+{
+    if (!IsValid() || !ArgumentsOK(section, key))
+        return false;
+    if (number == nullptr)
+    {
+        m_lastError = ERROR_INVALID_PARAMETER;
+        return false;
+    }
+    // Two defaults tell an absent key from one that holds the first of them.
+    constexpr INT sentinel = 6844;
+    const UINT value = ProfileInt(section, key, sentinel, m_path.Text());
+    if (value == sentinel && ProfileInt(section, key, 0, m_path.Text()) == 0)
+        return false;
+    m_lastError = ::GetLastError();
+    *number = value;
+    return true;
+}
+
+template class ProfileFile<char>;
+template class ProfileFile<WCHAR>;
+
+bool ProfileFileWide::GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR* buffer, DWORD size)
+{
+    if (!IsValid() || !ArgumentsOK(section, key))
+        return false;
+    if (buffer == nullptr)
+    {
+        m_lastError = ERROR_INSUFFICIENT_BUFFER;
+        return false;
+    }
+    const DWORD count = ::GetPrivateProfileStringW(section, key, absentText.data(), buffer, size, m_path.Text());
+    m_lastError = ::GetLastError();
+    if (count == 0)
+        return false;
+    const WideView value(buffer, count);
+    if (value == absentText.substr(0, size - 1))
+        return false;
+    if (const std::size_t comment = value.find(';'); comment != value.npos)
+        buffer[comment] = WCHAR();
+    return true;
+}
+
+bool ProfileFileWide::GetString(const WCHAR* section, const WCHAR* key, ResourceLocationWide& value)
+{
+    WCHAR buffer[256]{};
+    if (!GetStringRaw(section, key, buffer, static_cast<DWORD>(std::size(buffer))))
+        return false;
+    ResourceLocationWide copy{WideView(buffer)};
+    if (copy.IsEmpty())
+        return false;
+    value = std::move(copy);
+    return true;
+}
+
+bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WCHAR* value)
+{
+    if (!IsValid() || !ArgumentsOK(section, key))
+        return false;
+    if (value == nullptr)
+    {
+        m_lastError = ERROR_INVALID_PARAMETER;
+        return false;
+    }
+    if (::WritePrivateProfileStringW(section, key, value, m_path.Text()) != 0)
+        return true;
+    m_lastError = ::GetLastError();
+    return false;
+}
+
+bool ProfileFileWide::SetULong(const WCHAR* section, const WCHAR* key, DWORD number)
+{
+    WCHAR text[20];
+    FormatInto(std::span<WCHAR>(text), "%d", number);
+    return SetString(section, key, text);
+}
+
+} // namespace scankelv

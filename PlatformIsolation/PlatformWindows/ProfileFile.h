@@ -35,7 +35,8 @@ class ProfileFileWide : public ProfileFile<WCHAR>
 public:
     using ProfileFile::ProfileFile;
 
-    /// Reads a text, cut at its first ";", into `buffer` of `size` characters. @return false for an absent or empty value.
+    /// Reads a text, cut at its first ";", into `buffer` of `size` characters. @return false for an absent or empty
+    /// value.
     bool GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR* buffer, DWORD size);
     /// The same as an owned text of at most 255 characters; `value` is untouched on failure.
     bool GetString(const WCHAR* section, const WCHAR* key, ResourceLocationWide& value);

@@ -1,1 +1,191 @@
+#include "RegistryKey.h"
 
+#include "CheckedExpression.h"
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr DWORD reserved = 0;
+constexpr LPDWORD reservedValueOfReservedParameter = nullptr;
+
+// The two widths of the registry functions, by one name each.
+LSTATUS RegOpenKeyImpl(HKEY parent, const char* path, REGSAM access, HKEY* key)
+{
+    return ::RegOpenKeyExA(parent, path, reserved, access, key);
+}
+LSTATUS RegOpenKeyImpl(HKEY parent, const WCHAR* path, REGSAM access, HKEY* key)
+{
+    return ::RegOpenKeyExW(parent, path, reserved, access, key);
+}
+
+LSTATUS RegCreateKeyImpl(
+    HKEY parent, const char* path, const char* className, DWORD options, REGSAM access,
+    LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
+{
+    // The functions take a modifiable class name and leave it alone.
+    char* const name = const_cast<char*>(className);
+    return ::RegCreateKeyExA(parent, path, reserved, name, options, access, attributes, key, disposition);
+}
+LSTATUS RegCreateKeyImpl(
+    HKEY parent, const WCHAR* path, const WCHAR* className, DWORD options, REGSAM access,
+    LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
+{
+    WCHAR* const name = const_cast<WCHAR*>(className);
+    return ::RegCreateKeyExW(parent, path, reserved, name, options, access, attributes, key, disposition);
+}
+
+LSTATUS RegQueryValueImpl(HKEY key, const char* name, DWORD* type, void* data, DWORD* bytes)
+{
+    return ::RegQueryValueExA(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
+}
+LSTATUS RegQueryValueImpl(HKEY key, const WCHAR* name, DWORD* type, void* data, DWORD* bytes)
+{
+    return ::RegQueryValueExW(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
+}
+
+LSTATUS RegSetValueImpl(HKEY key, const char* name, DWORD type, const void* value, DWORD bytes)
+{
+    return ::RegSetValueExA(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
+}
+LSTATUS RegSetValueImpl(HKEY key, const WCHAR* name, DWORD type, const void* value, DWORD bytes)
+{
+    return ::RegSetValueExW(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
+}
+
+bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place = {})
+{
+    return Checked(DebugConsoleLogger(), CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
+}
+
+} // namespace
+
+template <class CharType>
+bool RegistryKey::Open(HKEY parent, const CharType* path, REGSAM access)
+{
+    const LSTATUS keyOpenResult = RegOpenKeyImpl(parent, path, access, &m_hKey);
+    if (StatusOK(keyOpenResult, "keyOpenResult", 0))
+        return true;
+    m_hKey = nullptr;
+    return false;
+}
+
+template <class CharType>
+bool RegistryKey::Create(
+    HKEY parent, const CharType* path, const CharType* className, DWORD options, REGSAM access,
+    LPSECURITY_ATTRIBUTES attributes, DWORD* disposition)
+{
+    DWORD createdOrOpened = 0;
+    const LSTATUS createKeyResult =
+        RegCreateKeyImpl(parent, path, className, options, access, attributes, &m_hKey, &createdOrOpened);
+    if (!StatusOK(createKeyResult, "createKeyResult", 1))
+    {
+        Close();
+        m_hKey = nullptr;
+        return false;
+    }
+    if (disposition != nullptr)
+        *disposition = createdOrOpened;
+    return true;
+}
+
+bool RegistryKey::Close()
+{
+    if (m_hKey == nullptr)
+        return true;
+    if (!StatusOK(::RegCloseKey(m_hKey), "::RegCloseKey( m_hKey )", 1))
+        return false;
+    m_hKey = nullptr;
+    return true;
+}
+
+template <class CharType>
+bool RegistryKey::QueryValue(const CharType* name, DWORD* type, void* data, DWORD* bytes)
+{
+    return StatusOK(
+        RegQueryValueImpl(m_hKey, name, type, data, bytes),
+        "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), "
+        "bytes )",
+        0);
+}
+
+bool RegistryKey::QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* length)
+{
+    DWORD bytes = *length * static_cast<DWORD>(sizeof(WCHAR));
+    DWORD type = REG_NONE;
+    *length = 0;
+    const bool isString = QueryValue(name, &type, value, &bytes) && type == REG_SZ;
+    if (!Checked(
+            DebugConsoleLogger(), CheckBoolean, isString,
+            "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )", 0))
+        return false;
+    *length = bytes / static_cast<DWORD>(sizeof(WCHAR));
+    return true;
+}
+
+template <class CharType>
+bool RegistryKey::QueryDWORDValue(const CharType* name, DWORD* value)
+{
+    // A value of another type may fill some of the number before its type is known: the caller's stays as it was.
+    DWORD number = *value;
+    DWORD bytes = sizeof(number);
+    DWORD type = REG_NONE;
+    const bool isNumber = QueryValue<CharType>(name, &type, &number, &bytes) && type == REG_DWORD;
+    if (!Checked(
+            DebugConsoleLogger(), CheckBoolean, isNumber,
+            "( QueryValue<CharType>(name, &type, value, &bytes) && (type == ( 4 )) )", 0))
+        return false;
+    *value = number;
+    return true;
+}
+
+template <class CharType>
+bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, DWORD bytes)
+{
+    if (!Checked(DebugConsoleLogger(), "invariant", IsValid(), "IsValid()", 0))
+        return false;
+    return StatusOK(
+        RegSetValueImpl(m_hKey, name, type, value, bytes),
+        "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), "
+        "bytes )",
+        1);
+}
+
+template <class CharType>
+bool RegistryKey::SetStringValueNoExpand(const CharType* name, const CharType* value)
+{
+    if (!Checked(DebugConsoleLogger(), "bad argument", value != nullptr, "::PtrIsGoodString(value, 5)", 0))
+        return false;
+    const std::size_t characters = std::basic_string_view<CharType>(value).size() + 1;
+    return SetValue(name, REG_SZ, value, static_cast<DWORD>(characters * sizeof(CharType)));
+}
+
+template <class CharType>
+bool RegistryKey::SetDWORDValue(const CharType* name, const DWORD& value)
+{
+    return SetValue(name, REG_DWORD, &value, sizeof(value));
+}
+
+bool RegistryKey::DeleteValue(const char* name)
+{
+    return StatusOK(::RegDeleteValueA(m_hKey, name), "RegDeleteValueImpl(m_hKey, lvalue)", 1);
+}
+
+template bool RegistryKey::Open<char>(HKEY, const char*, REGSAM);
+template bool RegistryKey::Create<char>(HKEY, const char*, const char*, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, DWORD*);
+template bool RegistryKey::QueryValue<char>(const char*, DWORD*, void*, DWORD*);
+template bool RegistryKey::QueryDWORDValue<char>(const char*, DWORD*);
+template bool RegistryKey::SetValue<char>(const char*, DWORD, const void*, DWORD);
+template bool RegistryKey::SetStringValueNoExpand<char>(const char*, const char*);
+template bool RegistryKey::SetDWORDValue<char>(const char*, const DWORD&);
+template bool RegistryKey::Open<WCHAR>(HKEY, const WCHAR*, REGSAM);
+template bool
+RegistryKey::Create<WCHAR>(HKEY, const WCHAR*, const WCHAR*, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, DWORD*);
+template bool RegistryKey::QueryValue<WCHAR>(const WCHAR*, DWORD*, void*, DWORD*);
+template bool RegistryKey::QueryDWORDValue<WCHAR>(const WCHAR*, DWORD*);
+template bool RegistryKey::SetValue<WCHAR>(const WCHAR*, DWORD, const void*, DWORD);
+template bool RegistryKey::SetStringValueNoExpand<WCHAR>(const WCHAR*, const WCHAR*);
+template bool RegistryKey::SetDWORDValue<WCHAR>(const WCHAR*, const DWORD&);
+
+} // namespace scankelv

@@ -1,1 +1,136 @@
+#include "ResourceLocation.h"
 
+#include "FolderOperations.h"
+#include "ResourceLocationShell.h"
+#include "TextFormat.h"
+
+namespace scankelv
+{
+namespace
+{
+
+HMODULE programModule = nullptr;
+
+DWORD ModuleFileName(char* buffer, DWORD size)
+{
+    return ::GetModuleFileNameA(programModule, buffer, size);
+}
+DWORD ModuleFileName(WCHAR* buffer, DWORD size)
+{
+    return ::GetModuleFileNameW(programModule, buffer, size);
+}
+
+ResourceLocation LogFolderFile(const char* name)
+{
+    return ComposeLocation(UserDataRootLocation().Text(), nullptr, "ScanKELV", name, false);
+}
+
+} // namespace
+
+void RecordModuleHandle(HMODULE module)
+{
+    programModule = module;
+}
+
+template <class CharType>
+BasicResourceLocation<CharType> ModuleFileLocation()
+{
+    // The system has no longer path than this; the buffer stops growing there.
+    constexpr DWORD longestPath = 0x8000;
+    for (DWORD size = 512; size <= longestPath; size *= 2)
+    {
+        BasicResourceLocation<CharType> location;
+        if (!location.Create(size))
+            return {};
+        const DWORD length = ModuleFileName(location.Elements(), size);
+        if (length == 0)
+            return {};
+        if (length < size)
+            return location;
+    }
+    return {};
+}
+
+template <class CharType>
+BasicResourceLocation<CharType> ModuleFolderLocation()
+{
+    const BasicResourceLocation<CharType> file = ModuleFileLocation<CharType>();
+    const std::basic_string_view<CharType> path = file.View();
+    const std::size_t separator = path.rfind(CharType('\\'));
+    if (separator == path.npos)
+        return {};
+    return BasicResourceLocation<CharType>(path.substr(0, separator));
+}
+
+template <class CharType>
+BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name)
+{
+    const BasicResourceLocation<CharType> folder = ModuleFolderLocation<CharType>();
+    if (folder.View().empty() || name == nullptr || *name == CharType())
+        return {};
+    const std::basic_string_view<CharType> file = name;
+    BasicResourceLocation<CharType> location;
+    if (!location.Create(folder.View().size() + 1 + file.size() + 1))
+        return {};
+    CharType* end = std::copy(folder.View().begin(), folder.View().end(), location.Elements());
+    *end++ = '\\';
+    std::copy(file.begin(), file.end(), end);
+    return location;
+}
+
+template ResourceLocation ModuleFileLocation<char>();
+template ResourceLocationWide ModuleFileLocation<WCHAR>();
+template ResourceLocation ModuleFolderLocation<char>();
+template ResourceLocationWide ModuleFolderLocation<WCHAR>();
+template ResourceLocation LocationOfModuleFile<char>(const char*);
+template ResourceLocationWide LocationOfModuleFile<WCHAR>(const WCHAR*);
+
+ResourceLocation ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create)
+{
+    const struct
+    {
+        const char* text;
+        bool isFolder;
+    } parts[] = {{part1, true}, {part2, true}, {part3, false}};
+
+    const std::string_view start = root == nullptr ? "" : root;
+    std::size_t size = start.size() + 1;
+    for (const auto& part : parts)
+        size += part.text == nullptr ? 0 : 1 + std::string_view(part.text).size();
+    ResourceLocation location;
+    if (!location.Create(size))
+        return {};
+    char* end = std::copy(start.begin(), start.end(), location.Elements());
+    if (create)
+        FolderCreateIfAbsent(location.Text());
+    for (const auto& part : parts)
+    {
+        if (part.text != nullptr)
+        {
+            const std::string_view text = part.text;
+            *end++ = '\\';
+            end = std::copy(text.begin(), text.end(), end);
+        }
+        if (create && part.isFolder)
+            FolderCreateIfAbsent(location.Text());
+    }
+    return location;
+}
+
+ResourceLocation DebugIniLocation()
+{
+    return LogFolderFile("Debug.ini");
+}
+
+ResourceLocation LogFileLocation()
+{
+    return LogFolderFile("Log.txt");
+}
+
+ResourceLocation WiaConfigLocation()
+{
+    return ComposeLocation(
+        CommonDataRootLocation().Text(), "QLScan", "Quellon Generic Scan Driver", "Config.ini", true);
+}
+
+} // namespace scankelv

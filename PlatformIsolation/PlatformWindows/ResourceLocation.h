@@ -4,8 +4,10 @@
 
 #include "WideText.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 namespace scankelv
@@ -28,14 +30,40 @@ class MemoryArray : public Pool
 {
 public:
     MemoryArray() = default;
-    MemoryArray(const MemoryArray& other);
-    MemoryArray(MemoryArray&& other) noexcept;
-    MemoryArray& operator=(MemoryArray other) noexcept;
+    MemoryArray(const MemoryArray& other) : Pool()
+    {
+        if (!other.IsEmpty() && Create(other.m_count))
+            std::copy_n(other.m_elements, m_count, m_elements);
+    }
+    MemoryArray(MemoryArray&& other) noexcept
+        : m_elements(std::exchange(other.m_elements, nullptr)),
+          m_count(std::exchange(other.m_count, 0))
+    {
+    }
+    MemoryArray& operator=(MemoryArray other) noexcept
+    {
+        std::swap(m_elements, other.m_elements);
+        std::swap(m_count, other.m_count);
+        return *this;
+    }
     ~MemoryArray() override { Release(); }
 
     /// Releases what the array held and makes `count` zero elements. @return false, and an empty array, without memory.
-    bool Create(std::size_t count);
-    void Release();
+    bool Create(std::size_t count)
+    {
+        Release();
+        if (count > std::numeric_limits<std::size_t>::max() / sizeof(Element))
+            return false;
+        m_elements = static_cast<Element*>(Pool::Allocate(count * sizeof(Element)));
+        m_count = m_elements == nullptr ? 0 : count;
+        return m_elements != nullptr;
+    }
+    void Release()
+    {
+        Pool::Release(m_elements);
+        m_elements = nullptr;
+        m_count = 0;
+    }
 
     Element* Elements() { return m_elements; }
     const Element* Elements() const { return m_elements; }
@@ -54,10 +82,18 @@ class BasicResourceLocation : public MemoryArray<MemoryPoolMalloc, CharType>
 public:
     BasicResourceLocation() = default;
     /// A copy of the text and its terminator; empty when memory runs out.
-    explicit BasicResourceLocation(std::basic_string_view<CharType> text);
+    explicit BasicResourceLocation(std::basic_string_view<CharType> text)
+    {
+        if (this->Create(text.size() + 1))
+            std::copy(text.begin(), text.end(), this->Elements());
+    }
 
     /// The path, terminated; an empty text for an empty location. Never null.
-    const CharType* Text() const;
+    const CharType* Text() const
+    {
+        static constexpr CharType none[1]{};
+        return this->IsEmpty() ? none : this->Elements();
+    }
     std::basic_string_view<CharType> View() const { return Text(); }
 };
 using ResourceLocation = BasicResourceLocation<char>;
@@ -78,7 +114,8 @@ BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name);
 
 /// Joins root and parts by backslashes; any of them may be null. With `create`, the root and the folder after each of
 /// the first two parts are created when absent; part3 is a file's name. A failed creation is reported, and only that.
-ResourceLocation ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create);
+ResourceLocation
+ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create);
 
 ResourceLocation DebugIniLocation();  ///< "ScanKELV\Debug.ini" below the user's data folder; creates nothing
 ResourceLocation LogFileLocation();   ///< "ScanKELV\Log.txt" below the user's data folder; creates nothing

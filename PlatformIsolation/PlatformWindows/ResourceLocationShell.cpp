@@ -1,1 +1,143 @@
+#include "ResourceLocationShell.h"
 
+#include "CheckedExpression.h"
+
+#include <shlwapi.h>
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr std::size_t PRACTICAL_SIZE_LIMIT = 0x10000000; // characters
+
+/// An item identifier list, released through the shell's allocator.
+class ItemList
+{
+public:
+    explicit ItemList(LPITEMIDLIST list) : m_list(list) {}
+    ~ItemList()
+    {
+        IMalloc* allocator = nullptr;
+        if (m_list == nullptr || FAILED(::SHGetMalloc(&allocator)))
+            return;
+        allocator->Free(m_list);
+        allocator->Release();
+    }
+    ItemList(const ItemList&) = delete;
+    ItemList& operator=(const ItemList&) = delete;
+
+    LPITEMIDLIST Get() const { return m_list; }
+
+private:
+    LPITEMIDLIST m_list;
+};
+
+/// A library loaded by its name.
+class LoadedLibrary
+{
+public:
+    explicit LoadedLibrary(const WCHAR* name) : m_module(::LoadLibraryW(name)) {}
+    ~LoadedLibrary()
+    {
+        if (m_module != nullptr)
+            ::FreeLibrary(m_module);
+    }
+    LoadedLibrary(const LoadedLibrary&) = delete;
+    LoadedLibrary& operator=(const LoadedLibrary&) = delete;
+
+    FARPROC Export(const char* name) const { return m_module == nullptr ? nullptr : ::GetProcAddress(m_module, name); }
+
+private:
+    HMODULE m_module;
+};
+
+ResourceLocation DataRootLocation(int folderId)
+{
+    return ShellVersionAtLeast5() ? GetLocationByFolderID(folderId) : LocationOfTemporaryRootFolder();
+}
+
+} // namespace
+
+ResourceLocation GetLocationByFolderID(int folderId)
+{
+    LPITEMIDLIST list = nullptr;
+    const HRESULT specialFolderLocationHResult = ::SHGetSpecialFolderLocation(nullptr, folderId, &list);
+    if (!Checked(
+            DebugConsoleLogger(), CheckErrorCode, static_cast<DWORD>(specialFolderLocationHResult),
+            "specialFolderLocationHResult", 0))
+        return {};
+    return GetLocationByPIDL(list);
+}
+
+ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
+{
+    const ItemList owned(list);
+    for (std::size_t holder_size = 2048;; holder_size *= 2)
+    {
+        ResourceLocation path_holder;
+        const bool created = path_holder.Create(holder_size);
+        if (!Checked(DebugConsoleLogger(), "path_holder.Create", created, "created", 0))
+            return {};
+        const BOOL gotPath = ::SHGetPathFromIDListA(owned.Get(), path_holder.Elements());
+        if (!Checked(DebugConsoleLogger(), "SHGetPathFromIDListA", static_cast<DWORD>(gotPath), "gotPath", 0))
+            return {};
+        path_holder.Elements()[holder_size - 1] = '\0';
+        if (path_holder.View().size() + 2 < holder_size)
+            return path_holder;
+        if (!Checked(
+                DebugConsoleLogger(), CheckBoolean, holder_size < PRACTICAL_SIZE_LIMIT,
+                "holder_size < PRACTICAL_SIZE_LIMIT", 0))
+            return {};
+    }
+}
+
+ResourceLocation LocationOfTemporaryRootFolder()
+{
+    for (DWORD holder_size = 512;; holder_size *= 2)
+    {
+        ResourceLocation path_holder;
+        if (!Checked(
+                DebugConsoleLogger(), CheckBoolean, path_holder.Create(holder_size),
+                "path_holder.Create( holder_size )", 0))
+            return {};
+        const DWORD tchar_required = ::GetTempPathA(holder_size, path_holder.Elements());
+        if (!Checked(DebugConsoleLogger(), CheckLastError, tchar_required, "( tchar_required !=0 )", 0))
+            return {};
+        if (tchar_required + 1 < holder_size)
+            return path_holder;
+    }
+}
+
+DWORD GetDllVersion(const WCHAR* library)
+{
+    const LoadedLibrary loaded(library);
+    // By way of the one function type that may become any other.
+    const auto getVersion =
+        reinterpret_cast<DLLGETVERSIONPROC>(reinterpret_cast<void (*)()>(loaded.Export("DllGetVersion")));
+    if (getVersion == nullptr)
+        return 0;
+    DLLVERSIONINFO version{};
+    version.cbSize = sizeof(version);
+    if (FAILED(getVersion(&version)))
+        return 0;
+    return (version.dwMajorVersion << 16) | (version.dwMinorVersion & 0xFFFF);
+}
+
+bool ShellVersionAtLeast5()
+{
+    constexpr DWORD version5 = 0x50000;
+    return GetDllVersion(OLESTR("Shell32.dll")) >= version5;
+}
+
+ResourceLocation UserDataRootLocation()
+{
+    return DataRootLocation(CSIDL_LOCAL_APPDATA);
+}
+
+ResourceLocation CommonDataRootLocation()
+{
+    return DataRootLocation(CSIDL_COMMON_APPDATA);
+}
+
+} // namespace scankelv
