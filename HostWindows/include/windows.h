@@ -1,6 +1,7 @@
 // The Windows headers' common entrance: what <windows.h> brings in on Windows, as far as this project calls it.
 #pragma once
 
+#include "guiddef.h"
 #include "windef.h"
 
 #include "winerror.h"
