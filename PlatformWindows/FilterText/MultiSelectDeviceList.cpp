@@ -1,1 +1,139 @@
+#include "MultiSelectDeviceList.h"
 
+#include "Loggers.h"
+#include "MultiSelectRecord.h"
+#include "StoredValues.h"
+#include "TwainStorageDeviceList.h"
+
+#include <optional>
+
+namespace scankelv
+{
+namespace
+{
+
+constexpr RecordMessages messages = {"\ntry to open \"%ws\"", "MultiSelectStorageOpenRead failed!"};
+
+using Info = parsedMultiDeviceInfo;
+
+struct RecordElement
+{
+    const WCHAR* name;
+    _bstr_t Info::*text; ///< a null text gives an element without content
+    const WCHAR* nameWithPropertiesUI = nullptr;
+};
+constexpr RecordElement recordElements[] = {
+    {OLESTR("ipv6address"), &Info::ipv6address},
+    {OLESTR("ipaddress"), &Info::ipaddress},
+    {OLESTR("devicepath"), &Info::devicepath},
+    {OLESTR("iotype"), &Info::iotype},
+    {OLESTR("deviceid"), &Info::deviceid},
+    {OLESTR("devicename"), &Info::devicename},
+    {OLESTR("ext"), &Info::ext},
+    {OLESTR("hostname"), &Info::hostname},
+    {OLESTR("location"), &Info::location, OLESTR("userlocation")},
+    {OLESTR("macaddress"), &Info::macaddress},
+    {OLESTR("modelname"), &Info::modelname},
+    {OLESTR("drivername"), &Info::drivername},
+    {OLESTR("printername"), &Info::printername},
+    {OLESTR("vendor"), &Info::vendor},
+    {OLESTR("pid"), &Info::pid},
+    {OLESTR("port"), &Info::port},
+    {OLESTR("productname"), &Info::productname},
+    {OLESTR("systemdevicename"), &Info::systemdevicename},
+    {OLESTR("vid"), &Info::vid},
+};
+
+/// Null are only the IPv6 address of a device that has none, and the port of one that is not local.
+Info DescribeRecord(const StoredValues& values)
+{
+    const _bstr_t address(values.addressString);
+    const _bstr_t hostName(values.hostNameString);
+    const _bstr_t model(values.mdlString);
+    const _bstr_t port(values.portNameString);
+    const _bstr_t vendor(values.mfgString);
+    const bool isLocal = values.connectionTypeDWORD == 0;
+    const bool isIpv6 = values.ipv6DWORD == 1;
+    return {
+        .deviceid = _bstr_t(values.deviceIdString),
+        .devicename = _bstr_t(values.deviceNameString),
+        .devicepath = values.hostNameString.empty() ? address : hostName,
+        .drivername = model,
+        .ext = _bstr_t(values.extDeviceIdString),
+        .hostname = hostName,
+        .iotype = values.connectionTypeDWORD == 1 ? OLESTR("Network") : OLESTR("Local"),
+        .ipaddress = isLocal ? port : address,
+        .ipv6address = isIpv6 ? address : _bstr_t(),
+        .isDefault = values.defaultDeviceDWORD == 1,
+        .isIpv6 = isIpv6,
+        .location = _bstr_t(values.locationString),
+        .macaddress = _bstr_t(values.macAddressString),
+        .modelname = model,
+        .pid = _bstr_t(values.pidString),
+        .port = isLocal ? port : _bstr_t(),
+        .printername = model,
+        .productname = vendor + OLESTR(" ") + model,
+        .systemdevicename = _bstr_t(values.systemDeviceNameString),
+        .vendor = vendor,
+        .vid = _bstr_t(values.vidString),
+    };
+}
+
+} // namespace
+
+void XmlOptionAddDeviceListMultiSelect(
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& option, const WCHAR* recordPath,
+    parsedMultiDeviceInfo& device, bool& deviceInfoParsed)
+{
+    deviceInfoParsed = false;
+    const XmlElement list = XmlCreateDeviceListElement(document);
+    std::optional<Info> defaultDevice;
+    unsigned short found = 0;
+    for (; found < recordLimit; ++found)
+    {
+        CrossProductStorage record;
+        if (!OpenRecord(record, recordPath, found, messages))
+            break;
+        const XmlElement element = XmlCreateDeviceElement(document);
+        Info info;
+        XmlAddMultiSelectDevice(options, document, element, record, info);
+        if (info.isDefault && !defaultDevice)
+            defaultDevice = std::move(info);
+        XmlAppend(list.Get(), element.Get());
+    }
+    if (found == 0)
+    {
+        AgentLogger().WriteLine("no multi-select records found, device list generation canceled!");
+        return;
+    }
+    if (!defaultDevice)
+    {
+        // Read again rather than kept: the record as it is now, also when it has gone since.
+        CrossProductStorage record;
+        OpenRecord(record, recordPath, 0, messages);
+        XmlAddMultiSelectDevice(options, document, XmlCreateDeviceElement(document), record, defaultDevice.emplace());
+    }
+    XmlAppend(option.Get(), list.Get());
+    device = *std::move(defaultDevice);
+    deviceInfoParsed = true;
+}
+
+void XmlAddMultiSelectDevice(
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& element, CrossProductStorage& storage,
+    parsedMultiDeviceInfo& device)
+{
+    StoredValues values;
+    ReadStoredValues(storage, ValueOf::Record, values);
+    device = DescribeRecord(values);
+    for (const auto& [plainName, member, nameWithPropertiesUI] : recordElements)
+    {
+        const bool renamed = nameWithPropertiesUI != nullptr && options.PropertiesUI() != 0;
+        const WCHAR* const name = renamed ? nameWithPropertiesUI : plainName;
+        if (const _bstr_t& text = device.*member; text.IsNull())
+            XmlAddEmptyElement(document, element, name);
+        else
+            XmlAddTextElement(document, element, name, text);
+    }
+}
+
+} // namespace scankelv

@@ -1,1 +1,147 @@
+#include "TwainStorageDeviceList.h"
 
+#include "DeviceXml.h"
+#include "DriverStorages.h"
+#include "Loggers.h"
+#include "StoredValues.h"
+
+namespace scankelv
+{
+namespace
+{
+
+struct CurrentDevice : StoredValues
+{
+    WideText ipAddress;
+    WideText ioType;
+};
+
+struct DeviceElement
+{
+    const WCHAR* name;
+    WideText CurrentDevice::*text;
+};
+constexpr DeviceElement deviceElements[] = {
+    {OLESTR("ipaddress"), &CurrentDevice::ipAddress},
+    {OLESTR("devicepath"), &CurrentDevice::addressString},
+    {OLESTR("comment"), &CurrentDevice::commentString},
+    {OLESTR("iotype"), &CurrentDevice::ioType},
+    {OLESTR("deviceid"), &CurrentDevice::deviceIdString},
+    {OLESTR("ext"), &CurrentDevice::extDeviceIdString},
+    {OLESTR("hostname"), &CurrentDevice::hostNameString},
+    {OLESTR("location"), &CurrentDevice::locationString},
+    {OLESTR("userlocation"), &CurrentDevice::locationString},
+    {OLESTR("macaddress"), &CurrentDevice::macAddressString},
+    {OLESTR("modelname"), &CurrentDevice::mdlString},
+    {OLESTR("devicename"), &CurrentDevice::deviceNameString},
+    {OLESTR("vendor"), &CurrentDevice::mfgString},
+    {OLESTR("pid"), &CurrentDevice::pidString},
+    {OLESTR("port"), &CurrentDevice::portNameString},
+    {OLESTR("productname"), &CurrentDevice::productNameString},
+    {OLESTR("serialnumber"), &CurrentDevice::serialNumberString},
+    {OLESTR("systemdevicename"), &CurrentDevice::systemDeviceNameString},
+    {OLESTR("vid"), &CurrentDevice::vidString},
+};
+
+struct OptionFallback
+{
+    WideText CurrentDevice::*text;
+    const WCHAR* (AgentOptions::*option)() const; ///< may give null
+};
+constexpr OptionFallback optionFallbacks[] = {
+    {&CurrentDevice::mdlString, &AgentOptions::ModelName},
+    {&CurrentDevice::mfgString, &AgentOptions::VendorName},
+    {&CurrentDevice::pidString, &AgentOptions::ProductId},
+    {&CurrentDevice::productNameString, &AgentOptions::ProductName},
+    {&CurrentDevice::vidString, &AgentOptions::VendorId},
+};
+
+const WCHAR* const network = OLESTR("Network");
+
+/// Presets every text that the current device has, and its connection type, from the first device of device.xml. No
+/// file, a broken one, or no document at all leaves the values as they are.
+void PresetFromDeviceXml(StoredValues& values)
+{
+    const ResourceLocationWide path = DeviceXmlLocation();
+    const XmlDocument document = XmlCreateDocumentInitialisingCom();
+    if (path.IsEmpty() || !document)
+        return;
+    XmlLoadFile(document, path.Text());
+    const XmlNode device = XmlFirstOf(document.Get(), OLESTR("/devicelist/device"));
+    if (!device)
+        return;
+    for (const StoredValue& row : storedValues)
+        if (const auto* const field = std::get_if<TextField>(&row.field);
+            field != nullptr && row.BelongsTo(ValueOf::CurrentDevice))
+            values.*field->member = XmlChildText(device, row.name).View().substr(0, field->capacity - 1);
+    const _bstr_t connectionType = XmlChildText(device, OLESTR("ConnectionType"));
+    values.connectionTypeDWORD = EqualsIgnoringAsciiCase(connectionType.View(), network) ? 1 : 0;
+}
+
+} // namespace
+
+XmlElement XmlCreateDeviceListElement(const XmlDocument& document)
+{
+    XmlElement list = XmlCreateElement(document, OLESTR("devicelist"));
+    XmlSetAttribute(list, OLESTR("version"), OLESTR("1.0.1"));
+    return list;
+}
+
+XmlElement XmlCreateDeviceElement(const XmlDocument& document)
+{
+    return XmlCreateElement(document, OLESTR("device"));
+}
+
+void XmlOptionAddDeviceListSingleSelect(
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& option)
+{
+    AgentLogger().WriteLine("XmlOptionAddDeviceListSingleSelect");
+    const XmlElement list = XmlCreateDeviceListElement(document);
+    const XmlElement device = XmlCreateDeviceElement(document);
+    CrossProductStorage storage;
+    if (!TwainStorageOpenRead(storage, options.ProductName()))
+    {
+        AgentLogger().WriteLine("fail to open TWAIN storage in Registry, skip expanding");
+        return;
+    }
+    if (!XmlAddTwainStorageDevice(options, document, device, storage))
+        return;
+    XmlAppend(list.Get(), device.Get());
+    XmlAppend(option.Get(), list.Get());
+}
+
+bool XmlAddTwainStorageDevice(
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& device, CrossProductStorage& storage)
+{
+    CurrentDevice values;
+    PresetFromDeviceXml(values);
+    ReadStoredValues(storage, ValueOf::CurrentDevice, values);
+
+    // Only 1 is a network device here; below, any other type than 0 is described as one.
+    if (values.connectionTypeDWORD == 1 && values.addressString.empty())
+    {
+        AgentLogger().WriteLine("Skip adding current printer[Network]");
+        return false;
+    }
+    const bool isLocal = values.connectionTypeDWORD == 0;
+    if (isLocal && values.portNameString.empty())
+    {
+        AgentLogger().WriteLine("Skip adding current printer[USB]");
+        return false;
+    }
+
+    values.ipAddress = isLocal ? values.portNameString : values.addressString;
+    values.ioType = isLocal ? OLESTR("Local") : network;
+    // Before the options stand in for the model: the name of a device is never a configured one.
+    if (values.deviceNameString.empty() && isLocal)
+        values.deviceNameString = values.mdlString;
+    for (const auto& [text, option] : optionFallbacks)
+        if (const WCHAR* const configured = (options.*option)(); (values.*text).empty() && configured != nullptr)
+            values.*text = configured;
+
+    for (const auto& [name, text] : deviceElements)
+        XmlAddTextElement(document, device, name, _bstr_t(values.*text));
+    return true;
+}
+
+} // namespace scankelv
