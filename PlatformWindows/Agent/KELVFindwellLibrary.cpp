@@ -2,6 +2,7 @@
 
 #include "CheckedExpression.h"
 #include "Loggers.h"
+#include "LogSinks.h"
 #include "ResourceLocation.h"
 
 #include <algorithm>
@@ -24,9 +25,9 @@ private:
     UINT m_previous;
 };
 
-void WritePieces(std::initializer_list<const char*> pieces)
+void WritePieces(std::initializer_list<std::string_view> pieces)
 {
-    std::ranges::for_each(pieces, ::OutputDebugStringA);
+    std::ranges::for_each(pieces, DebugConsoleWrite);
 }
 
 } // namespace
@@ -34,14 +35,14 @@ void WritePieces(std::initializer_list<const char*> pieces)
 LibraryModule::~LibraryModule()
 {
     if (m_module != nullptr && ::FreeLibrary(m_module) == 0)
-        ::OutputDebugStringA("FreeLibrary failed!!!\n");
+        DebugConsoleWrite("FreeLibrary failed!!!\n");
 }
 
 bool LibraryModule::Load(const char* path)
 {
     if (m_module != nullptr)
     {
-        ::OutputDebugStringA("Attempt to load already loaded library\n");
+        DebugConsoleWrite("Attempt to load already loaded library\n");
         return true;
     }
     const NoOpenFileErrorBox noErrorBox;
@@ -57,7 +58,7 @@ FARPROC LibraryModule::Resolve(const char* name) const
     if (entry == nullptr)
     {
         const DWORD lastError = ::GetLastError();
-        WritePieces({"Function ", name, " not resolved due to <", Format<char>("%lu", lastError).c_str(), ">!\n"});
+        WritePieces({"Function ", name, " not resolved due to <", Format<char>("%lu", lastError), ">!\n"});
     }
     return entry;
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <mutex>
 
 namespace scankelv
 {
@@ -37,6 +38,16 @@ struct QueryAnswer
     QueriedAddress queriedMacAddress{'0'};
 };
 constinit QueryAnswer answer;
+
+/// A logger is for one thread at a time; the two that meet around the query take turns.
+std::mutex loggerTurn;
+
+template <class... Args>
+void WriteLineInTurn(TextFormat<Args...> format, const Args&... arguments)
+{
+    const std::lock_guard turn(loggerTurn);
+    AgentLogger().WriteLine(format, arguments...);
+}
 
 struct PatchedValue
 {
@@ -130,10 +141,10 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
         address.data(), macAddress.data(), &QueryDeviceAddressCallback, productName, options.VendorName());
     if (queryResult != 0)
     {
-        AgentLogger().WriteLine("do not store Query results");
+        WriteLineInTurn("do not store Query results");
         return;
     }
-    AgentLogger().WriteLine("store Query results");
+    WriteLineInTurn("store Query results");
     // Below zero: a library that calls back more than once must not hang the agent.
     while (answer.queryPending > 0)
         ::Sleep(pollInterval);
@@ -154,7 +165,7 @@ std::uint32_t QueryDeviceAddressCallback(
     constexpr std::uint32_t notChanged = 2;
     const std::uint32_t statusValue = number(status, notAnswered);
     const std::uint32_t changeValue = number(change, notChanged);
-    AgentLogger().WriteLine(
+    WriteLineInTurn(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
         static_cast<std::int32_t>(changeValue), text(address), text(macAddress));
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
