@@ -22,4 +22,5 @@
 #include "utilapiset.h"
 #include "winbase.h"
 #include "winreg.h"
+#include "winuser.h"
 #include "winver.h"

@@ -1,0 +1,16 @@
+// The allocator of the shell's texts and lists.
+#pragma once
+#pragma GCC system_header // an interface: virtual members and no virtual destructor
+
+#include "unknwn.h"
+
+struct IMalloc : IUnknown
+{
+    virtual void* Alloc(SIZE_T bytes) = 0;
+    virtual void* Realloc(void* memory, SIZE_T bytes) = 0;
+    virtual void Free(void* memory) = 0;
+    virtual SIZE_T GetSize(void* memory) = 0;
+    virtual int DidAlloc(void* memory) = 0;
+    virtual void HeapMinimize() = 0;
+};
+using LPMALLOC = IMalloc*;

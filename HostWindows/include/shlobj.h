@@ -1,0 +1,39 @@
+// Special folders and item identifier lists.
+#pragma once
+
+#include "minwinbase.h"
+#include "objidl.h"
+
+inline constexpr int CSIDL_CONTROLS = 0x3; ///< a folder without a path
+inline constexpr int CSIDL_LOCAL_APPDATA = 0x1C;
+inline constexpr int CSIDL_COMMON_APPDATA = 0x23;
+inline constexpr int CSIDL_CDBURN_AREA = 0x3B;
+inline constexpr int CSIDL_FLAG_CREATE = 0x8000;
+inline constexpr DWORD SHGFP_TYPE_CURRENT = 0;
+
+#pragma pack(push, 1)
+struct SHITEMID
+{
+    USHORT cb; ///< bytes of this item, 0 for the list's end
+    BYTE abID[1];
+};
+struct ITEMIDLIST
+{
+    SHITEMID mkid;
+};
+#pragma pack(pop)
+using LPITEMIDLIST = ITEMIDLIST*;
+using PIDLIST_ABSOLUTE = ITEMIDLIST*;
+using PCIDLIST_ABSOLUTE = const ITEMIDLIST*;
+
+extern "C" {
+HRESULT SHGetMalloc(IMalloc** allocator);
+/// @param list  receives the folder's list, to be released through the shell's allocator
+HRESULT SHGetSpecialFolderLocation(HWND owner, int folder, PIDLIST_ABSOLUTE* list);
+/// @param path  of 260 characters; empty after a failure
+BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path);
+/// @param path  of 260 characters; empty after a failure
+HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWSTR path);
+/// Makes a folder with all its missing parents. @return 0 or the error code: 183 when it is there already
+int SHCreateDirectoryExW(HWND owner, LPCWSTR path, const SECURITY_ATTRIBUTES* attributes);
+}
