@@ -1,11 +1,9 @@
 // The registry. Every function returns its Windows status and leaves the last error as it was.
 #pragma once
 
-#include "windef.h"
+#include "minwinbase.h"
 
-struct SECURITY_ATTRIBUTES;
-struct FILETIME;
-using LPSECURITY_ATTRIBUTES = SECURITY_ATTRIBUTES*;
+struct FILETIME; // no times are kept: always null
 using PFILETIME = FILETIME*;
 
 using LSTATUS = LONG;
@@ -15,6 +13,7 @@ using REGSAM = DWORD;
 #define HKEY_CURRENT_USER (reinterpret_cast<HKEY>(static_cast<LONG_PTR>(INT32_MIN + 1)))
 #define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(static_cast<LONG_PTR>(INT32_MIN + 2)))
 
+inline constexpr REGSAM MAXIMUM_ALLOWED = 0x2000000;
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x1;
 inline constexpr REGSAM KEY_SET_VALUE = 0x2;
 inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x4;
