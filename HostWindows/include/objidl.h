@@ -12,5 +12,8 @@ struct IMalloc : IUnknown
     virtual SIZE_T GetSize(void* memory) = 0;
     virtual int DidAlloc(void* memory) = 0;
     virtual void HeapMinimize() = 0;
+
+protected:
+    ~IMalloc() = default;
 };
 using LPMALLOC = IMalloc*;
