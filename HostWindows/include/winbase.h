@@ -42,4 +42,7 @@ HLOCAL LocalFree(HLOCAL memory);
 BOOL IsBadStringPtrA(LPCSTR text, UINT_PTR most);
 BOOL IsBadStringPtrW(LPCWSTR text, UINT_PTR most);
 BOOL IsBadWritePtr(LPVOID memory, UINT_PTR bytes);
+
+/// The entry of a windowless program, defined by the program; its exit code is what this returns.
+int wWinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR arguments, int show);
 }

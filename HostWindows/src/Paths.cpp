@@ -19,7 +19,6 @@ namespace hostwindows
 namespace
 {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
 constexpr std::size_t longestComponent = 255;
 
 std::string Variable(const char* name)
@@ -338,68 +337,6 @@ std::u16string WindowsPath(std::string_view linuxPath)
     path += Utf16FromUtf8(rest.empty() ? "/" : rest);
     std::ranges::replace(path, u'/', u'\\');
     return path;
-}
-
-std::u16string Utf16FromUtf8(std::string_view text)
-{
-    std::u16string wide;
-    wide.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();)
-    {
-        const auto lead = static_cast<unsigned char>(text[i++]);
-        if (lead < 0x80)
-        {
-            wide += static_cast<char16_t>(lead);
-            continue;
-        }
-        const unsigned more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
-        constexpr char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
-        char32_t code = lead & (0x3FU >> more);
-        bool good = lead >= 0xC2 && lead <= 0xF4;
-        // A sequence that breaks off is one malformed character; what broke it starts the next.
-        for (unsigned count = 0; good && count < more; ++count)
-        {
-            good = i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
-            if (good)
-                code = (code << 6) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
-        }
-        if (!good || code < smallest[more] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000))
-            code = replacementCharacter;
-        if (code >= 0x10000)
-        {
-            wide += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
-            code = 0xDC00 + ((code - 0x10000) & 0x3FF);
-        }
-        wide += static_cast<char16_t>(code);
-    }
-    return wide;
-}
-
-std::string Utf8FromUtf16(std::u16string_view text)
-{
-    std::string bytes;
-    bytes.reserve(text.size());
-    const auto tail = [&bytes](char32_t code, unsigned shift) {
-        bytes += static_cast<char>(0x80 | ((code >> shift) & 0x3F));
-    };
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        char32_t code = text[i];
-        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00)
-            code = 0x10000 + ((code - 0xD800) << 10) + (text[++i] - 0xDC00U);
-        else if (code >= 0xD800 && code < 0xE000)
-            code = replacementCharacter;
-        if (code < 0x80)
-        {
-            bytes += static_cast<char>(code);
-            continue;
-        }
-        const unsigned more = code >= 0x10000 ? 3 : (code >= 0x800 ? 2 : 1);
-        bytes += static_cast<char>(((0xFF00U >> (more + 1)) & 0xFFU) | (code >> (6 * more)));
-        for (unsigned left = more; left-- > 0;)
-            tail(code, 6 * left);
-    }
-    return bytes;
 }
 
 } // namespace hostwindows

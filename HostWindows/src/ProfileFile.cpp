@@ -1,0 +1,463 @@
+// Profile (ini) files.
+//
+// A read is one pass over the file's bytes in the encoding they have: nothing is converted but the value that was asked
+// for. A write changes the bytes of one line and leaves all others as they are.
+
+#include "Descriptor.h"
+#include "LetterCase.h"
+#include "Paths.h"
+#include "SharedFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+namespace hostwindows
+{
+namespace
+{
+
+template <class Unit>
+using View = std::basic_string_view<Unit>;
+template <class Unit>
+using Text = std::basic_string<Unit>;
+
+constexpr std::string_view utf16Mark = "\xFF\xFE";
+constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
+
+template <class To, class From>
+Text<To> Converted(View<From> text)
+{
+    if constexpr (std::is_same_v<To, From>)
+        return Text<To>(text);
+    else if constexpr (std::is_same_v<To, char>)
+        return Utf8FromUtf16(text);
+    else
+        return Utf16FromUtf8(text);
+}
+
+template <class Unit>
+View<Unit> Terminated(const Unit* text)
+{
+    return text == nullptr ? View<Unit>() : View<Unit>(text);
+}
+
+template <class Unit>
+bool IsBlank(Unit unit)
+{
+    return unit == ' ' || unit == '\t' || unit == '\v' || unit == '\f' || unit == 0x1A;
+}
+
+template <class Unit>
+View<Unit> Trimmed(View<Unit> text)
+{
+    while (!text.empty() && IsBlank(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && IsBlank(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+template <class Unit>
+View<Unit> WithoutQuotes(View<Unit> text)
+{
+    const bool quoted = text.size() > 1 && text.front() == text.back() && (text.front() == '"' || text.front() == '\'');
+    return quoted ? text.substr(1, text.size() - 2) : text;
+}
+
+/// A section's or key's name as it was asked for, compared with names in the file.
+class Name
+{
+public:
+    template <class Char>
+    explicit Name(const Char* text) : m_text(Converted<char16_t>(Trimmed(Terminated(text))))
+    {
+    }
+    const std::u16string& Wide() const { return m_text; }
+    bool Is(std::u16string_view stored) const { return EqualWithoutCase(stored, m_text); }
+    bool Is(std::string_view stored) const
+    {
+        const auto capital = [](auto unit) { return Capital(static_cast<char16_t>(unit)); };
+        const bool ascii = std::ranges::all_of(stored, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        return ascii ? std::ranges::equal(stored, m_text, {}, capital, capital) : Is(Utf16FromUtf8(stored));
+    }
+
+private:
+    std::u16string m_text;
+};
+
+/// One line of the file: [begin, end) without its line end, which is [end, next).
+template <class Unit>
+struct Line
+{
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    std::size_t next = 0;
+    View<Unit> content; ///< without the blanks around it
+
+    /// Line ends are LF and any number of CR, before an LF or alone.
+    Line(View<Unit> text, std::size_t at) : begin(at), end(at)
+    {
+        while (end < text.size() && text[end] != '\n' && text[end] != '\r')
+            ++end;
+        next = end;
+        while (next < text.size() && text[next] == '\r')
+            ++next;
+        if (next < text.size() && text[next] == '\n')
+            ++next;
+        content = Trimmed(text.substr(begin, end - begin));
+    }
+
+    std::optional<View<Unit>> SectionName() const
+    {
+        if (content.empty() || content.front() != '[')
+            return std::nullopt;
+        const std::size_t bracket = content.rfind(Unit(']'));
+        if (bracket == View<Unit>::npos)
+            return std::nullopt;
+        return Trimmed(content.substr(1, bracket - 1));
+    }
+    View<Unit> KeyName() const { return Trimmed(content.substr(0, content.find(Unit('=')))); }
+    std::optional<View<Unit>> Value() const
+    {
+        const std::size_t equals = content.find(Unit('='));
+        if (equals == View<Unit>::npos)
+            return std::nullopt;
+        const View<Unit> value = content.substr(equals + 1);
+        return Trimmed(value.substr(0, value.find(Unit(0))));
+    }
+};
+
+template <class Unit>
+struct Found
+{
+    bool section = false;           ///< the file has the section
+    std::size_t begin = 0;          ///< of the section, its header included
+    std::size_t end = 0;            ///< of the section; not set when the key was found
+    std::size_t contentsEnd = 0;    ///< behind the section's last line that is not blank
+    std::optional<Line<Unit>> line; ///< of the key
+};
+
+/// The first section of a name, and the first line of a key in it. Lines before any header form the section of empty
+/// name. A null key is not looked for.
+template <class Unit>
+Found<Unit> Find(View<Unit> text, const Name& section, const Name* key)
+{
+    Found<Unit> found;
+    found.section = section.Wide().empty();
+    for (std::size_t at = 0; at < text.size();)
+    {
+        const Line line(text, at);
+        at = line.next;
+        if (const auto name = line.SectionName())
+        {
+            if (found.section)
+            {
+                found.end = line.begin;
+                return found;
+            }
+            found.section = section.Is(*name);
+            found.begin = line.begin;
+            found.contentsEnd = line.next;
+        }
+        else if (found.section && !line.content.empty())
+        {
+            found.contentsEnd = line.next;
+            if (key != nullptr && key->Is(line.KeyName()))
+            {
+                found.line = line;
+                return found;
+            }
+        }
+    }
+    found.end = text.size();
+    return found;
+}
+
+/// The names of all sections, or of one section's keys, each with a terminator.
+template <class Unit>
+Text<Unit> Names(View<Unit> text, bool sections)
+{
+    Text<Unit> names;
+    for (std::size_t at = 0; at < text.size();)
+    {
+        const Line line(text, at);
+        at = line.next;
+        const auto section = line.SectionName();
+        const bool isKey = !section && line.Value() && line.content.front() != ';';
+        if (sections ? section && !section->empty() : isKey)
+            names.append(sections ? *section : line.KeyName()).append(1, Unit(0));
+    }
+    return names;
+}
+
+/// Hands over the text behind the byte-order mark, in the units that the file is written in, and the mark's length.
+template <class Use>
+auto WithText(std::string_view bytes, Use use)
+{
+    if (bytes.starts_with(utf16Mark))
+    {
+        std::u16string units((bytes.size() - utf16Mark.size()) / sizeof(char16_t), u'\0');
+        std::memcpy(units.data(), bytes.data() + utf16Mark.size(), units.size() * sizeof(char16_t));
+        return use(View<char16_t>(units), utf16Mark.size());
+    }
+    const std::size_t mark = bytes.starts_with(utf8Mark) ? utf8Mark.size() : 0;
+    return use(bytes.substr(mark), mark);
+}
+
+/// @return the Linux path, or empty with the error code
+template <class Char>
+std::string PathOf(const Char* file, DWORD& error)
+{
+    std::u16string name = Converted<char16_t>(Terminated(file));
+    error = ERROR_ACCESS_DENIED;
+    if (name.empty())
+        return {};
+    if (name.find_first_of(u"\\/:") == std::u16string::npos)
+        name.insert(0, u"C:\\windows\\");
+    FoundPath found = FindPath(name);
+    error = found.error;
+    if (error == NO_ERROR && found.isFolder)
+        error = ERROR_ACCESS_DENIED;
+    return error == NO_ERROR ? found.path : std::string();
+}
+
+/// The bytes of a file; none, and an error code, when there is no such file.
+template <class Char>
+std::string Load(const Char* file, DWORD& error)
+{
+    std::string bytes;
+    if (const std::string path = PathOf(file, error); !path.empty())
+        error = ReadWholeFile(path, bytes);
+    return bytes;
+}
+
+template <class Char>
+std::optional<Text<Char>> ReadValue(std::string_view bytes, const Char* section, const Char* key)
+{
+    const Name keyName(key);
+    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<Text<Char>> {
+        const Found<Unit> found = Find(text, Name(section), &keyName);
+        if (const auto value = found.line ? found.line->Value() : std::nullopt)
+            return Converted<Char>(WithoutQuotes(*value));
+        return std::nullopt;
+    });
+}
+
+template <class Char>
+std::optional<Text<Char>> ReadNames(std::string_view bytes, const Char* section)
+{
+    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<Text<Char>> {
+        if (section == nullptr)
+            return Converted<Char>(View<Unit>(Names(text, true)));
+        const Found<Unit> found = Find(text, Name(section), nullptr);
+        const Text<Unit> names = Names(text.substr(found.begin, found.end - found.begin), false);
+        return names.empty() ? std::nullopt : std::optional(Converted<Char>(View<Unit>(names)));
+    });
+}
+
+template <class Char>
+DWORD ReadString(const Char* section, const Char* key, const Char* preset, Char* buffer, DWORD size, const Char* file)
+{
+    if (buffer == nullptr || size == 0)
+        return 0;
+    DWORD error = NO_ERROR;
+    const std::string bytes = Load(file, error);
+    const bool list = section == nullptr || key == nullptr;
+    auto text = list ? ReadNames(bytes, section) : ReadValue(bytes, section, key);
+    if (!text)
+    {
+        View<Char> given = Terminated(preset);
+        while (!given.empty() && given.back() == ' ')
+            given.remove_suffix(1);
+        text = WithoutQuotes(given);
+    }
+    // A list that is cut ends in two terminators all the same.
+    const std::size_t ends = list && text->size() >= size ? 2 : 1;
+    const std::size_t count = std::min<std::size_t>(text->size(), size - std::min<std::size_t>(size, ends));
+    text->copy(buffer, count);
+    std::fill_n(buffer + count, std::min<std::size_t>(ends, size - count), Char(0));
+    ::SetLastError(error);
+    return static_cast<DWORD>(count);
+}
+
+/// Digits behind an optional sign and prefix; what follows is ignored, an overflow wraps, a negative number is 0.
+template <class Char>
+UINT Number(View<Char> text)
+{
+    constexpr struct
+    {
+        char letter;
+        unsigned base;
+    } prefixes[] = {{'x', 16}, {'o', 8}, {'b', 2}};
+
+    if (!text.empty() && text.front() == '-')
+        return 0;
+    if (!text.empty() && text.front() == '+')
+        text.remove_prefix(1);
+    unsigned base = 10;
+    if (text.size() > 1 && text.front() == '0')
+        for (const auto& prefix : prefixes)
+            if (text[1] == static_cast<Char>(prefix.letter))
+            {
+                base = prefix.base;
+                text.remove_prefix(2);
+                break;
+            }
+    UINT number = 0;
+    for (const Char unit : text)
+    {
+        constexpr std::string_view digits = "0123456789abcdef";
+        const Char lower = unit >= 'A' && unit <= 'F' ? static_cast<Char>(unit - 'A' + 'a') : unit;
+        const std::size_t digit = static_cast<std::make_unsigned_t<Char>>(lower) < 0x80
+                                      ? digits.find(static_cast<char>(lower))
+                                      : std::string_view::npos;
+        if (digit >= base)
+            break;
+        number = number * base + static_cast<UINT>(digit);
+    }
+    return number;
+}
+
+template <class Char>
+UINT ReadNumber(const Char* section, const Char* key, INT preset, const Char* file)
+{
+    DWORD error = NO_ERROR;
+    const std::string bytes = Load(file, error);
+    const auto text = section == nullptr || key == nullptr ? std::nullopt : ReadValue(bytes, section, key);
+    ::SetLastError(error);
+    return text && !text->empty() ? Number(View<Char>(*text)) : static_cast<UINT>(preset);
+}
+
+/// A change of one place of the file.
+template <class Unit>
+struct Edit
+{
+    std::size_t at;
+    std::size_t removed;
+    Text<Unit> inserted;
+};
+
+/// A null key deletes the section, a null value the key. @return nothing when there is nothing to delete
+template <class Unit>
+std::optional<Edit<Unit>>
+EditOf(View<Unit> text, const Name& section, const Name* key, const std::optional<Text<Unit>>& value)
+{
+    constexpr Unit lineEnd[] = {'\r', '\n', 0};
+    const Found<Unit> found = Find(text, section, key);
+    if (key == nullptr)
+        return found.section ? std::optional(Edit<Unit>{found.begin, found.end - found.begin, {}}) : std::nullopt;
+    if (found.line && !value)
+        return Edit<Unit>{found.line->begin, found.line->next - found.line->begin, {}};
+    if (!value)
+        return std::nullopt;
+    const Text<Unit> assignment = Unit('=') + *value;
+    if (found.line)
+    {
+        // The file's spelling of the name stays, and its indent.
+        const View<Unit> name = found.line->KeyName();
+        const std::size_t nameEnd = static_cast<std::size_t>(name.data() - text.data()) + name.size();
+        return Edit<Unit>{nameEnd, found.line->end - nameEnd, assignment};
+    }
+    const std::size_t at = found.section ? found.contentsEnd : text.size();
+    Edit<Unit> edit{at, 0, {}};
+    if (at != 0 && text[at - 1] != '\n' && text[at - 1] != '\r')
+        edit.inserted += lineEnd;
+    const auto wide = [](const Name& name) { return Converted<Unit>(std::u16string_view(name.Wide())); };
+    if (!found.section)
+        edit.inserted += Unit('[') + wide(section) + Unit(']') + lineEnd;
+    edit.inserted += wide(*key) + assignment + lineEnd;
+    return edit;
+}
+
+/// Applies the write to the bytes of a file. @return false when they stay as they are
+template <class Char>
+bool Change(std::string& bytes, const Char* section, const Char* key, const Char* value)
+{
+    const std::optional<Name> keyName = key == nullptr ? std::nullopt : std::optional<Name>(key);
+    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t mark) {
+        const auto written = value == nullptr ? std::nullopt : std::optional(Converted<Unit>(View<Char>(value)));
+        const auto edit = EditOf(text, Name(section), keyName ? &*keyName : nullptr, written);
+        if (!edit)
+            return false;
+        std::string inserted(edit->inserted.size() * sizeof(Unit), '\0');
+        std::memcpy(inserted.data(), edit->inserted.data(), inserted.size());
+        bytes.replace(mark + edit->at * sizeof(Unit), edit->removed * sizeof(Unit), inserted);
+        return true;
+    });
+}
+
+/// Keeps other writers of a folder's profile files out while it lives. The folder itself is locked: nothing is left
+/// behind, and a killed process loses its lock.
+class WritersLock
+{
+public:
+    explicit WritersLock(const std::string& file)
+    {
+        m_folder.Open(file.substr(0, file.rfind('/') + 1), O_RDONLY | O_DIRECTORY);
+        while (m_folder.IsOpen() && ::flock(m_folder.Number(), LOCK_EX) != 0 && errno == EINTR)
+            continue;
+    }
+
+private:
+    Descriptor m_folder;
+};
+
+template <class Char>
+DWORD Write(const Char* section, const Char* key, const Char* value, const Char* file)
+{
+    DWORD error = NO_ERROR;
+    const std::string path = PathOf(file, error);
+    if (path.empty())
+        return error;
+    const WritersLock lock(path);
+    std::string bytes;
+    error = ReadWholeFile(path, bytes);
+    if (error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
+        return error;
+    return Change(bytes, section, key, value) ? ReplaceWholeFile(path, bytes) : NO_ERROR;
+}
+
+/// A null section only flushes, and nothing waits to be written here.
+template <class Char>
+BOOL WriteString(const Char* section, const Char* key, const Char* value, const Char* file)
+{
+    const DWORD error = section == nullptr ? ERROR_FILE_NOT_FOUND : Write(section, key, value, file);
+    ::SetLastError(error);
+    return error == NO_ERROR ? TRUE : FALSE;
+}
+
+} // namespace
+} // namespace hostwindows
+
+UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file)
+{
+    return hostwindows::ReadNumber(section, key, preset, file);
+}
+
+UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file)
+{
+    return hostwindows::ReadNumber(section, key, preset, file);
+}
+
+DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR preset, LPSTR buffer, DWORD size, LPCSTR file)
+{
+    return hostwindows::ReadString(section, key, preset, buffer, size, file);
+}
+
+DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR preset, LPWSTR buffer, DWORD size, LPCWSTR file)
+{
+    return hostwindows::ReadString(section, key, preset, buffer, size, file);
+}
+
+BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR value, LPCSTR file)
+{
+    return hostwindows::WriteString(section, key, value, file);
+}
+
+BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
+{
+    return hostwindows::WriteString(section, key, value, file);
+}

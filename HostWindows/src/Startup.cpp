@@ -1,0 +1,26 @@
+// The start of a windowless program, which defines wWinMain instead of main.
+
+#include <windows.h>
+
+namespace
+{
+
+constexpr int showDefault = 10;
+
+/// What follows the program's name on a command line.
+LPWSTR ArgumentsIn(LPWSTR line)
+{
+    bool quoted = false;
+    for (; *line != 0 && (quoted || (*line != u' ' && *line != u'\t')); ++line)
+        quoted = quoted != (*line == u'"');
+    while (*line == u' ' || *line == u'\t')
+        ++line;
+    return line;
+}
+
+} // namespace
+
+int main()
+{
+    return ::wWinMain(::GetModuleHandleW(nullptr), nullptr, ArgumentsIn(::GetCommandLineW()), showDefault);
+}
