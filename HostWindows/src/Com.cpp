@@ -1,0 +1,111 @@
+#include "XmlObjects.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <msxml.h>
+#include <string>
+
+namespace
+{
+
+// One for each thread, as on Windows; no thread sees another's.
+thread_local unsigned initialisations = 0;
+thread_local DWORD threadModel = 0;
+
+// A BSTR lies behind its length in bytes.
+using Prefix = std::uint32_t;
+constexpr UINT longestText = (std::numeric_limits<Prefix>::max() - sizeof(Prefix)) / sizeof(OLECHAR) - 1;
+
+Prefix* PrefixOf(BSTR text)
+{
+    return reinterpret_cast<Prefix*>(text) - 1;
+}
+
+} // namespace
+
+BSTR SysAllocString(const OLECHAR* text)
+{
+    if (text == nullptr)
+        return nullptr;
+    const std::size_t length = std::char_traits<OLECHAR>::length(text);
+    return length > longestText ? nullptr : ::SysAllocStringLen(text, static_cast<UINT>(length));
+}
+
+BSTR SysAllocStringLen(const OLECHAR* text, UINT length)
+{
+    if (length > longestText)
+        return nullptr;
+    const std::size_t bytes = std::size_t{length} * sizeof(OLECHAR);
+    auto* const prefix = static_cast<Prefix*>(std::malloc(sizeof(Prefix) + bytes + sizeof(OLECHAR)));
+    if (prefix == nullptr)
+        return nullptr;
+    *prefix = static_cast<Prefix>(bytes);
+    const BSTR copy = reinterpret_cast<BSTR>(prefix + 1);
+    if (text != nullptr)
+        std::copy_n(text, length, copy);
+    copy[length] = 0;
+    return copy;
+}
+
+void SysFreeString(BSTR text)
+{
+    if (text != nullptr)
+        std::free(PrefixOf(text));
+}
+
+UINT SysStringLen(BSTR text)
+{
+    return text == nullptr ? 0 : static_cast<UINT>(*PrefixOf(text) / sizeof(OLECHAR));
+}
+
+void VariantInit(VARIANTARG* variant)
+{
+    variant->vt = VT_EMPTY;
+}
+
+HRESULT VariantClear(VARIANTARG* variant)
+{
+    if (variant->vt == VT_BSTR)
+        ::SysFreeString(variant->bstrVal);
+    variant->vt = VT_EMPTY;
+    return S_OK;
+}
+
+HRESULT CoInitializeEx(LPVOID, DWORD model)
+{
+    model &= COINIT_APARTMENTTHREADED;
+    if (initialisations != 0 && model != threadModel)
+        return RPC_E_CHANGED_MODE;
+    threadModel = model;
+    return initialisations++ == 0 ? S_OK : S_FALSE;
+}
+
+HRESULT CoInitialize(LPVOID reserved)
+{
+    return ::CoInitializeEx(reserved, COINIT_APARTMENTTHREADED);
+}
+
+void CoUninitialize()
+{
+    if (initialisations != 0)
+        --initialisations;
+}
+
+HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD classContext, REFIID interfaceId, LPVOID* object)
+{
+    if (object == nullptr)
+        return E_POINTER;
+    *object = nullptr;
+    if (initialisations == 0)
+        return CO_E_NOTINITIALIZED;
+    if (!(classId == CLSID_DOMDocument) || (classContext & CLSCTX_INPROC_SERVER) == 0)
+        return REGDB_E_CLASSNOTREG;
+    return outer != nullptr ? CLASS_E_NOAGGREGATION : hostwindows::CreateXmlDocument(interfaceId, object);
+}
+
+HRESULT OleRun(LPUNKNOWN object)
+{
+    return object == nullptr ? E_INVALIDARG : S_OK;
+}

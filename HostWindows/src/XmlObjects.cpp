@@ -1,0 +1,499 @@
+#include "XmlObjects.h"
+
+#include "Paths.h"
+#include "SharedFile.h"
+#include "XmlNames.h"
+#include "XmlParser.h"
+#include "XmlPattern.h"
+#include "XmlTree.h"
+#include "XmlWriter.h"
+
+#include <atomic>
+#include <exception>
+#include <filesystem>
+#include <limits>
+#include <msxml.h>
+#include <string>
+
+namespace hostwindows
+{
+namespace
+{
+
+constexpr HRESULT xmlBadDeclaration = HResultOf(0xC00CE56C);
+
+// Runs a member's body, which throws only when memory runs out or a text grows beyond all bounds.
+template <class Body>
+HRESULT Guarded(Body body) noexcept
+{
+    try
+    {
+        return body();
+    }
+    catch (const std::exception&)
+    {
+        return E_OUTOFMEMORY;
+    }
+}
+
+// A text from outside ends at a zero; a lone surrogate is replaced. Null gives the empty text.
+std::string TextFrom(BSTR text)
+{
+    return text == nullptr ? std::string()
+                           : Utf8FromUtf16(std::u16string_view(text, ::SysStringLen(text))
+                                               .substr(0, std::char_traits<char16_t>::length(text)));
+}
+
+// Windows' interfaces have no virtual destructor; these objects have one.
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
+// Objects count their references and go with the last one.
+template <class Interface, const IID&... ids>
+class ComObject : public Interface
+{
+public:
+    ComObject() = default;
+    ComObject(const ComObject&) = delete;
+    ComObject& operator=(const ComObject&) = delete;
+    virtual ~ComObject() = default;
+
+    HRESULT QueryInterface(REFIID interfaceId, void** object) override
+    {
+        if (object == nullptr)
+            return E_POINTER;
+        if (interfaceId == IID_IUnknown || ((interfaceId == ids) || ...))
+        {
+            *object = static_cast<Interface*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *object = nullptr;
+        return E_NOINTERFACE;
+    }
+    ULONG AddRef() override { return ++m_references; }
+    ULONG Release() override
+    {
+        const ULONG left = --m_references;
+        if (left == 0)
+            delete this;
+        return left;
+    }
+
+private:
+    std::atomic<ULONG> m_references{1};
+};
+
+// What every node object has, whatever its interface; the arena lives as long as any of them.
+struct NodeReference
+{
+    std::shared_ptr<Arena> arena;
+    Node* node;
+};
+
+IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node);
+
+class NodeList final : public ComObject<IXMLDOMNodeList, IID_IXMLDOMNodeList>
+{
+public:
+    NodeList(std::shared_ptr<Arena> arena, std::vector<const Node*> nodes)
+        : m_arena(std::move(arena)),
+          m_nodes(std::move(nodes))
+    {
+    }
+
+    HRESULT get_item(LONG index, IXMLDOMNode** item) override
+    {
+        if (item == nullptr)
+            return E_INVALIDARG;
+        *item = nullptr;
+        if (index < 0 || static_cast<std::size_t>(index) >= m_nodes.size())
+            return S_FALSE;
+        return Guarded([&] {
+            *item = MakeNodeObject(m_arena, const_cast<Node&>(*m_nodes[static_cast<std::size_t>(index)]));
+            return S_OK;
+        });
+    }
+
+    HRESULT get_length(LONG* length) override
+    {
+        if (length == nullptr)
+            return E_INVALIDARG;
+        *length = static_cast<LONG>(m_nodes.size());
+        return S_OK;
+    }
+
+private:
+    std::shared_ptr<Arena> m_arena;
+    std::vector<const Node*> m_nodes;
+};
+
+class ParseError final : public ComObject<IXMLDOMParseError>
+{
+public:
+    explicit ParseError(HRESULT code) : m_code(code) {}
+    HRESULT get_errorCode(LONG* code) override
+    {
+        if (code == nullptr)
+            return E_INVALIDARG;
+        *code = m_code;
+        return m_code == S_OK ? S_FALSE : S_OK;
+    }
+
+private:
+    HRESULT m_code;
+};
+
+bool MayHold(const Node& parent, const Node& child)
+{
+    switch (child.kind)
+    {
+    case NodeKind::document:
+    case NodeKind::attribute:
+        return false;
+    case NodeKind::text:
+    case NodeKind::cdata:
+        return parent.kind == NodeKind::element;
+    case NodeKind::element:
+        if (parent.kind == NodeKind::document)
+        {
+            const Node* const root = RootElement(parent);
+            return root == nullptr || root == &child;
+        }
+        break;
+    default:
+        break;
+    }
+    if (!parent.HoldsNodes())
+        return false;
+    // A node without children holds nobody's ancestor: a tree that grows downwards is not climbed for each node.
+    if (child.First() == nullptr)
+        return &parent != &child;
+    for (const Node* at = &parent; at != nullptr; at = at->parent)
+        if (at == &child)
+            return false;
+    return true;
+}
+
+template <class Interface, const IID& id>
+class NodeObject : public ComObject<Interface, IID_IXMLDOMNode, id>, protected NodeReference
+{
+public:
+    NodeObject(std::shared_ptr<Arena> owner, Node& which) : NodeReference{std::move(owner), &which} {}
+
+    HRESULT appendChild(IXMLDOMNode* newChild, IXMLDOMNode** outNewChild) override
+    {
+        if (outNewChild != nullptr)
+            *outNewChild = nullptr;
+        const auto* const child = dynamic_cast<NodeReference*>(newChild);
+        if (child == nullptr)
+            return E_INVALIDARG;
+        if (!MayHold(*node, *child->node))
+            return E_FAIL;
+        return Guarded([&] {
+            Arena::Join(arena, child->arena);
+            Unlink(*child->node);
+            LinkLast(*node, *child->node);
+            if (outNewChild != nullptr)
+            {
+                newChild->AddRef();
+                *outNewChild = newChild;
+            }
+            return S_OK;
+        });
+    }
+
+    HRESULT get_text(BSTR* text) override
+    {
+        return Give(text, [this] { return MakeBstr(TextContent(*node)); });
+    }
+
+    HRESULT get_xml(BSTR* xmlString) override
+    {
+        return Give(xmlString, [this] { return Serialise(*node); });
+    }
+
+    HRESULT selectNodes(BSTR queryString, IXMLDOMNodeList** resultList) override
+    {
+        return Select(queryString, resultList, [&](const Pattern& pattern) {
+            *resultList = new NodeList(arena, pattern.Find(*node, std::numeric_limits<LONG>::max()));
+            return S_OK;
+        });
+    }
+
+    HRESULT selectSingleNode(BSTR queryString, IXMLDOMNode** resultNode) override
+    {
+        return Select(queryString, resultNode, [&](const Pattern& pattern) {
+            const std::vector<const Node*> found = pattern.Find(*node, 1);
+            if (found.empty())
+                return S_FALSE;
+            *resultNode = MakeNodeObject(arena, const_cast<Node&>(*found.front()));
+            return S_OK;
+        });
+    }
+
+protected:
+    template <class Result, class Make>
+    static HRESULT Give(Result* result, Make make)
+    {
+        if (result == nullptr)
+            return E_INVALIDARG;
+        *result = nullptr;
+        return Guarded([&] {
+            *result = make();
+            return S_OK;
+        });
+    }
+
+private:
+    template <class Result, class Find>
+    static HRESULT Select(BSTR query, Result** result, Find find)
+    {
+        if (result == nullptr)
+            return E_INVALIDARG;
+        *result = nullptr;
+        if (query == nullptr)
+            return E_INVALIDARG;
+        return Guarded([&]() -> HRESULT {
+            const std::optional<Pattern> pattern = Pattern::Parse(TextFrom(query));
+            return pattern ? find(*pattern) : E_FAIL;
+        });
+    }
+};
+
+class ElementObject final : public NodeObject<IXMLDOMElement, IID_IXMLDOMElement>
+{
+public:
+    using NodeObject::NodeObject;
+
+    HRESULT setAttribute(BSTR name, VARIANT value) override
+    {
+        if (name == nullptr || (value.vt != VT_BSTR && value.vt != VT_I4 && value.vt != VT_EMPTY))
+            return E_INVALIDARG;
+        return Guarded([&] {
+            const std::string attributeName = TextFrom(name);
+            if (!IsXmlName(attributeName))
+                return E_FAIL;
+            std::string text;
+            if (value.vt != VT_EMPTY)
+                text = value.vt == VT_I4 ? std::to_string(value.lVal) : TextFrom(value.bstrVal);
+            if (Node* const present = FindAttribute(*node, attributeName); present != nullptr)
+                arena->SetText(*present, text);
+            else
+                LinkAttribute(*node, *arena->Make(NodeKind::attribute, arena->CopyName(attributeName), text));
+            return S_OK;
+        });
+    }
+};
+
+using PlainObject = NodeObject<IXMLDOMNode, IID_IXMLDOMNode>;
+using TextObject = NodeObject<IXMLDOMText, IID_IXMLDOMText>;
+using InstructionObject = NodeObject<IXMLDOMProcessingInstruction, IID_IXMLDOMProcessingInstruction>;
+
+IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node)
+{
+    switch (node.kind)
+    {
+    case NodeKind::element:
+        return new ElementObject(arena, node);
+    case NodeKind::text:
+    case NodeKind::cdata:
+        return new TextObject(arena, node);
+    case NodeKind::instruction:
+        return new InstructionObject(arena, node);
+    default:
+        return new PlainObject(arena, node);
+    }
+}
+
+// A line end is one character, LF, however it was given.
+void NormaliseLineEnds(std::string& text)
+{
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        if (text[i] != '\r')
+            text[length++] = text[i];
+        else if (i + 1 == text.size() || text[i + 1] != '\n')
+            text[length++] = '\n';
+    text.resize(length);
+}
+
+bool ReadXmlFile(BSTR name, std::string& bytes)
+{
+    if (name == nullptr)
+        return false;
+    const FoundPath found = FindPath({name, ::SysStringLen(name)});
+    std::error_code error;
+    if (found.error != NO_ERROR || !found.exists || found.isFolder || found.folderNeeded ||
+        std::filesystem::file_size(found.path, error) > largestFile || error)
+        return false;
+    return ReadWholeFile(found.path, bytes) == NO_ERROR;
+}
+
+class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocument>
+{
+public:
+    explicit DocumentObject(const std::shared_ptr<Arena>& first) : NodeObject(first, *first->Make(NodeKind::document))
+    {
+    }
+
+    HRESULT get_documentElement(IXMLDOMElement** element) override
+    {
+        if (element == nullptr)
+            return E_INVALIDARG;
+        *element = nullptr;
+        Node* const root = RootElement(*node);
+        return root == nullptr ? S_FALSE : Give(element, [&] { return new ElementObject(arena, *root); });
+    }
+
+    HRESULT createElement(BSTR tagName, IXMLDOMElement** element) override
+    {
+        if (tagName == nullptr || element == nullptr)
+            return E_INVALIDARG;
+        *element = nullptr;
+        return Guarded([&] {
+            const std::string name = TextFrom(tagName);
+            if (!IsXmlName(name))
+                return E_FAIL;
+            *element = new ElementObject(arena, *arena->Make(NodeKind::element, arena->CopyName(name)));
+            return S_OK;
+        });
+    }
+
+    HRESULT createTextNode(BSTR data, IXMLDOMText** text) override
+    {
+        return Give(text, [&] {
+            std::string content = TextFrom(data);
+            NormaliseLineEnds(content);
+            return new TextObject(arena, *arena->Make(NodeKind::text, nullptr, content));
+        });
+    }
+
+    HRESULT createProcessingInstruction(BSTR target, BSTR data, IXMLDOMProcessingInstruction** instruction) override
+    {
+        if (instruction == nullptr)
+            return E_INVALIDARG;
+        *instruction = nullptr;
+        return Guarded([&] {
+            const std::string name = TextFrom(target);
+            const std::string content = TextFrom(data);
+            Declaration declaration;
+            if (!IsXmlName(name) || content.find("?>") != std::string::npos)
+                return E_FAIL;
+            if (name == "xml" && !ReadDeclaration(content, declaration))
+                return xmlBadDeclaration;
+            *instruction =
+                new InstructionObject(arena, *arena->Make(NodeKind::instruction, arena->CopyName(name), content));
+            return S_OK;
+        });
+    }
+
+    HRESULT load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) override
+    {
+        return Load(isSuccessful, [&](Arena& fresh, Node& document) {
+            std::string bytes;
+            return xmlSource.vt == VT_BSTR && ReadXmlFile(xmlSource.bstrVal, bytes) &&
+                   ParseBytes(std::move(bytes), fresh, document);
+        });
+    }
+
+    HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) override
+    {
+        const HRESULT result = Load(isSuccessful, [&](Arena& fresh, Node& document) {
+            return xml != nullptr && ParseText({xml, ::SysStringLen(xml)}, fresh, document);
+        });
+        if (xml == nullptr) // nothing was parsed
+            m_parseError = S_OK;
+        return result;
+    }
+
+    HRESULT save(VARIANT destination) override
+    {
+        if (destination.vt != VT_BSTR)
+            return S_FALSE;
+        if (::SysStringLen(destination.bstrVal) == 0)
+            return E_INVALIDARG;
+        return Guarded([&] {
+            const FoundPath found = FindPath({destination.bstrVal, ::SysStringLen(destination.bstrVal)});
+            if (found.error != NO_ERROR)
+                return HRESULT_FROM_WIN32(found.error);
+            if (found.isFolder || found.folderNeeded)
+                return E_ACCESSDENIED;
+            std::string bytes;
+            return Encode(*node, bytes) ? HRESULT_FROM_WIN32(ReplaceWholeFile(found.path, bytes)) : E_FAIL;
+        });
+    }
+
+    HRESULT get_parseError(IXMLDOMParseError** error) override
+    {
+        return Give(error, [this] { return new ParseError(m_parseError); });
+    }
+
+    HRESULT get_async(VARIANT_BOOL* isAsync) override { return GiveFlag(isAsync, m_async); }
+    HRESULT put_async(VARIANT_BOOL isAsync) override
+    {
+        m_async = isAsync; // a load ends before it returns in any case
+        return S_OK;
+    }
+    // Nothing is validated, nothing outside a text is read, and blanks between elements are not kept.
+    HRESULT get_validateOnParse(VARIANT_BOOL* isValidating) override { return GiveFlag(isValidating, VARIANT_FALSE); }
+    HRESULT get_resolveExternals(VARIANT_BOOL* isResolving) override { return GiveFlag(isResolving, VARIANT_FALSE); }
+    HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) override
+    {
+        return GiveFlag(isPreserving, VARIANT_FALSE);
+    }
+
+private:
+    static HRESULT GiveFlag(VARIANT_BOOL* flag, VARIANT_BOOL value)
+    {
+        if (flag == nullptr)
+            return E_INVALIDARG;
+        *flag = value;
+        return S_OK;
+    }
+
+    // The document becomes what `read` makes of it, or empty. Objects of old nodes keep the old arena.
+    template <class Read>
+    HRESULT Load(VARIANT_BOOL* isSuccessful, Read read)
+    {
+        if (isSuccessful == nullptr)
+            return E_INVALIDARG;
+        *isSuccessful = VARIANT_FALSE;
+        return Guarded([&] {
+            m_parseError = E_FAIL;
+            Renew();
+            const auto fresh = std::make_shared<Arena>();
+            Node* const document = fresh->Make(NodeKind::document);
+            if (!read(*fresh, *document))
+                return S_FALSE;
+            arena = fresh;
+            node = document;
+            m_parseError = S_OK;
+            *isSuccessful = VARIANT_TRUE;
+            return S_OK;
+        });
+    }
+
+    void Renew()
+    {
+        auto fresh = std::make_shared<Arena>();
+        node = fresh->Make(NodeKind::document);
+        arena = std::move(fresh);
+    }
+
+    VARIANT_BOOL m_async = VARIANT_TRUE;
+    HRESULT m_parseError = S_OK;
+};
+
+} // namespace
+
+HRESULT CreateXmlDocument(REFIID interfaceId, void** object)
+{
+    return Guarded([&] {
+        auto* const document = new DocumentObject(std::make_shared<Arena>());
+        const HRESULT result = document->QueryInterface(interfaceId, object);
+        document->Release();
+        return result;
+    });
+}
+
+} // namespace hostwindows
