@@ -63,10 +63,10 @@ std::vector<scankelv::XmlNode> Nodes(const scankelv::XmlDocument& document, cons
 {
     std::vector<scankelv::XmlNode> nodes;
     scankelv::XmlNodeList list;
-    long count = 0;
+    LONG count = 0;
     if (document.Get()->selectNodes(Query(query).Get(), list.Receive()) == S_OK && list)
         list.Get()->get_length(&count);
-    for (long i = 0; i < count; ++i)
+    for (LONG i = 0; i < count; ++i)
         list.Get()->get_item(i, nodes.emplace_back().Receive());
     return nodes;
 }

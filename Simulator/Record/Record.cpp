@@ -46,10 +46,11 @@ std::string FileBytes(const Wide& path)
         path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file.IsOpen())
         throw std::runtime_error("cannot read " + Utf8(path));
-    std::string bytes(::GetFileSize(file.Get(), nullptr), '\0');
+    std::string bytes;
+    char piece[65536];
     DWORD count = 0;
-    ::ReadFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
-    bytes.resize(count);
+    while (::ReadFile(file.Get(), piece, sizeof(piece), &count, nullptr) != 0 && count != 0)
+        bytes.append(piece, count);
     return bytes;
 }
 
