@@ -5,6 +5,7 @@
 
 inline constexpr ULONG SEE_MASK_NOCLOSEPROCESS = 0x40;
 inline constexpr ULONG SEE_MASK_NOASYNC = 0x100;
+inline constexpr ULONG SEE_MASK_FLAG_NO_UI = 0x400; ///< no message box about a failure; there is never one
 
 struct SHELLEXECUTEINFOW
 {
