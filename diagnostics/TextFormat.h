@@ -74,7 +74,7 @@ private:
         // What is smaller than an int is passed as an int, as to every printf.
         using Promoted = decltype(+value);
         m_is64Bit = sizeof(Promoted) == sizeof(std::uint64_t);
-        m_number = static_cast<std::make_unsigned_t<Promoted>>(+value);
+        m_number = static_cast<std::uint64_t>(static_cast<std::make_unsigned_t<Promoted>>(+value));
     }
     template <class CharType, class Text>
     constexpr void SetText(const Text& value, const CharType*& text)

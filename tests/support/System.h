@@ -18,5 +18,7 @@ void RemoveTemporaryFolder(const Wide& path);
 void StartDebugConsoleCapture();
 std::string DebugConsoleText();
 void StopDebugConsoleCapture();
+std::vector<std::string> DebugConsoleCalls();
+int CapturedTones();
 
 } // namespace test

@@ -166,6 +166,16 @@ std::string DebugConsoleCapture::Text() const
     return DebugConsoleText();
 }
 
+std::vector<std::string> DebugConsoleCapture::Calls() const
+{
+    return DebugConsoleCalls();
+}
+
+int DebugConsoleCapture::Tones() const
+{
+    return CapturedTones();
+}
+
 void DebugConsoleCapture::Clear()
 {
     StopDebugConsoleCapture();

@@ -40,6 +40,8 @@ bool FileExists(const Wide& path);
 /// Whole contents; a test failure and an empty text when it cannot be read.
 std::string ReadFileBytes(const Wide& path);
 void WriteFileBytes(const Wide& path, std::string_view bytes);
+/// Copies a file; a program stays one that can be started.
+void CopyFileTo(const Wide& from, const Wide& to);
 /// Sets or clears the read-only mark of a file.
 void SetReadOnly(const Wide& path, bool readOnly);
 
@@ -63,6 +65,8 @@ public:
     DebugConsoleCapture& operator=(const DebugConsoleCapture&) = delete;
 
     std::string Text() const; ///< all of it, joined
+    std::vector<std::string> Calls() const;
+    int Tones() const; ///< beeps that were asked for meanwhile; none of them sounds
     void Clear();
 };
 

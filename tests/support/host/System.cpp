@@ -15,12 +15,22 @@ namespace fs = std::filesystem;
 const char* const consoleVariable = "HOSTWINDOWS_DEBUG_CONSOLE";
 const char* const machineVariable = "HOSTWINDOWS_ROOT";
 std::string consoleFile;
+std::vector<std::string> consoleCalls; ///< of this process; the file does not tell them apart
+int tones = 0;
 
 std::string NewFolder()
 {
     std::string pattern = (fs::temp_directory_path() / "scankelv-XXXXXX").string();
     EXPECT_NE(nullptr, ::mkdtemp(pattern.data()));
     return pattern;
+}
+
+std::string LinuxPath(const Wide& path)
+{
+    std::string linuxPath = ToUtf8(path).substr(2);
+    for (char& c : linuxPath)
+        c = c == '\\' ? '/' : c;
+    return linuxPath;
 }
 
 std::string FileText(const std::string& path)
@@ -52,9 +62,7 @@ Wide MakeTemporaryFolder()
 
 void RemoveTemporaryFolder(const Wide& path)
 {
-    std::string linuxPath = ToUtf8(path).substr(2);
-    for (char& c : linuxPath)
-        c = c == '\\' ? '/' : c;
+    const std::string linuxPath = LinuxPath(path);
     std::error_code ignored;
     for (const auto& entry : fs::recursive_directory_iterator(linuxPath, ignored))
         if (!entry.is_symlink())
@@ -62,8 +70,30 @@ void RemoveTemporaryFolder(const Wide& path)
     fs::remove_all(linuxPath, ignored);
 }
 
+// The linker puts these before the stand-in's own.
+extern "C" void __real_OutputDebugStringA(LPCSTR text);
+extern "C" void __wrap_OutputDebugStringA(LPCSTR text)
+{
+    consoleCalls.emplace_back(text);
+    __real_OutputDebugStringA(text);
+}
+extern "C" BOOL __wrap_Beep(DWORD /*hertz*/, DWORD /*milliseconds*/)
+{
+    ++tones;
+    return TRUE;
+}
+
+void CopyFileTo(const Wide& from, const Wide& to)
+{
+    std::error_code error;
+    fs::copy_file(LinuxPath(from), LinuxPath(to), fs::copy_options::overwrite_existing, error);
+    EXPECT_FALSE(error) << ToUtf8(from) << ": " << error.message();
+}
+
 void StartDebugConsoleCapture()
 {
+    consoleCalls.clear();
+    tones = 0;
     fs::remove(consoleFile);
     ::setenv(consoleVariable, consoleFile.c_str(), 1);
 }
@@ -71,6 +101,16 @@ void StartDebugConsoleCapture()
 std::string DebugConsoleText()
 {
     return FileText(consoleFile);
+}
+
+std::vector<std::string> DebugConsoleCalls()
+{
+    return consoleCalls;
+}
+
+int CapturedTones()
+{
+    return tones;
 }
 
 void StopDebugConsoleCapture()

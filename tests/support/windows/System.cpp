@@ -12,7 +12,8 @@ namespace
 constexpr DWORD debugPrintException = 0x40010006; // DBG_PRINTEXCEPTION_C: length with terminator, text
 
 std::mutex consoleMutex;
-std::string consoleText;
+std::vector<std::string> consoleCalls;
+std::atomic<int> tones = 0;
 void* consoleHandler = nullptr;
 
 LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
@@ -21,11 +22,25 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
     if (record.ExceptionCode != debugPrintException || record.NumberParameters < 2)
         return EXCEPTION_CONTINUE_SEARCH;
     const std::lock_guard lock(consoleMutex);
-    consoleText += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
+    consoleCalls.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
+BOOL WINAPI CountTone(DWORD /*hertz*/, DWORD /*milliseconds*/)
+{
+    ++tones;
+    return TRUE;
+}
+
 } // namespace
+
+// In the place of the import library's own: what this program calls as Beep.
+#ifdef _WIN64
+extern "C" decltype(&CountTone) importedBeep asm("__imp_Beep");
+#else
+extern "C" decltype(&CountTone) importedBeep asm("__imp__Beep@8");
+#endif
+decltype(&CountTone) importedBeep = &CountTone;
 
 int OnOwnMachine(const std::function<int()>& tests)
 {
@@ -51,18 +66,37 @@ void RemoveTemporaryFolder(const Wide& path)
     std::filesystem::remove_all(path, ignored);
 }
 
+void CopyFileTo(const Wide& from, const Wide& to)
+{
+    EXPECT_NE(0, ::CopyFileW(from.c_str(), to.c_str(), FALSE)) << ToUtf8(from) << ": " << ::GetLastError();
+}
+
 void StartDebugConsoleCapture()
 {
     const std::lock_guard lock(consoleMutex);
-    consoleText.clear();
+    consoleCalls.clear();
+    tones = 0;
     if (consoleHandler == nullptr)
         consoleHandler = ::AddVectoredExceptionHandler(1, &OnException);
 }
 
 std::string DebugConsoleText()
 {
+    std::string text;
+    for (const std::string& call : DebugConsoleCalls())
+        text += call;
+    return text;
+}
+
+std::vector<std::string> DebugConsoleCalls()
+{
     const std::lock_guard lock(consoleMutex);
-    return consoleText;
+    return consoleCalls;
+}
+
+int CapturedTones()
+{
+    return tones;
 }
 
 void StopDebugConsoleCapture()
@@ -102,8 +136,9 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
                 process.hProcess, event.u.DebugString.lpDebugStringData, text.data(), text.size(), nullptr);
             result.debugConsole += text.c_str();
         }
-        else if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-                 event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
+        else if (
+            event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
+            event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
             answer = DBG_EXCEPTION_NOT_HANDLED;
         else if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT)
         {

@@ -1,0 +1,266 @@
+#include "LoggerType.h"
+#include "TestSupport.h"
+
+#include <cstdlib>
+#include <new>
+#include <regex>
+
+// How often memory was asked for. Not inlined: the compiler would take the pairs of new and free for mistakes.
+static std::size_t allocations = 0;
+
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    ++allocations;
+    void* const memory = std::malloc(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+[[gnu::noinline]] void* operator new[](std::size_t size)
+{
+    return ::operator new(size);
+}
+[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept
+{
+    ++allocations;
+    return std::malloc(size);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+using namespace scankelv;
+
+namespace
+{
+
+/// What the next logger is configured with.
+struct Configuration
+{
+    DWORD mask = 0;
+    bool time = false, module = false, thread = false;
+} configuration;
+
+bool Configure(const char*, const char*, DWORD& mask, bool& showTime, bool& showModule, bool& showThread)
+{
+    mask = configuration.mask;
+    showTime = configuration.time;
+    showModule = configuration.module;
+    showThread = configuration.thread;
+    return true;
+}
+
+struct Logger : testing::Test
+{
+    template <class Renderer = TextRenderCombo>
+    std::unique_ptr<LoggerType<Renderer>> Make(Configuration with, const char* module = "Agent")
+    {
+        configuration = with;
+        console.Clear();
+        auto logger = std::make_unique<LoggerType<Renderer>>(module, &Configure, logFile.c_str(), "C:\\Debug.ini");
+        description = console.Text();
+        console.Clear();
+        return logger;
+    }
+    std::string Logged() const { return test::ReadFileBytes(folder.File("Log.txt")); }
+
+    test::TemporaryFolder folder;
+    test::DebugConsoleCapture console;
+    std::string logFile = test::ToUtf8(folder.File("Log.txt"));
+    std::string description;
+};
+
+TEST_F(Logger, EveryMaskReachesItsSinksAndDescribesItself)
+{
+    for (DWORD mask = 0; mask < 32; ++mask)
+    {
+        SCOPED_TRACE(mask);
+        auto logger = Make({.mask = mask});
+        testing::internal::CaptureStderr();
+        static_cast<LoggerTypeAbstract&>(*logger).WriteLine("line");
+        const std::string standardError = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(mask & 1 ? "line\r\n" : "", console.Text());
+        EXPECT_EQ(mask & 2 ? "line\r\n" : "", Logged());
+        EXPECT_EQ(mask & 4 ? 3 : 0, console.Tones()); // prefix, text, line end
+        // The C runtime of Windows turns each line feed into a CR LF of its own.
+        EXPECT_TRUE(std::regex_match(standardError, std::regex(mask & 8 ? "line\r+\n" : ""))) << standardError;
+        const std::string sinks = std::string(mask & 1 ? " logs to debug console" : "") +
+                                  (mask & 2 ? " logs to file \"" + logFile + "\"" : "") + (mask & 4 ? " beeps" : "") +
+                                  (mask & 8 ? " logs to stderr" : "") + (mask & 15 ? "" : " does not log");
+        EXPECT_EQ("w4 Module Agent" + sinks + ". For settings see: C:\\Debug.ini\r\n", description);
+        logger.reset();
+        test::WriteFileBytes(folder.File("Log.txt"), "");
+    }
+}
+
+TEST_F(Logger, DebuggerConsoleTypeDescribesItsMaskAndWritesToTheConsoleOnly)
+{
+    configuration = {.mask = 15};
+    LoggerType<TextRenderDebugConsole> all("Name", &Configure);
+    EXPECT_EQ(
+        "w1 Module Name logs to debug console logs to default file beeps logs to stderr. Logging configured by "
+        "default.\r\n",
+        console.Text());
+    console.Clear();
+    static_cast<LoggerTypeAbstract&>(all).WriteLine("x");
+    EXPECT_EQ("x\r\n", console.Text());
+    EXPECT_EQ(0, console.Tones());
+    console.Clear();
+    configuration = {.mask = 2};
+    LoggerType<TextRenderDebugConsole> none("Name", &Configure);
+    EXPECT_FALSE(none.IsEnabled());
+}
+
+TEST_F(Logger, EveryPrefixForm)
+{
+    const std::string thread = Format<char>("\\{%lX\\}", ::GetCurrentThreadId());
+    const std::string time = R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}\])";
+    const std::string longName(200, 'm');
+    const struct
+    {
+        Configuration shown;
+        std::string expected;
+    } cases[] = {
+        {{1, false, false, false}, ""},
+        {{1, true, false, false}, time + ": "},
+        {{1, false, true, false}, "Agent: "},
+        {{1, false, false, true}, thread + ": "},
+        {{1, true, true, false}, time + " Agent: "},
+        {{1, true, false, true}, time + " " + thread + ": "},
+        {{1, false, true, true}, "Agent " + thread + ": "},
+        {{1, true, true, true}, time + " Agent " + thread + ": "},
+    };
+    for (const auto& [shown, expected] : cases)
+    {
+        SCOPED_TRACE(expected);
+        LoggerTypeAbstract& logger = *Make(shown).release(); // lives on, as the program's own do
+        logger.WriteLine("text\nmore");
+        EXPECT_TRUE(std::regex_match(console.Text(), std::regex(expected + "text\r\nmore\r\n"))) << console.Text();
+        console.Clear();
+        logger.WriteText("text\n");
+        EXPECT_EQ("text\r\n", console.Text());
+    }
+    LoggerTypeAbstract& named = *Make({1, false, true, false}, longName.c_str()).release();
+    named.WriteLine("x");
+    EXPECT_EQ(longName.substr(0, 127) + ": x\r\n", console.Text());
+}
+
+TEST_F(Logger, LineEnds)
+{
+    LoggerTypeAbstract& logger = *Make({.mask = 3}).release();
+    const struct
+    {
+        const char* text;
+        const char* expected;
+    } cases[] = {
+        {"", ""},
+        {"a\nb\r\nc", "a\r\nb\r\nc\r\n"},
+        {"\n", "\r\n\r\n"},
+        {"\n\n\r\n\r", "\r\n\r\n\r\n\r\r\n"},
+        {"\r\r\n", "\r\r\n\r\n"},
+    };
+    std::string everything;
+    for (const auto& [text, expected] : cases)
+    {
+        console.Clear();
+        logger.WriteLine("%s", text);
+        EXPECT_EQ(expected, console.Text());
+        everything += expected;
+    }
+    logger.WriteLine(nullptr, FormatArguments());
+    EXPECT_EQ(everything, Logged());
+}
+
+TEST_F(Logger, ShortLinesAllocateNothingAndLongOnesAreWhole)
+{
+    LoggerTypeAbstract& logger = *Make({2, true, true, true}).release();
+    const struct
+    {
+        std::string text;
+        std::size_t allocations;
+    } cases[] = {
+        {std::string(1022, 'x'), 0},        {std::string(1023, 'x'), 1},
+        {std::string(1021, 'x') + "\n", 0}, // grows to 1023 characters and fills the buffer
+        {std::string(1021, '\n') + "x", 1}, // outgrows the buffer
+        {std::string(1022, 'x') + "\n", 2}, {std::string(100000, '\n'), 2},
+    };
+    for (const auto& row : cases)
+    {
+        SCOPED_TRACE(row.text.size());
+        const std::size_t before = Logged().size();
+        const char* const text = row.text.c_str();
+        allocations = 0;
+        logger.WriteLine("%s", text);
+        EXPECT_EQ(row.allocations, allocations);
+        std::string expected;
+        for (const char c : row.text + "\n")
+            expected += c == '\n' ? "\r\n" : std::string(1, c);
+        const std::string line = Logged().substr(before);
+        ASSERT_GE(line.size(), expected.size());
+        EXPECT_EQ(expected, line.substr(line.size() - expected.size()));
+        EXPECT_EQ("[", line.substr(0, 1));
+    }
+}
+
+TEST_F(Logger, DebuggerConsoleTakesPiecesOf512Characters)
+{
+    LoggerTypeAbstract& logger = *Make({.mask = 1}).release();
+    const struct
+    {
+        std::size_t length;
+        std::vector<std::size_t> pieces;
+    } cases[] = {{511, {511}}, {512, {512}}, {513, {512, 1}}, {3000, {512, 512, 512, 512, 512, 440}}};
+    for (const auto& row : cases)
+    {
+        console.Clear();
+        logger.WriteText("%s", std::string(row.length, 'x'));
+        std::vector<std::size_t> pieces;
+        for (const std::string& call : console.Calls())
+            pieces.push_back(call.size());
+        EXPECT_EQ(row.pieces, pieces);
+    }
+}
+
+TEST_F(Logger, SilentLoggerReadsNoArgument)
+{
+    LoggerTypeAbstract& logger = *Make({.mask = 16}).release();
+    logger.WriteLine("%s", reinterpret_cast<const char*>(16)); // unreadable: a formatter would crash
+    EXPECT_EQ("", console.Text());
+}
+
+TEST_F(Logger, AppendsToWhatIsThereBesideOthersAndSurvivesAMissingFolder)
+{
+    test::WriteFileBytes(folder.File("Log.txt"), "earlier\r\n");
+    LoggerTypeAbstract& first = *Make({.mask = 2}).release();
+    LoggerTypeAbstract& second = *Make({.mask = 2}).release();
+    first.WriteLine("1");
+    second.WriteLine("2");
+    first.WriteLine("3");
+    EXPECT_EQ("earlier\r\n1\r\n2\r\n3\r\n", Logged());
+    logFile = test::ToUtf8(folder.File("absent\\Log.txt"));
+    LoggerTypeAbstract& third = *Make({.mask = 3}).release();
+    third.WriteLine("4");
+    EXPECT_EQ("4\r\n", console.Text());
+    EXPECT_FALSE(test::FileExists(folder.File("absent")));
+}
+
+TEST_F(Logger, WritingKeepsTheLastError)
+{
+    LoggerTypeAbstract& logger = *Make({.mask = 3}).release();
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    logger.WriteLine("text");
+    EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), ::GetLastError());
+}
+
+} // namespace
