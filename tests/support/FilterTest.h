@@ -5,9 +5,9 @@
 #include "AgentTest.h"
 #include "BstrText.h"
 
-#include <initializer_list>
 #include <sstream>
 #include <variant>
+#include <vector>
 
 namespace test
 {
@@ -25,16 +25,16 @@ inline void StoreRaw(HKEY hive, const std::string& path, const char* name, DWORD
     ASSERT_EQ(
         ERROR_SUCCESS,
         ::RegCreateKeyExW(hive, ToWide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr));
-    const std::string copy(bytes);
+    const std::string copy = std::string(bytes) + "!!"; // with zeros behind it, a text would be stored with one of them
     EXPECT_EQ(
         ERROR_SUCCESS, ::RegSetValueExW(
                            key, ToWide(name).c_str(), 0, type, reinterpret_cast<const BYTE*>(copy.data()),
-                           static_cast<DWORD>(copy.size())));
+                           static_cast<DWORD>(bytes.size())));
     ::RegCloseKey(key);
 }
 
 /// Makes a key, also one without values.
-inline void Store(HKEY hive, const std::string& path, std::initializer_list<RegistryValue> values)
+inline void Store(HKEY hive, const std::string& path, const std::vector<RegistryValue>& values)
 {
     HKEY key = nullptr;
     ::RegCreateKeyExW(hive, ToWide(path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
@@ -50,7 +50,7 @@ inline void Store(HKEY hive, const std::string& path, std::initializer_list<Regi
                     static_cast<WCHAR>(std::get<DWORD>(data) >> 16)}));
 }
 
-/// The XML without the white space between its tags, which is the platform's choice.
+/// The XML without the line ends and indents between its tags, which are the platform's choice.
 inline std::string Plain(const scankelv::_bstr_t& xml)
 {
     std::string plain;
@@ -60,7 +60,7 @@ inline std::string Plain(const scankelv::_bstr_t& xml)
             pending += character;
         else
         {
-            if (character != '<' || (!plain.empty() && plain.back() != '>'))
+            if (character != '<' || !plain.ends_with('>') || pending.find('\n') == std::string::npos)
                 plain += pending;
             pending.clear();
             plain += character;
