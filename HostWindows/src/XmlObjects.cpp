@@ -175,7 +175,7 @@ bool MayHold(const Node& parent, const Node& child)
 }
 
 template <class Interface, const IID& id>
-class NodeObject : public ComObject<Interface, IID_IXMLDOMNode, id>, protected NodeReference
+class NodeObject : public ComObject<Interface, IID_IXMLDOMNode, id>, public NodeReference
 {
 public:
     NodeObject(std::shared_ptr<Arena> owner, Node& which) : NodeReference{std::move(owner), &which} {}

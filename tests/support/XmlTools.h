@@ -1,0 +1,153 @@
+// COM objects, texts and documents as the tests use them. Texts are UTF-8 here.
+#pragma once
+
+#include "TestSupport.h"
+
+#include <cstring>
+#include <msxml.h>
+#include <objbase.h>
+#include <utility>
+
+namespace test
+{
+
+/// Owns one reference.
+template <class Interface>
+class Com
+{
+public:
+    Com() = default;
+    Com(Com&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
+    Com& operator=(Com other) noexcept
+    {
+        std::swap(m_object, other.m_object);
+        return *this;
+    }
+    ~Com()
+    {
+        if (m_object != nullptr)
+            m_object->Release();
+    }
+
+    Interface** Receive()
+    {
+        *this = Com();
+        return &m_object;
+    }
+    Interface* operator->() const { return m_object; }
+    operator Interface*() const { return m_object; }
+
+private:
+    Interface* m_object = nullptr;
+};
+
+class Bstr
+{
+public:
+    Bstr() = default;
+    explicit Bstr(std::basic_string_view<WCHAR> text)
+        : m_text(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size())))
+    {
+    }
+    explicit Bstr(std::string_view text) : Bstr(ToWide(text)) {}
+    Bstr(const Bstr&) = delete;
+    Bstr& operator=(const Bstr&) = delete;
+    ~Bstr() { ::SysFreeString(m_text); }
+
+    BSTR* Receive() { return &m_text; }
+    operator BSTR() const { return m_text; }
+    std::string Utf8() const { return m_text == nullptr ? "(null)" : ToUtf8({m_text, ::SysStringLen(m_text)}); }
+
+private:
+    BSTR m_text = nullptr;
+};
+
+/// A variant that lends a text.
+inline VARIANT Variant(const Bstr& text)
+{
+    VARIANT variant{};
+    variant.vt = VT_BSTR;
+    variant.bstrVal = text;
+    return variant;
+}
+
+class ComThread
+{
+public:
+    ComThread() { ::CoInitialize(nullptr); }
+    ~ComThread() { ::CoUninitialize(); }
+    ComThread(const ComThread&) = delete;
+    ComThread& operator=(const ComThread&) = delete;
+};
+
+inline Com<IXMLDOMDocument> NewDocument()
+{
+    Com<IXMLDOMDocument> document;
+    EXPECT_EQ(
+        S_OK, ::CoCreateInstance(
+                  CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument,
+                  reinterpret_cast<void**>(document.Receive())));
+    document->put_async(VARIANT_FALSE);
+    return document;
+}
+
+/// A load's result and success flag must agree. @return whether it loaded
+inline bool Loaded(HRESULT result, VARIANT_BOOL success)
+{
+    EXPECT_EQ(success == VARIANT_TRUE ? S_OK : S_FALSE, result) << success;
+    return success == VARIANT_TRUE;
+}
+inline bool Load(IXMLDOMDocument* document, std::basic_string_view<WCHAR> text)
+{
+    VARIANT_BOOL success = 77;
+    const HRESULT result = document->loadXML(Bstr(text), &success);
+    return Loaded(result, success);
+}
+inline bool Load(IXMLDOMDocument* document, std::string_view text)
+{
+    return Load(document, ToWide(text));
+}
+inline bool LoadFile(IXMLDOMDocument* document, const Wide& path)
+{
+    VARIANT_BOOL success = 77;
+    const HRESULT result = document->load(Variant(Bstr(path)), &success);
+    return Loaded(result, success);
+}
+
+inline std::string TextOf(IXMLDOMNode* node)
+{
+    Bstr text;
+    EXPECT_EQ(S_OK, node->get_text(text.Receive()));
+    return text.Utf8();
+}
+inline std::string XmlOf(IXMLDOMNode* node)
+{
+    Bstr text;
+    EXPECT_EQ(S_OK, node->get_xml(text.Receive()));
+    return text.Utf8();
+}
+
+inline HRESULT Select(IXMLDOMNode* from, std::string_view query, Com<IXMLDOMNode>& found)
+{
+    return from->selectSingleNode(Bstr(query), found.Receive());
+}
+
+inline Com<IXMLDOMElement> NewElement(IXMLDOMDocument* document, std::string_view name)
+{
+    Com<IXMLDOMElement> element;
+    EXPECT_EQ(S_OK, document->createElement(Bstr(name), element.Receive())) << name;
+    return element;
+}
+inline Com<IXMLDOMText> NewText(IXMLDOMDocument* document, std::basic_string_view<WCHAR> text)
+{
+    Com<IXMLDOMText> node;
+    EXPECT_EQ(S_OK, document->createTextNode(Bstr(text), node.Receive()));
+    return node;
+}
+inline HRESULT NewInstruction(
+    IXMLDOMDocument* document, std::string_view target, std::string_view data, Com<IXMLDOMProcessingInstruction>& made)
+{
+    return document->createProcessingInstruction(Bstr(target), Bstr(data), made.Receive());
+}
+
+} // namespace test
