@@ -16,7 +16,7 @@
 #include <optional>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -60,7 +60,7 @@ Unwatched& UnwatchedProcesses()
 class ProcessHandle : public HandleObject
 {
 public:
-    explicit ProcessHandle(::pid_t id) : m_id(id), m_descriptor(::pidfd_open(id, 0)) {}
+    explicit ProcessHandle(::pid_t id) : m_id(id), m_descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0))) {}
     ~ProcessHandle() override
     {
         if (!HasEnded())
