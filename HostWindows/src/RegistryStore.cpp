@@ -334,9 +334,9 @@ LSTATUS RegistryStore::Failure(int result)
         --kind;
     if (kind->status == ERROR_REGISTRY_CORRUPT)
         m_unusable = kind->status;
-    // A machine folder that is not there has been said already.
-    struct ::stat folder = {};
-    if (!m_said && ::stat(MachineFolder().c_str(), &folder) == 0)
+    // A machine folder that cannot be written has been said already.
+    const bool isNews = m_unusable != ERROR_SUCCESS || ::access(MachineFolder().c_str(), W_OK | X_OK) == 0;
+    if (!m_said && isNews)
     {
         const std::string line = "hostwindows: the registry " + MachineFolder() + "/registry " + kind->words + ": " +
                                  ::sqlite3_errstr(result) + "\n";

@@ -396,7 +396,7 @@ TEST_F(Registry, DeletesKeys)
 
 TEST_F(Registry, Enumerates)
 {
-    for (const WCHAR* name : {OLESTR("zeta"), OLESTR("Alpha"), OLESTR("_x"), OLESTR("beta")})
+    for (const WCHAR* name : {OLESTR("zeta"), OLESTR("Alpha"), OLESTR("(x"), OLESTR("beta")})
     {
         Key key;
         ASSERT_EQ(ERROR_SUCCESS, Create(key, m_key, name));
@@ -422,7 +422,7 @@ TEST_F(Registry, Enumerates)
         Wide name(8, '*');
         DWORD length = row.room, size = row.dataRoom, type = marker;
         BYTE data[8];
-        // Sub-keys come in the order of their names: "_x" and "Alpha" before "beta".
+        // Sub-keys come in the order of their names: "(x" and "Alpha" before "beta".
         EXPECT_EQ(
             row.keyStatus,
             ::RegEnumKeyExW(
