@@ -42,6 +42,7 @@ constexpr Identifier identifiers[] = {
     {"MDL", false, false, nullptr},
     {"MDL:", false, false, nullptr},
     {"MFG:;MDL:,B;MODE:,,SCN", true, false, ""},
+    {"MODE:PRN;SCN:A;MFG:Other;Quellon:B", false, false, nullptr}, // the next field is no value
     {"MODE:PRN,", false, false, nullptr},
     {"MDL::B:C;", false, false, ":B:C"},
     {"", false, false, nullptr},
