@@ -216,7 +216,10 @@ std::string PathOf(const Char* file, DWORD& error)
     if (name.empty())
         return {};
     if (name.find_first_of(u"\\/:") == std::u16string::npos)
+    {
+        ::mkdir((MachineFolder() + "/drive_c/windows").c_str(), 0777);
         name.insert(0, u"C:\\windows\\");
+    }
     FoundPath found = FindPath(name);
     error = found.error;
     if (error == NO_ERROR && found.isFolder)
@@ -253,6 +256,8 @@ std::optional<Text<Char>> ReadNames(std::string_view bytes, const Char* section)
         if (section == nullptr)
             return Converted<Char>(View<Unit>(Names(text, true)));
         const Found<Unit> found = Find(text, Name(section), nullptr);
+        if (!found.section)
+            return std::nullopt;
         const Text<Unit> names = Names(text.substr(found.begin, found.end - found.begin), false);
         return names.empty() ? std::nullopt : std::optional(Converted<Char>(View<Unit>(names)));
     });
