@@ -116,17 +116,24 @@ private:
     TemporaryFolder m_folder;
 };
 
+inline void Store(HKEY hive, const Wide& path, const Wide& name, DWORD type, const void* value, std::size_t bytes)
+{
+    HKEY key = nullptr;
+    EXPECT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(hive, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr));
+    EXPECT_EQ(
+        ERROR_SUCCESS,
+        ::RegSetValueExW(key, name.c_str(), 0, type, static_cast<const BYTE*>(value), static_cast<DWORD>(bytes)));
+    ::RegCloseKey(key);
+}
+
 inline void StoreText(HKEY hive, const Wide& path, const Wide& name, const Wide& text)
 {
-    EXPECT_EQ(
-        ERROR_SUCCESS, ::RegSetKeyValueW(
-                           hive, path.c_str(), name.c_str(), REG_SZ, text.c_str(),
-                           static_cast<DWORD>((text.size() + 1) * sizeof(WCHAR))));
+    Store(hive, path, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(WCHAR));
 }
 
 inline void StoreNumber(HKEY hive, const Wide& path, const Wide& name, DWORD number)
 {
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, path.c_str(), name.c_str(), REG_DWORD, &number, sizeof(number)));
+    Store(hive, path, name, REG_DWORD, &number, sizeof(number));
 }
 
 /// "text", or "#number", or "(none)".

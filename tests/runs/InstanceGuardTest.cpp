@@ -67,20 +67,22 @@ TEST(InstanceGuard, AsksTheWordOfAnObjectThatOthersHold)
     }
 }
 
-TEST(InstanceGuard, ObjectOfAnotherKindIsAProblem)
+TEST(InstanceGuard, ObjectThatCannotBeWrittenIsAProblem)
 {
     const Installation installation;
-    const HANDLE event = ::CreateEventW(nullptr, TRUE, FALSE, OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"));
+    const HANDLE mapping = ::CreateFileMappingW(
+        INVALID_HANDLE_VALUE, nullptr, PAGE_READONLY, 0, sizeof(DWORD),
+        OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"));
     const ProgramResult result = installation.Run();
-    ::CloseHandle(event);
+    ::CloseHandle(mapping);
     EXPECT_EQ(1U, result.exitCode);
-    ExpectLines(result.debugConsole, {"ScanKELV cannot run due to problem detecting other program instances!", "\n"});
+    ExpectLines(result.debugConsole, {"KELV cannot run due to problem detecting other program instances!", "\n"});
 }
 
 TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
 {
     const Installation installation;
-    installation.Behave("", "<QueryDeviceAddress><thread>own</thread><delay>4000</delay></QueryDeviceAddress>");
+    installation.Behave("", "<QueryDeviceAddress><thread>own</thread><delay>3000</delay></QueryDeviceAddress>");
     SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", ToUtf8(installation.File("console")));
     Wide commandLine = installation.CommandLine("/Q");
     STARTUPINFOW startup{};
@@ -104,6 +106,7 @@ TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
     ::CloseHandle(first.hProcess);
 
     // With the first one the object has gone.
+    installation.Behave("", "");
     EXPECT_EQ(0U, installation.Run("/Q").exitCode);
 }
 
