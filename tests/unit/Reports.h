@@ -1,0 +1,56 @@
+// Failure reports, read back from the debugger console.
+#pragma once
+
+#include "CheckedExpression.h"
+#include "TestSupport.h"
+
+namespace test
+{
+
+struct Report
+{
+    std::string expression;
+    std::string context;
+    std::string signature;
+};
+
+inline std::vector<Report> ReportsIn(std::string_view console)
+{
+    std::vector<Report> reports;
+    const auto takeBetween = [&console](std::string_view start, std::string_view end) {
+        const std::size_t from = console.find(start);
+        if (from == console.npos)
+            return std::string();
+        console.remove_prefix(from + start.size());
+        const std::string taken(console.substr(0, console.find(end)));
+        console.remove_prefix(taken.size());
+        return taken;
+    };
+    while (console.find("Expression  ") != console.npos)
+        reports.push_back(
+            {takeBetween("Expression  ", "  failed!\r\n"), takeBetween("Context: ", " \r\n"),
+             takeBetween(" \r\n", ",\r\n")});
+    return reports;
+}
+
+inline std::vector<std::string> ExpressionsIn(const std::string& console)
+{
+    std::vector<std::string> expressions;
+    for (const Report& report : ReportsIn(console))
+        expressions.push_back(report.expression);
+    return expressions;
+}
+
+/// The system's message for an error code, as reports hold it.
+inline std::string SystemText(DWORD code)
+{
+    char text[scankelv::reportTextCapacity];
+    scankelv::FormatSystemErrorText(code, text);
+    std::string message = text;
+    for (std::size_t at = 0; (at = message.find('\n', at)) != message.npos; at += 2)
+        if (at == 0 || message[at - 1] != '\r')
+            message.insert(at, 1, '\r');
+    return message;
+}
+
+} // namespace test
