@@ -1,0 +1,363 @@
+// The stand-in's document model where it has a choice of its own, and under input that means harm.
+#include "XmlTools.h"
+
+#include <ctime>
+#include <fstream>
+#include <string>
+#include <sys/stat.h>
+
+namespace
+{
+
+using namespace std::string_view_literals;
+using test::Bstr;
+using test::Com;
+using test::Wide;
+
+class HostWindowsXml : public testing::Test
+{
+protected:
+    test::ComThread com;
+    Com<IXMLDOMDocument> document = test::NewDocument();
+    test::TemporaryFolder folder;
+
+    HRESULT Save(const Wide& path) { return document->save(test::Variant(Bstr(path))); }
+    void Declare(std::string_view data)
+    {
+        Com<IXMLDOMProcessingInstruction> declaration;
+        ASSERT_EQ(S_OK, test::NewInstruction(document, "xml", data, declaration));
+        ASSERT_EQ(S_OK, document->appendChild(declaration, nullptr));
+    }
+};
+
+std::string LinuxPath(const Wide& windowsPath)
+{
+    std::string path = test::ToUtf8(windowsPath).substr(2);
+    for (char& c : path)
+        c = c == '\\' ? '/' : c;
+    return path;
+}
+
+std::string Repeated(std::string_view piece, std::size_t count)
+{
+    std::string text;
+    text.reserve(piece.size() * count);
+    for (std::size_t i = 0; i < count; ++i)
+        text += piece;
+    return text;
+}
+
+// The process's highest use of memory since it was reset, in bytes; 0 under AddressSanitizer, which adds its own.
+std::size_t PeakMemory(bool reset)
+{
+#ifdef __SANITIZE_ADDRESS__
+    const bool measured = false;
+#else
+    const bool measured = true;
+#endif
+    if (reset)
+        std::ofstream("/proc/self/clear_refs") << 5;
+    std::ifstream status("/proc/self/status");
+    for (std::string word; measured && status >> word;)
+        if (word == "VmHWM:")
+        {
+            std::size_t kibibytes = 0;
+            status >> kibibytes;
+            return kibibytes * 1024;
+        }
+    return 0;
+}
+
+TEST_F(HostWindowsXml, NothingOutsideIsReadAndTheResultIsAsked)
+{
+    VARIANT_BOOL flag = 77;
+    EXPECT_EQ(S_OK, document->get_validateOnParse(&flag));
+    EXPECT_EQ(VARIANT_FALSE, flag);
+    EXPECT_EQ(S_OK, document->get_resolveExternals(&flag));
+    EXPECT_EQ(VARIANT_FALSE, flag);
+    EXPECT_EQ(E_INVALIDARG, document->loadXML(Bstr("<x/>"sv), nullptr));
+    EXPECT_EQ(E_INVALIDARG, document->load(VARIANT{}, nullptr));
+
+    const Wide secret = folder.File("secret");
+    test::WriteFileBytes(secret, "<!ENTITY inner 'secret'>");
+    const std::string url = "file://" + LinuxPath(secret);
+    EXPECT_TRUE(test::Load(
+        document, "<!DOCTYPE x SYSTEM '" + url + "' [<!ENTITY % p SYSTEM '" + url + "'>%p;<!ENTITY e SYSTEM '" + url +
+                      "'>]><x>a&e;&inner;b</x>"));
+    EXPECT_EQ("ab", test::TextOf(document));
+}
+
+TEST_F(HostWindowsXml, LoadedTextsComeOutAsTheyWere)
+{
+    const struct
+    {
+        const char* given;
+        const char* xml; // null: the same and a line end
+    } rows[] = {
+        {"<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?><x/>",
+         "<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?>\r\n<x/>\r\n"},
+        {"<x>\r\n  <y>1</y>\n  <y/>\n</x>", "<x><y>1</y><y/></x>\r\n"},
+        {"<x>a <y/> b</x>", nullptr},
+        {"<x xml:space=\"preserve\"> <y> </y> </x>", nullptr},
+        {"<x xml:space=\"preserve\"><y xml:space=\"default\"> <z/></y></x>",
+         "<x xml:space=\"preserve\"><y xml:space=\"default\"><z/></y></x>\r\n"},
+        {"<n:x xmlns:n=\"u\" xmlns=\"v\" n:k=\"1\" k=\"2\"><n:y/></n:x>", nullptr},
+        {"<x><![CDATA[<&]]><!--\n--><?p d?></x>", "<x><![CDATA[<&]]><!--\r\n--><?p d?></x>\r\n"},
+        {"<x a='&quot;&#13;&#10;&#9;&lt;'>&#13;&#62;</x>", "<x a=\"&quot;&#13;&#10;&#9;&lt;\">&#13;&gt;</x>\r\n"},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.given);
+        ASSERT_TRUE(test::Load(document, row.given));
+        EXPECT_EQ(row.xml == nullptr ? std::string(row.given) + "\r\n" : row.xml, test::XmlOf(document));
+    }
+    EXPECT_FALSE(test::Load(document, "<n:x/>")); // no such prefix
+    EXPECT_FALSE(test::Load(document, OLESTR("<x/>\xD83D"sv)));
+}
+
+TEST_F(HostWindowsXml, BadNamesQueriesAndPlacesFail)
+{
+    for (const std::string_view name : {"a b"sv, "1a"sv, "<a>"sv, "a&b"sv, "a:"sv})
+    {
+        SCOPED_TRACE(name);
+        Com<IXMLDOMElement> element;
+        Com<IXMLDOMProcessingInstruction> instruction;
+        EXPECT_EQ(E_FAIL, document->createElement(Bstr(name), element.Receive()));
+        EXPECT_EQ(E_FAIL, test::NewInstruction(document, name, "d", instruction));
+        EXPECT_EQ(E_FAIL, test::NewElement(document, "x")->setAttribute(Bstr(name), test::Variant(Bstr("v"sv))));
+    }
+    Com<IXMLDOMProcessingInstruction> instruction;
+    EXPECT_EQ(E_FAIL, test::NewInstruction(document, "p", "a?>b", instruction));
+
+    ASSERT_TRUE(test::Load(document, "<x><y/></x>"));
+    for (const std::string_view query :
+         {"", " ", "/", "//", ".", "..", "x/", "//x[", "x[0]", "x|", "@", "@a/x", "1", "count(x)", "x y", "///x",
+          "text()", "x//"})
+    {
+        SCOPED_TRACE(query);
+        Com<IXMLDOMNode> found;
+        Com<IXMLDOMNodeList> list;
+        EXPECT_EQ(E_FAIL, test::Select(document, query, found));
+        EXPECT_EQ(E_FAIL, document->selectNodes(Bstr(query), list.Receive()));
+        EXPECT_TRUE(found == nullptr && list == nullptr);
+    }
+
+    Com<IXMLDOMNode> x;
+    Com<IXMLDOMNode> y;
+    ASSERT_EQ(S_OK, test::Select(document, "/x", x));
+    ASSERT_EQ(S_OK, test::Select(document, "//y", y));
+    const Com<IXMLDOMText> text = test::NewText(document, OLESTR("t"sv));
+    const Com<IXMLDOMElement> second = test::NewElement(document, "z");
+    const struct
+    {
+        const char* name;
+        IXMLDOMNode* parent;
+        IXMLDOMNode* child;
+    } rows[] = {{"ancestor", y, x},       {"itself", y, y},          {"second root", document, second},
+                {"text", document, text}, {"document", y, document}, {"into a text", text, second}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(E_FAIL, row.parent->appendChild(row.child, nullptr));
+    }
+    EXPECT_EQ("<x><y/></x>\r\n", test::XmlOf(document));
+}
+
+TEST_F(HostWindowsXml, AttributesStandInFrontOfChildren)
+{
+    ASSERT_TRUE(test::Load(document, "<x><y/></x>"));
+    Com<IXMLDOMElement> root;
+    ASSERT_EQ(S_OK, document->get_documentElement(root.Receive()));
+    EXPECT_EQ(S_OK, root->setAttribute(Bstr("a"sv), test::Variant(Bstr("1"sv))));
+    EXPECT_EQ(S_OK, root->setAttribute(Bstr("b"sv), test::Variant(Bstr("2"sv))));
+    EXPECT_EQ(S_OK, root->appendChild(test::NewElement(document, "z"), nullptr));
+    EXPECT_EQ("<x a=\"1\" b=\"2\"><y/><z/></x>\r\n", test::XmlOf(document));
+}
+
+TEST_F(HostWindowsXml, SavedBytesAreTheSerialisedText)
+{
+    Declare("version=\"1.0\" encoding=\"UTF-16\"");
+    const Com<IXMLDOMElement> root = test::NewElement(document, "x");
+    ASSERT_EQ(S_OK, root->appendChild(test::NewText(document, OLESTR("a\nb"sv)), nullptr));
+    ASSERT_EQ(S_OK, root->appendChild(test::NewElement(document, "y"), nullptr));
+    ASSERT_EQ(S_OK, document->appendChild(root, nullptr));
+    const std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>\r\n<x>a\r\nb<y/></x>\r\n";
+    EXPECT_EQ(xml, test::XmlOf(document));
+    ASSERT_EQ(S_OK, Save(folder.File("x.xml")));
+    EXPECT_EQ("\xFF\xFE" + test::Utf16Bytes(test::ToWide(xml)), test::ReadFileBytes(folder.File("x.xml")));
+}
+
+TEST_F(HostWindowsXml, AFailedSaveSaysWhyAndKeepsTheFile)
+{
+    const Wide held = folder.File("held.xml");
+    const Wide readOnly = folder.File("readonly.xml");
+    const Wide other = folder.File("other.xml");
+    for (const Wide& path : {held, readOnly, other})
+        test::WriteFileBytes(path, "old");
+    test::SetReadOnly(readOnly, true);
+    const HANDLE holder = ::CreateFileW(
+        held.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, holder);
+    const struct
+    {
+        const char* encoding;
+        Wide path;
+        HRESULT result;
+    } rows[] = {
+        {"UTF-8", folder.File("none\\x.xml"), HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND)},
+        {"UTF-8", folder.Path(), E_ACCESSDENIED},
+        {"UTF-8", Wide(), E_INVALIDARG},
+        {"UTF-8", readOnly, E_ACCESSDENIED},
+        {"UTF-8", held, HRESULT_FROM_WIN32(ERROR_SHARING_VIOLATION)},
+        {"windows-1252", other, E_FAIL}, // lacks the character
+        {"nowhere-1", other, E_FAIL},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(std::string(row.encoding) + " " + test::ToUtf8(row.path));
+        document = test::NewDocument();
+        Declare("version=\"1.0\" encoding=\"" + std::string(row.encoding) + "\"");
+        const Com<IXMLDOMElement> root = test::NewElement(document, "x");
+        ASSERT_EQ(S_OK, root->appendChild(test::NewText(document, OLESTR("\x0416"sv)), nullptr));
+        ASSERT_EQ(S_OK, document->appendChild(root, nullptr));
+        EXPECT_EQ(row.result, Save(row.path));
+    }
+    ::CloseHandle(holder);
+    for (const Wide& path : {held, readOnly, other})
+        EXPECT_EQ("old", test::ReadFileBytes(path));
+}
+
+TEST_F(HostWindowsXml, NoFileHoldsUpALoad)
+{
+    const Wide pipe = folder.File("pipe.xml");
+    ASSERT_EQ(0, ::mkfifo(LinuxPath(pipe).c_str(), 0600));
+    EXPECT_FALSE(test::LoadFile(document, pipe));
+
+    const Wide huge = folder.File("huge.xml");
+    test::WriteFileBytes(huge, "<x/>");
+    ASSERT_EQ(0, ::truncate(LinuxPath(huge).c_str(), off_t{1} << 36));
+    const std::size_t before = PeakMemory(true);
+    EXPECT_FALSE(test::LoadFile(document, huge));
+    EXPECT_LT(PeakMemory(false), before + (std::size_t{16} << 20));
+    EXPECT_FALSE(test::LoadFile(document, OLESTR("Z:\\dev\\zero")));
+
+    test::WriteFileBytes(folder.File("odd.xml"), "\xFF\xFE<");
+    EXPECT_FALSE(test::LoadFile(document, folder.File("odd.xml")));
+    test::WriteFileBytes(folder.File("mark.xml"), "\xFF\xFE");
+    EXPECT_FALSE(test::LoadFile(document, folder.File("mark.xml")));
+}
+
+TEST_F(HostWindowsXml, DeepTreesTakeNoStack)
+{
+    constexpr std::size_t depth = 100000;
+    EXPECT_FALSE(test::Load(document, Repeated("<x>", depth) + Repeated("</x>", depth)));
+    EXPECT_FALSE(test::Load(document, Repeated("<x>", depth)));
+
+    // A built tree may be deeper than a loaded one.
+    Com<IXMLDOMNode> top;
+    ASSERT_EQ(
+        S_OK,
+        test::NewElement(document, "x")->QueryInterface(IID_IXMLDOMNode, reinterpret_cast<void**>(top.Receive())));
+    Com<IXMLDOMNode> inner;
+    ASSERT_EQ(S_OK, document->appendChild(top, inner.Receive()));
+    for (std::size_t i = 1; i < depth; ++i)
+    {
+        Com<IXMLDOMNode> next;
+        ASSERT_EQ(S_OK, inner->appendChild(test::NewElement(document, "x"), next.Receive()));
+        inner = std::move(next);
+    }
+    ASSERT_EQ(S_OK, inner->appendChild(test::NewText(document, OLESTR(" deep "sv)), nullptr));
+    EXPECT_EQ("deep", test::TextOf(document));
+    EXPECT_EQ(Repeated("<x>", depth) + " deep " + Repeated("</x>", depth) + "\r\n", test::XmlOf(document));
+    EXPECT_EQ(E_FAIL, inner->appendChild(top, nullptr));
+    ASSERT_EQ(S_OK, Save(folder.File("deep.xml")));
+    EXPECT_FALSE(test::LoadFile(document, folder.File("deep.xml")));
+    EXPECT_EQ("deep", test::TextOf(inner)); // of the tree before the load
+}
+
+TEST_F(HostWindowsXml, EntitiesNeitherFillTheMemoryNorTakeForever)
+{
+    const auto pyramid = [](std::string_view bottom, int levels) {
+        std::string text = "<!DOCTYPE x [<!ENTITY e0 '" + std::string(bottom) + "'>";
+        for (int i = 1; i <= levels; ++i)
+            text += "<!ENTITY e" + std::to_string(i) + " '" + Repeated("&e" + std::to_string(i - 1) + ";", 10) + "'>";
+        return text + "]><x a='A'>&e" + std::to_string(levels) + ";</x>";
+    };
+    const std::size_t before = PeakMemory(true);
+    const std::clock_t start = std::clock();
+    for (const std::string_view bottom : {"ha"sv, ""sv, "<y/>"sv, "<!---->"sv})
+    {
+        SCOPED_TRACE(bottom);
+        std::string text = pyramid(bottom, 12);
+        EXPECT_FALSE(test::Load(document, text));
+        text.replace(text.find("'A'") + 1, 1, "&e12;");
+        EXPECT_FALSE(test::Load(document, text));
+    }
+    // One long entity, many times: linear in the text, and yet too much.
+    EXPECT_FALSE(test::Load(
+        document,
+        "<!DOCTYPE x [<!ENTITY e '" + std::string(100000, 'a') + "'>]><x>" + Repeated("&e;", 20000) + "</x>"));
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 20);
+    EXPECT_LT(PeakMemory(false), before + (std::size_t{64} << 20));
+    EXPECT_TRUE(test::Load(document, pyramid("ha", 1)));
+}
+
+TEST_F(HostWindowsXml, MemoryStaysWithinTenTimesTheText)
+{
+    constexpr std::size_t textBytes = std::size_t{50} * 1000 * 1000;
+    const struct
+    {
+        const char* name;
+        std::string_view piece;
+        const char* query;
+    } rows[] = {
+        {"device", "<device><port>USB001</port><vid>04a9</vid></device>", "//vid"},
+        {"small elements", "<a/>", "//a"},
+        {"small elements and texts", "x<a/>", "//a"},
+        {"one text", "text of one node ", "/r"}};
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.name);
+        document = test::NewDocument();
+        const std::size_t count = textBytes / sizeof(WCHAR) / row.piece.size();
+        const Bstr text("<r>" + Repeated(row.piece, count) + "</r>");
+        const std::size_t before = PeakMemory(true);
+        VARIANT_BOOL success = 77;
+        EXPECT_EQ(S_OK, document->loadXML(text, &success));
+        EXPECT_LT(PeakMemory(false), before + 9 * textBytes);
+        Com<IXMLDOMNode> found;
+        EXPECT_EQ(S_OK, test::Select(document, row.query, found));
+    }
+}
+
+TEST_F(HostWindowsXml, NodesOutliveDocumentsInAnyOrder)
+{
+    const unsigned orders[][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+    for (const auto& order : orders)
+    {
+        SCOPED_TRACE(std::to_string(order[0]) + std::to_string(order[1]));
+        Com<IXMLDOMDocument> documents[3];
+        Com<IXMLDOMNode> nodes[3];
+        for (unsigned i = 0; i < 3; ++i)
+        {
+            documents[i] = test::NewDocument();
+            ASSERT_TRUE(test::Load(documents[i], "<r><n>" + std::to_string(i) + "</n></r>"));
+            ASSERT_EQ(S_OK, test::Select(documents[i], "//n", nodes[i]));
+        }
+        // 2 into 1 into 0, and a new node of the one that gave its own away.
+        ASSERT_EQ(S_OK, nodes[1]->appendChild(nodes[2], nullptr));
+        ASSERT_EQ(S_OK, nodes[0]->appendChild(nodes[1], nullptr));
+        ASSERT_EQ(S_OK, nodes[2]->appendChild(test::NewElement(documents[2], "late"), nullptr));
+        EXPECT_EQ("<r/>\r\n", test::XmlOf(documents[2]));
+        for (const unsigned which : order)
+            documents[which] = Com<IXMLDOMDocument>();
+        nodes[order[0]] = Com<IXMLDOMNode>();
+        nodes[order[1]] = Com<IXMLDOMNode>();
+        Com<IXMLDOMNode> late;
+        ASSERT_EQ(S_OK, test::Select(nodes[order[2]], "//late", late));
+        nodes[order[2]] = Com<IXMLDOMNode>();
+        EXPECT_EQ("<late/>", test::XmlOf(late));
+    }
+}
+
+} // namespace
