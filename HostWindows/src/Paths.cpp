@@ -133,18 +133,16 @@ FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& 
         found.error = errno == ENAMETOOLONG ? ERROR_INVALID_NAME : ErrorFromErrno(errno);
         return found;
     }
-    if (components.empty())
+    const bool parentFound = !components.empty() && KindOf(parent + "/") == Kind::folder;
+    if (!parentFound && components.size() < 2) // the drive itself is missing
     {
         found.error = ERROR_PATH_NOT_FOUND;
         return found;
     }
     // Mostly it is the last component alone that is missing.
-    std::size_t known = components.size() - 1;
-    if (KindOf(parent) != Kind::folder)
-    {
+    std::size_t known = parentFound ? components.size() - 1 : 0;
+    if (!parentFound)
         parent = root;
-        known = 0;
-    }
     for (; known < components.size(); ++known)
     {
         std::string next = parent + "/" + Utf8FromUtf16(components[known]);
@@ -231,6 +229,8 @@ int MakeFolders(const std::string& root, std::u16string_view path)
 {
     std::vector<std::u16string> components;
     Split(path, components);
+    if (FindBelow(root, components).exists)
+        return 0;
     for (std::size_t count = 1; count <= components.size(); ++count)
     {
         const FoundPath found = FindBelow(root, {components.begin(), components.begin() + static_cast<long>(count)});
@@ -250,7 +250,8 @@ int PrepareMachine(const std::string& folder)
 {
     const std::u16string usual[] = {ProfileOnDrive() + u"\\AppData\\Local\\Temp", u"\\ProgramData"};
     const std::string drive = folder + "/drive_c";
-    for (std::size_t end = 1; end != std::string::npos;)
+    const bool made = ::access(drive.c_str(), F_OK) == 0;
+    for (std::size_t end = 1; !made && end != std::string::npos;)
     {
         end = drive.find('/', end + 1);
         const std::string part = drive.substr(0, end);

@@ -1,4 +1,5 @@
 // Files, folders and paths: what the functions give back at their edges, and who may open what beside whom.
+#include "Role.h"
 #include "TestSupport.h"
 
 #include <cstdlib>
@@ -11,7 +12,6 @@ using test::Wide;
 constexpr DWORD marker = 7777; // a last error that no function sets
 constexpr DWORD both = GENERIC_READ | GENERIC_WRITE;
 constexpr DWORD shareBoth = FILE_SHARE_READ | FILE_SHARE_WRITE;
-const char* const holderVariable = "SCANKELV_HELD_FILE";
 
 class Handle
 {
@@ -61,43 +61,12 @@ DWORD ErrorOf(Call call)
     return call() != 0 ? marker : ::GetLastError();
 }
 
-/// In a second process of this program: holds a file unshared, as its variable says, until it is killed.
-const bool isHolder = [] {
-    const char* path = std::getenv(holderVariable);
-    if (path == nullptr)
-        return false;
-    Open(test::ToWide(path), GENERIC_READ, 0);
+/// Another process: holds a file unshared until it is killed.
+const bool isHolder = test::InRole(OLESTR("hold"), [](const Wide& path) -> UINT {
+    Open(path, GENERIC_READ, 0);
     ::Sleep(60000);
-    std::exit(0);
-}();
-
-struct OtherProcess
-{
-    PROCESS_INFORMATION information{};
-
-    OtherProcess()
-    {
-        WCHAR program[1024];
-        ::GetModuleFileNameW(nullptr, program, 1024);
-        Wide line = OLESTR("holder");
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        EXPECT_NE(
-            0, ::CreateProcessW(
-                   program, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &information));
-    }
-    ~OtherProcess()
-    {
-        Kill();
-        ::CloseHandle(information.hThread);
-        ::CloseHandle(information.hProcess);
-    }
-    void Kill() const
-    {
-        ::TerminateProcess(information.hProcess, 9);
-        ::WaitForSingleObject(information.hProcess, 10000);
-    }
-};
+    return 0;
+});
 
 class FileContract : public testing::Test
 {
@@ -230,9 +199,7 @@ TEST_F(FileContract, AnotherProcessHoldsUntilItIsKilled)
 {
     const Wide path = m_folder.File("held");
     test::WriteFileBytes(path, "text");
-    test::SetVariable(holderVariable, test::ToUtf8(path));
-    const OtherProcess holder;
-    test::SetVariable(holderVariable, "");
+    const test::Child holder(OLESTR("hold ") + path);
     for (int tries = 0; tries < 1000 && Handle(Open(path, GENERIC_READ, shareBoth)).IsOpen(); ++tries)
         ::Sleep(10);
     EXPECT_EQ(ERROR_SHARING_VIOLATION, OpenError(path, GENERIC_READ, shareBoth));

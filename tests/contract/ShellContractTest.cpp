@@ -1,4 +1,5 @@
 // The shell: special folders, folder creation, its version, and the programs that it starts.
+#include "Role.h"
 #include "TestSupport.h"
 
 #include <cstdlib>
@@ -134,13 +135,7 @@ TEST(ShellContract, ItsVersion)
 class ShellStartContract : public testing::Test
 {
 protected:
-    ShellStartContract()
-    {
-        WCHAR path[1024];
-        ::GetModuleFileNameW(nullptr, path, 1024);
-        m_program = path;
-        test::SetVariable(reportVariable, "1");
-    }
+    ShellStartContract() { test::SetVariable(reportVariable, "1"); }
     ~ShellStartContract() override { test::SetVariable(reportVariable, ""); }
 
     SHELLEXECUTEINFOW Start(const Wide& file, const WCHAR* parameters, const WCHAR* folder)
@@ -161,7 +156,7 @@ protected:
     }
 
     test::TemporaryFolder m_folder;
-    Wide m_program;
+    const Wide m_program = test::ProgramPath();
     bool m_started = false;
     DWORD m_error = 0;
 };

@@ -1,4 +1,5 @@
 // Version information: of this program, which carries it, and of files that carry none.
+#include "Role.h"
 #include "TestSupport.h"
 
 #include <algorithm>
@@ -10,20 +11,13 @@ using test::Wide;
 
 constexpr DWORD marker = 7777;
 
-Wide OwnFile()
-{
-    WCHAR path[1024];
-    ::GetModuleFileNameW(nullptr, path, 1024);
-    return path;
-}
-
 std::vector<char> OwnBlock()
 {
     DWORD handle = marker;
-    std::vector<char> block(::GetFileVersionInfoSizeW(OwnFile().c_str(), &handle));
+    std::vector<char> block(::GetFileVersionInfoSizeW(test::ProgramPath().c_str(), &handle));
     EXPECT_EQ(0U, handle);
     EXPECT_FALSE(block.empty());
-    EXPECT_TRUE(::GetFileVersionInfoW(OwnFile().c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
+    EXPECT_TRUE(::GetFileVersionInfoW(test::ProgramPath().c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
     return block;
 }
 
@@ -98,7 +92,7 @@ TEST(VersionContract, TooSmallARoomCuts)
 {
     const std::vector<char> whole = OwnBlock();
     std::vector<char> cut(whole.size(), '\x55');
-    EXPECT_TRUE(::GetFileVersionInfoW(OwnFile().c_str(), 0, 64, cut.data()));
+    EXPECT_TRUE(::GetFileVersionInfoW(test::ProgramPath().c_str(), 0, 64, cut.data()));
     EXPECT_TRUE(std::equal(whole.begin() + 2, whole.begin() + 64, cut.begin() + 2));
     EXPECT_EQ('\x55', cut[64]);
 }

@@ -1,0 +1,400 @@
+// The stand-in's files where Windows has no say: the Linux side of paths, sharing and modes, and hostile files.
+#include "Paths.h"
+#include "SharedFile.h"
+#include "TestSupport.h"
+
+#include <aclapi.h>
+#include <elf.h>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <shellapi.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using namespace hostwindows;
+using test::Wide;
+
+constexpr DWORD shareBoth = FILE_SHARE_READ | FILE_SHARE_WRITE;
+
+std::string FileText(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+unsigned ModeOf(const std::string& path)
+{
+    struct ::stat status;
+    EXPECT_EQ(0, ::stat(path.c_str(), &status)) << path;
+    return status.st_mode & 07777;
+}
+
+class HostWindowsFile : public testing::Test
+{
+protected:
+    std::string Linux(const char* name) const { return FindPath(m_folder.File(name)).path; }
+    std::size_t EntryCount() const
+    {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(Linux("")), fs::directory_iterator()));
+    }
+    test::TemporaryFolder m_folder;
+};
+
+TEST_F(HostWindowsFile, PathsOnBothDrives)
+{
+    const std::string drive = MachineFolder() + "/drive_c";
+    fs::create_directories(drive + "/Data/Ä und ж");
+    const struct
+    {
+        const char16_t* windows;
+        std::string path;
+        DWORD error;
+        bool exists;
+    } cases[] = {
+        {u"C:\\", drive + "/", 0, true},
+        {u"c:/programdata", drive + "/ProgramData", 0, true},
+        {u"C:\\DATA\\ä UND Ж", drive + "/Data/Ä und ж", 0, true},
+        {u"C:\\data\\new", drive + "/Data/new", 0, false},
+        {u"C:\\..\\..\\Data", drive + "/Data", 0, true},
+        {u"C:\\Data\\..\\..\\..\\etc\\passwd", drive + "/etc/passwd", ERROR_PATH_NOT_FOUND, false},
+        {u"Z:\\ETC\\passwd", "/etc/passwd", 0, true},
+        {u"z:\\..\\etc/Passwd.", "/etc/passwd", 0, true},
+        {u"\\etc\\passwd", "/etc/passwd", 0, true},
+        {u"\\\\server\\share\\file", "", ERROR_PATH_NOT_FOUND, false},
+        {u"D:\\file", "", ERROR_PATH_NOT_FOUND, false},
+        {u"1:\\file", "", ERROR_PATH_NOT_FOUND, false},
+        {u"C:\\a:b", "", ERROR_INVALID_NAME, false},
+        {u"", "", ERROR_PATH_NOT_FOUND, false},
+    };
+    for (const auto& row : cases)
+    {
+        SCOPED_TRACE(Utf8FromUtf16(row.windows));
+        const FoundPath found = FindPath(row.windows);
+        EXPECT_EQ(row.path, found.path);
+        EXPECT_EQ(row.error, found.error);
+        EXPECT_EQ(row.exists, found.exists);
+    }
+    // The exact name comes before one in another letter case.
+    std::ofstream(drive + "/Data/name") << "";
+    std::ofstream(drive + "/Data/NAME") << "";
+    EXPECT_EQ(drive + "/Data/name", FindPath(u"C:\\Data\\name").path);
+    EXPECT_EQ(drive + "/Data/NAME", FindPath(u"C:\\Data\\NAME").path);
+
+    EXPECT_EQ(u"C:\\Data\\name", WindowsPath(drive + "/Data/name"));
+    EXPECT_EQ(u"C:\\", WindowsPath(drive));
+    EXPECT_EQ(u"Z:\\etc", WindowsPath("/etc"));
+    EXPECT_EQ(u"Z:", WindowsPath(drive + "x").substr(0, 2)) << "the drive's neighbour";
+}
+
+// Each in a process of its own, which has not looked at the machine's folder yet.
+TEST(HostWindowsMachine, UnusableIsSaidOnceThenTheFunctionsFail)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto use = [] {
+        ::setenv("HOSTWINDOWS_ROOT", "/proc/none/machine", 1);
+        int failures = 0;
+        for (int i = 0; i < 2; ++i)
+        {
+            failures += ::CreateDirectoryW(u"C:\\folder", nullptr) == 0 && ::GetLastError() == ERROR_PATH_NOT_FOUND;
+            failures += ::GetFileAttributesW(u"C:\\") == INVALID_FILE_ATTRIBUTES;
+        }
+        ::exit(failures);
+    };
+    EXPECT_EXIT(
+        use(), testing::ExitedWithCode(4),
+        "^hostwindows: the machine folder /proc/none/machine cannot be used: [^\n]+\n$");
+}
+
+TEST(HostWindowsMachine, UsualFoldersAreMadeOrFoundInAnyLetterCase)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string root = fs::temp_directory_path() / ("scankelv-machine-" + std::to_string(::getuid()));
+    fs::remove_all(root);
+    fs::create_directories(root + "/drive_c/programdata");
+    const auto use = [&root] {
+        ::setenv("HOSTWINDOWS_ROOT", root.c_str(), 1);
+        ::setenv("LOGNAME", "jane", 1);
+        ::exit(MachineFolder() == root && UserProfile() == u"C:\\Users\\jane" ? 7 : 1);
+    };
+    EXPECT_EXIT(use(), testing::ExitedWithCode(7), "^$");
+    EXPECT_TRUE(fs::is_directory(root + "/drive_c/Users/jane/AppData/Local/Temp"));
+    EXPECT_FALSE(fs::exists(root + "/drive_c/ProgramData"));
+    fs::remove_all(root);
+}
+
+TEST_F(HostWindowsFile, LongPathsWork)
+{
+    Wide path = m_folder.Path();
+    for (int i = 0; i < 3; ++i)
+    {
+        path += u"\\" + Wide(200, u'x');
+        ASSERT_TRUE(::CreateDirectoryW(path.c_str(), nullptr));
+    }
+    test::WriteFileBytes(path + u"\\file", "far away");
+    EXPECT_EQ("far away", test::ReadFileBytes(path + u"\\file"));
+}
+
+TEST_F(HostWindowsFile, ReplacingKeepsModeAndLeavesNothingBeside)
+{
+    const std::string path = Linux("file.ini");
+    std::ofstream(path) << "old";
+    ::chmod(path.c_str(), 0640);
+    EXPECT_EQ(0U, ReplaceWholeFile(path, "new contents"));
+    EXPECT_EQ("new contents", FileText(path));
+    EXPECT_EQ(0640U, ModeOf(path));
+
+    // A writer that was killed left its sibling behind; a hostile neighbour put a link there.
+    const std::string sibling = Linux(".file.ini.new");
+    const std::string victim = Linux("victim");
+    std::ofstream(victim) << "untouched";
+    std::ofstream(sibling) << "half a fi";
+    EXPECT_EQ(0U, ReplaceWholeFile(path, "second"));
+    ASSERT_EQ(0, ::symlink(victim.c_str(), sibling.c_str()));
+    EXPECT_EQ(0U, ReplaceWholeFile(path, "third"));
+    EXPECT_EQ("third", FileText(path));
+
+    // A link in the file's own place is replaced, not followed.
+    const std::string link = Linux("link.ini");
+    ASSERT_EQ(0, ::symlink(victim.c_str(), link.c_str()));
+    EXPECT_EQ(0U, ReplaceWholeFile(link, "own"));
+    EXPECT_FALSE(fs::is_symlink(link));
+    EXPECT_EQ("own", FileText(link));
+    EXPECT_EQ("untouched", FileText(victim));
+
+    const struct
+    {
+        const char* name;
+        DWORD error;
+    } refused[] = {{"", ERROR_ACCESS_DENIED}, {"missing/file", ERROR_PATH_NOT_FOUND}};
+    for (const auto& row : refused)
+        EXPECT_EQ(row.error, ReplaceWholeFile(Linux("") + row.name, "x")) << row.name;
+    ::chmod(path.c_str(), 0444);
+    EXPECT_EQ(ERROR_ACCESS_DENIED, ReplaceWholeFile(path, "x")) << "read-only binds root too";
+    ::chmod(path.c_str(), 0644);
+    SharedFile holder;
+    ASSERT_EQ(0U, holder.Open(path, GENERIC_READ, FILE_SHARE_READ, 0));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, ReplaceWholeFile(path, "x"));
+    EXPECT_EQ("third", FileText(path));
+    EXPECT_EQ(3U, EntryCount()) << "file, victim, link";
+}
+
+TEST_F(HostWindowsFile, ReplacingByManyProcessesAndKills)
+{
+    const std::string path = Linux("file");
+    constexpr int processes = 4;
+    constexpr std::size_t size = 20000;
+    std::vector<::pid_t> writers;
+    ASSERT_EQ(0U, ReplaceWholeFile(path, std::string(size, 'a')));
+    for (int i = 0; i < processes; ++i)
+        if (writers.push_back(::fork()); writers.back() == 0)
+        {
+            // The last one writes until it is killed.
+            for (int round = 0; round < 100 || i + 1 == processes; ++round)
+                if (ReplaceWholeFile(path, std::string(size, static_cast<char>('a' + i))) != NO_ERROR)
+                    ::_exit(1);
+            ::_exit(0);
+        }
+    for (int i = 0; i < processes; ++i)
+    {
+        int status = 0;
+        if (i + 1 == processes)
+            ::kill(writers.back(), SIGKILL);
+        ::waitpid(writers[static_cast<std::size_t>(i)], &status, 0);
+        EXPECT_TRUE(i + 1 == processes ? WIFSIGNALED(status) : WIFEXITED(status) && WEXITSTATUS(status) == 0) << i;
+    }
+    const std::string bytes = FileText(path);
+    EXPECT_EQ(std::string(size, bytes.empty() ? '?' : bytes[0]), bytes) << "whole, of one writer";
+    EXPECT_EQ(0U, ReplaceWholeFile(path, "last"));
+    EXPECT_EQ(1U, EntryCount());
+}
+
+TEST_F(HostWindowsFile, WhatIsNoFileNeverBlocks)
+{
+    ASSERT_EQ(0, ::mkfifo(Linux("pipe").c_str(), 0666));
+    std::string bytes;
+    const std::string paths[] = {Linux("pipe"), "/dev/null", "/dev/tty"};
+    for (const std::string& path : paths)
+        for (const DWORD access : {GENERIC_READ, GENERIC_WRITE})
+        {
+            SharedFile file;
+            EXPECT_NE(0U, file.Open(path, access, shareBoth, 0)) << path;
+        }
+    EXPECT_EQ(ERROR_ACCESS_DENIED, ReadWholeFile(Linux("pipe"), bytes));
+    EXPECT_EQ(ERROR_ACCESS_DENIED, ReplaceWholeFile(Linux("pipe"), "x"));
+    EXPECT_EQ(INVALID_FILE_ATTRIBUTES, ::GetFileAttributesW(m_folder.File("pipe\\x").c_str()));
+
+    // Another program's lock on a file does not stop an opening for ever, nor does it look like a claim.
+    std::ofstream(Linux("locked")) << "";
+    const int foreign = ::open(Linux("locked").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(0, ::flock(foreign, LOCK_EX));
+    SharedFile file;
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, file.Open(Linux("locked"), GENERIC_READ, shareBoth, 0));
+    ::close(foreign);
+    EXPECT_EQ(0U, file.Open(Linux("locked"), GENERIC_READ, shareBoth, 0));
+}
+
+TEST_F(HostWindowsFile, AFailedOpeningDoesNotTruncate)
+{
+    const std::string path = Linux("file");
+    std::ofstream(path) << "text";
+    SharedFile holder;
+    SharedFile second;
+    ASSERT_EQ(0U, holder.Open(path, GENERIC_READ, FILE_SHARE_READ, 0));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, second.Open(path, GENERIC_WRITE, shareBoth, O_CREAT | O_TRUNC));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, second.Open(path, 0, shareBoth, O_CREAT | O_TRUNC));
+    holder.Close();
+    ::chmod(path.c_str(), 0444);
+    EXPECT_EQ(ERROR_ACCESS_DENIED, second.Open(path, 0, shareBoth, O_CREAT | O_TRUNC));
+    EXPECT_EQ("text", FileText(path));
+}
+
+TEST_F(HostWindowsFile, AccessListsBecomeModes)
+{
+    const std::string everyone("\x01\x01\0\0\0\0\0\x01\0\0\0\0", 12);
+    const std::string somebody("\x01\x01\0\0\0\0\0\x05\x12\0\0\0", 12);
+    const struct
+    {
+        const std::string& sid;
+        DWORD rights;
+        unsigned folderMode, fileMode;
+    } cases[] = {
+        {everyone, GENERIC_ALL, 0777, 0666},
+        {everyone, GENERIC_READ | GENERIC_EXECUTE, 0555, 0444},
+        {somebody, GENERIC_ALL, 0, 0},
+    };
+    test::WriteFileBytes(m_folder.File("file"), "");
+    ::mkdir(Linux("sub").c_str(), 0700);
+    for (const auto& row : cases)
+    {
+        EXPLICIT_ACCESSW access{};
+        access.grfAccessPermissions = row.rights;
+        access.grfAccessMode = SET_ACCESS;
+        Wide sid(row.sid.size() / 2, u'\0');
+        row.sid.copy(reinterpret_cast<char*>(sid.data()), row.sid.size());
+        access.Trustee.ptstrName = sid.data();
+        PACL list = nullptr;
+        ASSERT_EQ(0U, ::SetEntriesInAclW(1, &access, nullptr, &list));
+        SECURITY_DESCRIPTOR descriptor;
+        ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+        ::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+        for (const char* name : {"sub", "file"})
+            EXPECT_TRUE(::SetFileSecurityW(m_folder.File(name).c_str(), DACL_SECURITY_INFORMATION, &descriptor));
+        EXPECT_EQ(row.folderMode, ModeOf(Linux("sub")));
+        EXPECT_EQ(row.fileMode, ModeOf(Linux("file")));
+        ::LocalFree(list);
+    }
+}
+
+TEST_F(HostWindowsFile, NoAssociation)
+{
+    test::WriteFileBytes(m_folder.File("text.txt"), "text");
+    test::WriteFileBytes(m_folder.File("plain"), "no mode to run");
+    for (const Wide& file : {m_folder.File("text.txt"), m_folder.File("plain"), m_folder.Path()})
+    {
+        SHELLEXECUTEINFOW info{};
+        info.cbSize = sizeof(info);
+        info.lpFile = file.c_str();
+        EXPECT_FALSE(::ShellExecuteExW(&info));
+        EXPECT_EQ(ERROR_NO_ASSOCIATION, ::GetLastError());
+        EXPECT_EQ(31U, reinterpret_cast<UINT_PTR>(info.hInstApp));
+    }
+}
+
+TEST_F(HostWindowsFile, ACutModulePathIsTerminated)
+{
+    WCHAR path[8] = {u'x', u'x', u'x', u'x', u'x', u'x', u'x', u'x'};
+    EXPECT_EQ(5U, ::GetModuleFileNameW(nullptr, path, 5));
+    EXPECT_EQ(u"Z:\\", Wide(path).substr(0, 3));
+    EXPECT_EQ(4U, Wide(path).size());
+    EXPECT_EQ(u'x', path[5]);
+}
+
+/// Every place of an ELF file that the reader trusts, damaged: a clear refusal or the block, never a read outside.
+TEST_F(HostWindowsFile, VersionOfDamagedPrograms)
+{
+    // Header, the block, names, and three section headers: none, names, ".rsrc".
+    const std::string names("\0.rsrc\0", 7);
+    std::string block("\x30\0\x04\0\0\0V\0\0\0\0\0", 12);
+    block.resize(0x30, '\x07');
+    const auto build = [&](auto change) {
+        Elf64_Ehdr header{};
+        std::copy_n(ELFMAG, SELFMAG, header.e_ident);
+        header.e_ident[EI_CLASS] = ELFCLASS64;
+        header.e_ident[EI_DATA] = ELFDATA2LSB;
+        header.e_shentsize = sizeof(Elf64_Shdr);
+        header.e_shnum = 3;
+        header.e_shstrndx = 1;
+        header.e_shoff = sizeof(header) + block.size() + names.size();
+        Elf64_Shdr sections[3]{};
+        sections[1].sh_offset = sizeof(header) + block.size();
+        sections[1].sh_size = names.size();
+        sections[2].sh_type = SHT_PROGBITS;
+        sections[2].sh_name = 1;
+        sections[2].sh_offset = sizeof(header);
+        sections[2].sh_size = block.size();
+        std::string contents = block;
+        change(header, sections, contents);
+        std::string bytes(reinterpret_cast<const char*>(&header), sizeof(header));
+        bytes += contents + names;
+        return bytes.append(reinterpret_cast<const char*>(sections), sizeof(sections));
+    };
+    using Change = void (*)(Elf64_Ehdr&, Elf64_Shdr*, std::string&);
+    const struct
+    {
+        const char* name;
+        Change change;
+        DWORD size;
+    } cases[] = {
+        {"sound", [](auto&, auto*, auto&) {}, 0x30},
+        {"32-bit", [](auto& header, auto*, auto&) { header.e_ident[EI_CLASS] = ELFCLASS32; }, 0},
+        {"table beyond the end", [](auto& header, auto*, auto&) { header.e_shoff = UINT64_MAX - 8; }, 0},
+        {"many sections", [](auto& header, auto*, auto&) { header.e_shnum = 0xFFFF; }, 0},
+        {"no names", [](auto& header, auto*, auto&) { header.e_shstrndx = 3; }, 0},
+        {"headers of another size", [](auto& header, auto*, auto&) { header.e_shentsize = 1; }, 0},
+        {"names huge", [](auto&, auto* sections, auto&) { sections[1].sh_size = UINT64_MAX; }, 0},
+        {"name beyond the names", [](auto&, auto* sections, auto&) { sections[2].sh_name = 1000; }, 0},
+        {"section beyond the end", [](auto&, auto* sections, auto&) { sections[2].sh_offset = 1 << 20; }, 0},
+        {"section huge", [](auto&, auto* sections, auto&) { sections[2].sh_size = UINT64_MAX; }, 0},
+        {"section without a byte", [](auto&, auto* sections, auto&) { sections[2].sh_size = 0; }, 0},
+        {"block longer than its section", [](auto&, auto*, auto& contents) { contents[1] = 1; }, 0},
+        {"value longer than the block", [](auto&, auto*, auto& contents) { contents[3] = 1; }, 0x30},
+        {"name without an end", [](auto&, auto*, auto& contents) { contents[8] = contents[10] = 'x'; }, 0x30},
+        {"shorter than its head", [](auto&, auto*, auto& contents) { contents[0] = 3; }, 3},
+    };
+    for (const auto& row : cases)
+    {
+        SCOPED_TRACE(row.name);
+        test::WriteFileBytes(m_folder.File("program"), build(row.change));
+        const Wide path = m_folder.File("program");
+        EXPECT_EQ(row.size, ::GetFileVersionInfoSizeW(path.c_str(), nullptr));
+        if (row.size == 0)
+        {
+            EXPECT_EQ(ERROR_RESOURCE_DATA_NOT_FOUND, ::GetLastError());
+            continue;
+        }
+        // On the heap, to its very byte: the sanitizer sees a read behind it. Cut at each length, too.
+        for (DWORD room = sizeof(WORD); room <= row.size; ++room)
+        {
+            const auto bytes = std::make_unique<char[]>(room);
+            ASSERT_TRUE(::GetFileVersionInfoW(path.c_str(), 0, room, bytes.get()));
+            for (const WCHAR* part : {u"\\", u"\\V", u"\\VarFileInfo\\Translation"})
+            {
+                void* value = nullptr;
+                UINT length = 0;
+                if (::VerQueryValueW(bytes.get(), part, &value, &length) != 0 && length != 0)
+                {
+                    EXPECT_LE(static_cast<char*>(value) + length, bytes.get() + room);
+                }
+            }
+        }
+    }
+}
+
+} // namespace
