@@ -8,8 +8,10 @@
 #include <unistd.h>
 #include <utility>
 
-namespace hostwindows {
-namespace {
+namespace hostwindows
+{
+namespace
+{
 
 // Each opening claims bytes far behind any contents with shared locks: they belong to the opening, not to the
 // process, and go with it, however the process ends.
@@ -43,7 +45,8 @@ bool ClaimedByOthers(int descriptor, ::off_t first, ::off_t count)
 /// Takes the file's one gate; a holder that keeps it too long (another program's lock) is given up on.
 bool EnterGate(int descriptor)
 {
-    for (int waited = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++waited) {
+    for (int waited = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++waited)
+    {
         if (errno != EWOULDBLOCK && errno != EINTR)
             return true; // a file system without locks: nothing to keep apart
         if (waited == patienceMilliseconds)
@@ -74,17 +77,33 @@ bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
         for (const Rule& rule : rules)
             if (rule.applies && rule.conflict != 0 && ClaimedByOthers(descriptor, rule.conflict, 1))
                 return false;
-    for (const Rule& rule : rules)
-        if (rule.applies && rule.claim != 0) {
-            struct ::flock claim = Claim(F_RDLCK, rule.claim, 1);
+    // The claims ascend: neighbours are taken in one call.
+    ::off_t first = 0;
+    ::off_t count = 0;
+    const auto take = [&] {
+        struct ::flock claim = Claim(F_RDLCK, first, count);
+        if (count != 0)
             ::fcntl(descriptor, F_OFD_SETLK, &claim);
+    };
+    for (const Rule& rule : rules)
+        if (rule.applies && rule.claim != 0)
+        {
+            if (rule.claim != first + count)
+            {
+                take();
+                first = rule.claim;
+                count = 0;
+            }
+            ++count;
         }
+    take();
     return true;
 }
 
 DWORD WriteAll(int descriptor, std::string_view bytes)
 {
-    while (!bytes.empty()) {
+    while (!bytes.empty())
+    {
         const ::ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
         if (count < 0 && errno != EINTR)
             return ErrorFromErrno(errno);
@@ -118,20 +137,25 @@ public:
 
     DWORD Create()
     {
-        for (int waited = 0; waited < patienceMilliseconds; ++waited) {
+        for (int waited = 0; waited < patienceMilliseconds; ++waited)
+        {
             const int made = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (made >= 0) {
+            if (made >= 0)
+            {
                 struct ::stat status
                 {
                 };
-                if (::flock(made, LOCK_EX | LOCK_NB) == 0 && ::fstat(made, &status) == 0 && status.st_nlink != 0) {
+                if (::flock(made, LOCK_EX | LOCK_NB) == 0 && ::fstat(made, &status) == 0 && status.st_nlink != 0)
+                {
                     m_descriptor = made;
                     return NO_ERROR;
                 }
                 ::close(made); // taken for a leftover between the two calls
-            } else if (errno != EEXIST)
+            }
+            else if (errno != EEXIST)
                 return ErrorFromErrno(errno);
-            else if (!RemoveLeftover()) {
+            else if (!RemoveLeftover())
+            {
                 const ::timespec millisecond{0, 1000000};
                 ::nanosleep(&millisecond, nullptr);
             }
@@ -217,7 +241,8 @@ DWORD SharedFile::Open(const std::string& path, DWORD access, DWORD sharing, int
     const bool readOnly = !folder && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
     if (readOnly && (writing || (access & DELETE) != 0))
         return ERROR_ACCESS_DENIED;
-    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0 && !folder) {
+    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0 && !folder)
+    {
         if (!EnterGate(descriptor))
             return ERROR_SHARING_VIOLATION;
         const bool claimed = ClaimSharing(descriptor, access, sharing);
@@ -282,11 +307,13 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
     std::size_t filled = 0;
     constexpr std::size_t smallest = 4096;
     bytes.resize(static_cast<std::size_t>(status.st_size) + 1); // one more: the end shows in the first call
-    for (;;) {
+    for (;;)
+    {
         const ::ssize_t count = ::read(file.Descriptor(), bytes.data() + filled, bytes.size() - filled);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0) {
+        if (count < 0)
+        {
             bytes.clear();
             return ErrorFromErrno(errno);
         }
@@ -318,7 +345,8 @@ DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
         return error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error;
     if (const DWORD error = WriteAll(sibling.Descriptor(), bytes); error != NO_ERROR)
         return error;
-    if (old.IsOpen()) {
+    if (old.IsOpen())
+    {
         constexpr unsigned modeBits = 07777;
         (void)!::fchown(sibling.Descriptor(), status.st_uid, status.st_gid);
         if (::fchmod(sibling.Descriptor(), status.st_mode & modeBits) != 0)
