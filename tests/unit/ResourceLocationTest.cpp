@@ -1,0 +1,166 @@
+#include "ResourceLocation.h"
+#include "FolderOperations.h"
+#include "Reports.h"
+#include "ResourceLocationShell.h"
+
+#include <cstring>
+
+using namespace scankelv;
+
+namespace
+{
+
+std::string Line(const std::string& path, bool exists)
+{
+    return "File \"" + path + (exists ? "\" does exist.\r\n" : "\" does not exist!\r\n");
+}
+
+TEST(MemoryArray, OwnsItsZeroedElements)
+{
+    using Bytes = MemoryArray<MemoryPoolMalloc, unsigned char>;
+    Bytes array;
+    EXPECT_TRUE(array.IsEmpty());
+    ASSERT_TRUE(array.Create(100));
+    EXPECT_EQ(std::string(100, '\0'), std::string(array.Elements(), array.Elements() + array.Count()));
+    array.Elements()[99] = 9;
+    Bytes copy = array;
+    array.Elements()[99] = 8;
+    EXPECT_EQ(9, copy.Elements()[99]);
+    Bytes moved = std::move(copy);
+    EXPECT_EQ(100U, moved.Count());
+    array = moved;
+    EXPECT_EQ(9, array.Elements()[99]);
+    EXPECT_FALSE((MemoryArray<MemoryPoolMalloc, WCHAR>().Create(~std::size_t(0) / 2 + 2))); // the bytes wrap around
+    EXPECT_FALSE(array.Create(~std::size_t(0) / 4));                                        // more than there is
+    EXPECT_TRUE(array.IsEmpty());
+    EXPECT_STREQ("", ResourceLocation().Text());
+}
+
+TEST(ResourceLocation, ComposesEveryMixOfParts)
+{
+    const char* const none = nullptr;
+    const struct
+    {
+        const char *root, *part1, *part2, *part3;
+        const char* expected;
+    } cases[] = {
+        {"C:\\root", "a", "b", "c.ini", "C:\\root\\a\\b\\c.ini"},
+        {"C:\\root", none, "ScanKELV", "Log.txt", "C:\\root\\ScanKELV\\Log.txt"},
+        {"C:\\Temp\\", none, "b", "c", "C:\\Temp\\\\b\\c"},
+        {none, none, "b", "c", "\\b\\c"},
+        {"", "a", none, none, "\\a"},
+        {"C:\\root", none, none, none, "C:\\root"},
+        {none, none, none, none, ""},
+    };
+    for (const auto& row : cases)
+        EXPECT_STREQ(row.expected, ComposeLocation(row.root, row.part1, row.part2, row.part3, false).Text());
+}
+
+TEST(ResourceLocation, CreatesTheFoldersButNotTheFile)
+{
+    const test::TemporaryFolder folder;
+    const std::string root = NarrowFromWide(folder.Path());
+    test::DebugConsoleCapture console;
+    DebugConsoleLogger();
+    console.Clear();
+    EXPECT_STREQ((root + "\\a\\b\\c").c_str(), ComposeLocation(root.c_str(), "a", "b", "c", true).Text());
+    EXPECT_EQ(Line(root, true) + Line(root + "\\a", false) + Line(root + "\\a\\b", false), console.Text());
+    EXPECT_TRUE(test::FileExists(folder.File("a\\b")));
+    EXPECT_FALSE(test::FileExists(folder.File("a\\b\\c")));
+    // A part that is null is looked at once more; a folder that cannot be made is reported and does not stop.
+    test::WriteFileBytes(folder.File("file"), "");
+    console.Clear();
+    const std::string below = root + "\\file";
+    EXPECT_STREQ((below + "\\x\\c").c_str(), ComposeLocation(below.c_str(), nullptr, "x", "c", true).Text());
+    EXPECT_EQ(std::vector<std::string>{"result"}, test::ExpressionsIn(console.Text()));
+    EXPECT_EQ(0U, console.Text().find(Line(below, true) + Line(below, true) + Line(below + "\\x", false)));
+    EXPECT_EQ(test::SystemText(ERROR_PATH_NOT_FOUND), test::ReportsIn(console.Text())[0].context);
+}
+
+TEST(FolderOperations, PathExistsInBothWidths)
+{
+    const test::TemporaryFolder folder;
+    test::WriteFileBytes(folder.File("file \xC3\xA4"), "");
+    const struct
+    {
+        test::Wide path;
+        bool folder, exists;
+    } cases[] = {
+        {folder.File("file \xC3\xA4"), false, true},
+        {folder.File("file \xC3\xA4"), true, true},
+        {folder.File("none"), false, false},
+        {folder.Path(), false, false},
+        {folder.Path(), true, true},
+        {OLESTR(""), true, false},
+    };
+    for (const auto& row : cases)
+    {
+        const std::string narrow = NarrowFromWide(row.path);
+        const test::DebugConsoleCapture console;
+        EXPECT_EQ(row.exists, PathExists(narrow.c_str(), row.folder));
+        EXPECT_EQ(row.exists, PathExists(row.path.c_str(), row.folder));
+        EXPECT_EQ(Line(narrow, row.exists) + Line(narrow, row.exists), console.Text());
+    }
+}
+
+TEST(ResourceLocation, ShellFoldersAndTemporaryFolder)
+{
+    const test::DebugConsoleCapture console;
+    EXPECT_TRUE(ShellVersionAtLeast5());
+    EXPECT_EQ(0U, GetDllVersion(OLESTR("NoSuchLibrary.dll")));
+    EXPECT_EQ(0U, GetDllVersion(OLESTR("Kernel32.dll"))); // no such export, where there is such a library
+    const std::string user = UserDataRootLocation().Text(), common = CommonDataRootLocation().Text();
+    EXPECT_TRUE(user.ends_with("\\AppData\\Local")) << user;
+    EXPECT_EQ("C:\\ProgramData", common);
+    EXPECT_EQ(user + "\\ScanKELV\\Debug.ini", DebugIniLocation().Text());
+    EXPECT_EQ(user + "\\ScanKELV\\Log.txt", LogFileLocation().Text());
+    EXPECT_EQ("", console.Text());
+    EXPECT_EQ(common + "\\QLScan\\Quellon Generic Scan Driver\\Config.ini", std::string(WiaConfigLocation().Text()));
+    EXPECT_TRUE(PathExists("C:\\ProgramData\\QLScan\\Quellon Generic Scan Driver", true));
+
+    EXPECT_TRUE(GetLocationByFolderID(0x7777).IsEmpty());
+    EXPECT_TRUE(GetLocationByPIDL(nullptr).IsEmpty());
+    const std::vector<test::Report> reports = test::ReportsIn(console.Text());
+    ASSERT_EQ(2U, reports.size());
+    EXPECT_EQ("specialFolderLocationHResult", reports[0].expression);
+    EXPECT_EQ(test::SystemText(0x80070057), reports[0].context);
+    EXPECT_EQ("gotPath", reports[1].expression);
+    EXPECT_EQ("SHGetPathFromIDListA", reports[1].context);
+}
+
+TEST(ResourceLocation, TemporaryFolderOfAnyLength)
+{
+    char before[1024]{};
+    ::GetEnvironmentVariableA("TMP", before, sizeof(before));
+    for (const std::size_t length : {20U, 509U, 510U, 511U, 512U, 513U, 1500U})
+    {
+        SCOPED_TRACE(length);
+        std::string path = "C:\\";
+        while (path.size() < length)
+            path += path.size() % 50 == 49 && path.size() + 1 < length ? '\\' : 'x';
+        test::SetVariable("TMP", path);
+        // Windows itself gives no more than 261 characters; the location is empty then.
+        char whole[2048];
+        const bool given = ::GetTempPathA(sizeof(whole), whole) != 0;
+        const test::DebugConsoleCapture console;
+        EXPECT_EQ(given ? path + "\\" : "", LocationOfTemporaryRootFolder().Text());
+        EXPECT_EQ(given ? 0U : 1U, test::ReportsIn(console.Text()).size());
+    }
+    test::SetVariable("TMP", before);
+}
+
+TEST(ResourceLocation, FilesBesideTheProgram)
+{
+    test::Wide path(2000, WCHAR());
+    path.resize(::GetModuleFileNameW(nullptr, path.data(), 2000));
+    const std::size_t separator = path.rfind(WCHAR('\\'));
+    EXPECT_EQ(path, ModuleFileLocation<WCHAR>().View());
+    EXPECT_EQ(NarrowFromWide(path), ModuleFileLocation<char>().View());
+    EXPECT_EQ(path.substr(0, separator), ModuleFolderLocation<WCHAR>().View());
+    EXPECT_EQ(path.substr(0, separator + 1) + OLESTR("x.ini"), LocationOfModuleFile(OLESTR("x.ini")).View());
+    EXPECT_EQ(NarrowFromWide(path.substr(0, separator + 1)) + "Dlg.dll", LocationOfModuleFile("Dlg.dll").View());
+    for (const WCHAR* const name : {OLESTR(""), static_cast<const WCHAR*>(nullptr)})
+        EXPECT_TRUE(LocationOfModuleFile(name).IsEmpty());
+}
+
+} // namespace
