@@ -5,7 +5,8 @@
 #include <string_view>
 #include <windows.h>
 
-namespace hostwindows {
+namespace hostwindows
+{
 
 /// The machine's folder on the Linux file system, without a closing slash: HOSTWINDOWS_ROOT, else
 /// $XDG_DATA_HOME/hostwindows, else ~/.local/share/hostwindows. The first call makes it and the usual folders of its
