@@ -17,13 +17,15 @@ std::uintptr_t PageSize()
     return size;
 }
 
-/// Lets the kernel read a signal set there; it refuses the operation's number only afterwards.
+/// Lets the kernel read a signal set there; it refuses the operation's number only afterwards. A null set it would not
+/// read at all, and nothing lies in the first page.
 bool IsReadable(std::uintptr_t address)
 {
     constexpr std::uintptr_t setSize = 8;
     constexpr int noOperation = -1;
-    return ::syscall(SYS_rt_sigprocmask, noOperation, address & ~(setSize - 1), nullptr, setSize) == 0 ||
-           errno != EFAULT;
+    return address >= PageSize() &&
+           (::syscall(SYS_rt_sigprocmask, noOperation, address & ~(setSize - 1), nullptr, setSize) == 0 ||
+            errno != EFAULT);
 }
 
 /// Lets the kernel add 0 to a number there, atomically.

@@ -91,7 +91,11 @@ bool IsWholeLibrary(const std::string& path)
     if (::pread(file.Number(), segments.data(), bytes, static_cast<::off_t>(header.e_phoff)) !=
         static_cast<::ssize_t>(bytes))
         return false;
+    // The table of sections comes last in a file, so that a cut one lacks it.
     const auto size = static_cast<std::uint64_t>(status.st_size);
+    const std::uint64_t tableSize = std::uint64_t{header.e_shnum} * header.e_shentsize;
+    if (header.e_shoff > size || tableSize > size - header.e_shoff)
+        return false;
     return std::ranges::all_of(segments, [size](const ElfW(Phdr) & segment) {
         return segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset;
     });
