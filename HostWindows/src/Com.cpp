@@ -42,7 +42,7 @@ BSTR SysAllocStringLen(const OLECHAR* text, UINT length)
     if (prefix == nullptr)
         return nullptr;
     *prefix = static_cast<Prefix>(bytes);
-    const BSTR copy = reinterpret_cast<BSTR>(prefix + 1);
+    BSTR copy = reinterpret_cast<BSTR>(prefix + 1);
     if (text != nullptr)
         std::copy_n(text, length, copy);
     copy[length] = 0;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <iconv.h>
 
 namespace hostwindows
@@ -21,7 +22,7 @@ public:
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    bool IsOpen() const { return m_handle != reinterpret_cast<::iconv_t>(-1); }
+    bool IsOpen() const { return reinterpret_cast<std::intptr_t>(m_handle) != -1; }
 
     bool Run(std::string_view text, std::string& converted)
     {

@@ -56,7 +56,7 @@ private:
         return count;
     }
 
-    std::size_t CopyUnits(char* const start, char* const end)
+    std::size_t CopyUnits(char* start, const char* end)
     {
         constexpr std::ptrdiff_t longestCharacter = 4;
         char* to = start;
@@ -191,7 +191,7 @@ private:
             LinkLast(*self.m_current, *element);
             self.m_current = element;
             self.m_preserves[self.m_depth] = self.m_preserves[self.m_depth - 1];
-            for (int i = 0; i < namespaceCount; ++i)
+            for (std::ptrdiff_t i = 0; i < namespaceCount; ++i)
             {
                 const xmlChar* const declared = namespaces[2 * i];
                 const xmlChar* const uri = namespaces[2 * i + 1];
@@ -317,7 +317,8 @@ std::string DeclarationOf(std::basic_string_view<Character> text)
     {
         if (c == '>')
             break;
-        start += c < 0x80 && c > 0 ? static_cast<char>(c) : '?';
+        const char narrow = c < 0x80 && c > 0 ? static_cast<char>(c) : '?';
+        start += IsBlank(narrow) ? ' ' : narrow; // a line end is not kept as it was written
     }
     if (!start.starts_with(opening) || start.size() <= opening.size() || !IsBlank(start[opening.size()]) ||
         !start.ends_with('?'))

@@ -141,9 +141,9 @@ BSTR BstrOf(PutAll putAll)
 {
     Utf16Counter counter;
     putAll(counter);
-    const BSTR text = counter.units <= std::numeric_limits<UINT>::max()
-                          ? ::SysAllocStringLen(nullptr, static_cast<UINT>(counter.units))
-                          : nullptr;
+    BSTR text = counter.units <= std::numeric_limits<UINT>::max()
+                    ? ::SysAllocStringLen(nullptr, static_cast<UINT>(counter.units))
+                    : nullptr;
     if (text == nullptr)
         throw std::bad_alloc();
     Utf16Sink sink{text};

@@ -97,6 +97,7 @@ TEST_F(HostWindowsXml, LoadedTextsComeOutAsTheyWere)
         {"<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?><x/>",
          "<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?>\r\n<x/>\r\n"},
         {"<x>\r\n  <y>1</y>\n  <y/>\n</x>", "<x><y>1</y><y/></x>\r\n"},
+        {"<?xml version='1.0'\r\n?>\r\n<x/>", "<?xml version='1.0'  ?>\r\n<x/>\r\n"},
         {"<x>a <y/> b</x>", nullptr},
         {"<x xml:space=\"preserve\"> <y> </y> </x>", nullptr},
         {"<x xml:space=\"preserve\"><y xml:space=\"default\"> <z/></y></x>",
