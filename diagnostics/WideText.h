@@ -11,7 +11,7 @@
 namespace scankelv
 {
 
-/// UTF-16 text. WCHAR is the wide character of both systems (wchar_t on Windows, char16_t on the host).
+/// UTF-16 text. WCHAR is the 16-bit wide character of both systems, though not the same type on both.
 using WideText = std::basic_string<WCHAR>;
 using WideView = std::basic_string_view<WCHAR>;
 

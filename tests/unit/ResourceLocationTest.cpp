@@ -130,8 +130,7 @@ TEST(ResourceLocation, ShellFoldersAndTemporaryFolder)
 
 TEST(ResourceLocation, TemporaryFolderOfAnyLength)
 {
-    char before[1024]{};
-    ::GetEnvironmentVariableA("TMP", before, sizeof(before));
+    const ResourceLocation before = LocationOfTemporaryRootFolder();
     for (const std::size_t length : {20U, 509U, 510U, 511U, 512U, 513U, 1500U})
     {
         SCOPED_TRACE(length);
@@ -146,7 +145,7 @@ TEST(ResourceLocation, TemporaryFolderOfAnyLength)
         EXPECT_EQ(given ? path + "\\" : "", LocationOfTemporaryRootFolder().Text());
         EXPECT_EQ(given ? 0U : 1U, test::ReportsIn(console.Text()).size());
     }
-    test::SetVariable("TMP", before);
+    test::SetVariable("TMP", before.View());
 }
 
 TEST(ResourceLocation, FilesBesideTheProgram)
