@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <initializer_list>
 #include <shlobj.h>
 #include <thread>
 
@@ -46,7 +45,7 @@ public:
             CopyFileTo(ToWide(BuiltFolder(INSTALLATION)) + OLESTR("\\") + file, m_folder.Path() + OLESTR("\\") + file);
         ::CreateDirectoryW(DataFolder().c_str(), nullptr);
         WriteFileBytes(DebugIni(), "[Modules]\r\nAgent=1\r\nKELVClient=1\r\nKELVFindwellLibrary=1\r\n");
-        Behave("", "");
+        Behave("accepted");
     }
     ~Installation() { RemoveTraces(); }
     Installation(const Installation&) = delete;
@@ -60,19 +59,20 @@ public:
     {
         WriteFileBytes(File("ScanKELV.ini"), "[Settings]\r\n" + std::string(keys) + "\r\n");
     }
-    /// How the search library's user behaves, and what its calls give.
-    void Behave(std::string_view choice, std::string_view calls) const
+    /// How the search library's user behaves, and what one of its calls gives.
+    void Behave(const std::string& choice, const std::string& call = "c", const std::string& gives = "") const
     {
         WriteFileBytes(
-            File("FindwellDlg.xml"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?><findwell><user><choice>" +
-                                         std::string(choice.empty() ? "accepted" : choice) +
-                                         "</choice><event>ADDBTN.onclick</event><event>other</event></user><calls>" +
-                                         std::string(calls) + "</calls><devices>" + otherVendorsDevice + networkDevice +
-                                         localDevice + "</devices></findwell>");
+            File("FindwellDlg.xml"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?><findwell><user><choice>" + choice +
+                                         "</choice><event>ADDBTN.onclick</event><event>other</event></user><calls><" +
+                                         call + ">" + gives + "</" + call + "></calls><devices>" + otherVendorsDevice +
+                                         networkDevice + localDevice + "</devices></findwell>");
     }
     /// Another library in place of FindwellDlg.dll; an empty name: none.
     void UseLibrary(std::string_view name) const
     {
+        if (name == "FindwellDlg.dll")
+            return;
         ::DeleteFileW(File("FindwellDlg.dll").c_str());
         if (!name.empty())
             CopyFileTo(ToWide(BuiltFolder(TEST_LIBRARIES) + "\\" + std::string(name)), File("FindwellDlg.dll"));
@@ -157,21 +157,49 @@ inline std::string Stored(const Wide& path, std::string_view name)
     return "#" + std::to_string(number);
 }
 
-/// The lines as a logger writes them, in this order, each from the start of a line.
-inline void ExpectLines(const std::string& log, std::initializer_list<const char*> lines)
+/// The parts between bars.
+inline std::vector<std::string> Parts(std::string_view text)
+{
+    std::vector<std::string> parts;
+    for (std::size_t at = 0; !text.empty() && at <= text.size();)
+    {
+        parts.emplace_back(text.substr(at, text.find('|', at) - at));
+        at += parts.back().size() + 1;
+    }
+    return parts;
+}
+
+/// Lines between bars, as a logger writes them, in this order.
+inline void ExpectLines(const std::string& log, std::string_view lines)
 {
     std::size_t from = 0;
-    for (const char* const line : lines)
+    for (const std::string& line : Parts(lines))
     {
         std::string expected = "\n";
-        for (const char* c = line; *c != '\0'; ++c)
-            expected += *c == '\n' ? std::string("\r\n") : std::string(1, *c);
+        for (const char c : line)
+            expected += c == '\n' ? std::string("\r\n") : std::string(1, c);
         expected += "\r\n";
         const std::size_t at = log.find(expected, from);
         EXPECT_NE(std::string::npos, at) << "missing, or not in its place: " << line << "\nin:\n" << log;
-        if (at != std::string::npos)
-            from = at + expected.size() - 1;
+        from = at == std::string::npos ? from : at + expected.size() - 1;
     }
+}
+
+/// Values between bars, each "name=value" as Stored gives it.
+inline void ExpectStored(const Wide& path, std::string_view values)
+{
+    for (const std::string& value : Parts(values))
+    {
+        const std::size_t sign = value.find('=');
+        EXPECT_EQ(value.substr(sign + 1), Stored(path, value.substr(0, sign))) << value.substr(0, sign);
+    }
+}
+
+/// Pieces between bars, all of them somewhere in the record.
+inline void ExpectAsked(const std::string& record, std::string_view pieces)
+{
+    for (const std::string& piece : Parts(pieces))
+        EXPECT_NE(std::string::npos, record.find(piece)) << piece << "\nin:\n" << record;
 }
 
 template <class Condition>

@@ -53,7 +53,7 @@ TEST(InstanceGuard, AsksTheWordOfAnObjectThatOthersHold)
         const InstanceWord held(word);
         const ProgramResult result = installation.Run();
         EXPECT_EQ(exitCode, result.exitCode);
-        ExpectLines(result.debugConsole, {"\n---\n", "ScanKELV version 1.01.39", line, "\n"});
+        ExpectLines(result.debugConsole, "\n---\n|ScanKELV version 1.01.39|" + std::string(line) + "|\n");
         EXPECT_EQ(exitCode == 0, !installation.Asked().empty());
         if (word != 1)
         {
@@ -62,8 +62,7 @@ TEST(InstanceGuard, AsksTheWordOfAnObjectThatOthersHold)
         }
         // The ended agent's id stays in the word.
         EXPECT_GT(held.Value(), 1U);
-        const std::string idLine = "KELV process Id: " + std::to_string(held.Value());
-        ExpectLines(result.debugConsole, {idLine.c_str()});
+        ExpectLines(result.debugConsole, "KELV process Id: " + std::to_string(held.Value()));
     }
 }
 
@@ -76,13 +75,13 @@ TEST(InstanceGuard, ObjectThatCannotBeWrittenIsAProblem)
     const ProgramResult result = installation.Run();
     ::CloseHandle(mapping);
     EXPECT_EQ(1U, result.exitCode);
-    ExpectLines(result.debugConsole, {"KELV cannot run due to problem detecting other program instances!", "\n"});
+    ExpectLines(result.debugConsole, "KELV cannot run due to problem detecting other program instances!|\n");
 }
 
 TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
 {
     const Installation installation;
-    installation.Behave("", "<QueryDeviceAddress><thread>own</thread><delay>3000</delay></QueryDeviceAddress>");
+    installation.Behave("accepted", "QueryDeviceAddress", "<thread>own</thread><delay>3000</delay>");
     SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", ToUtf8(installation.File("console")));
     Wide commandLine = installation.CommandLine("/Q");
     STARTUPINFOW startup{};
@@ -96,7 +95,7 @@ TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
 
     const ProgramResult second = installation.Run();
     EXPECT_EQ(1U, second.exitCode);
-    ExpectLines(second.debugConsole, {"ScanKELV cannot run due to other program instances running!"});
+    ExpectLines(second.debugConsole, "ScanKELV cannot run due to other program instances running!");
 
     EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(first.hProcess, 30000));
     DWORD exitCode = 99;
@@ -106,7 +105,7 @@ TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
     ::CloseHandle(first.hProcess);
 
     // With the first one the object has gone.
-    installation.Behave("", "");
+    installation.Behave("accepted");
     EXPECT_EQ(0U, installation.Run("/Q").exitCode);
 }
 

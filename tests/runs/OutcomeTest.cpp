@@ -6,32 +6,30 @@ namespace
 
 using namespace test;
 
-constexpr const char* driverKey = "Software\\QLScan\\Run Driver";
-constexpr const char* singleModel = "ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series";
-constexpr const char* withProperties = "ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series\r\nPropertiesUI=1";
-constexpr const char* withSuift = "ProductName=Run Driver\r\nProductId=0\r\nMode=1\r\nSUIFT=1";
+const char* const library = "FindwellDlg.dll";
+const char* const dialog = "GetDeviceList_LCode";
+const char* const query = "GetDeviceInformation";
+const char* const singleModel = "ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series";
+const char* const withProperties = "ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series\r\nPropertiesUI=1";
+const char* const withSuift = "ProductName=Run Driver\r\nProductId=0\r\nMode=1\r\nSUIFT=1";
+const char* const records = "/devicelist Software\\ScanKELVRuns";
+const char* const moreRecords = "/More Software\\ScanKELVRuns";
+const char* const emptyList = "\ndeviceListXml is empty!\n";
+const char* const notParsed = "The device information not parsed.";
+const char* const notLoaded = "\nloading Findwell library failed!\n";
+const char* const noProduct = "FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini.";
+const char* const noModel = "FATAL: No model name provided for GSD! Check ScanKELV.ini and command line.";
 
-struct Outcome
-{
-    const char* name;
-    const char* settings; // keys of ScanKELV.ini; null: no such file
-    const char* arguments;
-    const char* choice; // of the search library's user
-    const char* calls;  // what the library's calls give
-    DWORD exitCode;
-    std::initializer_list<const char*> lines; // after the options
-    const char* library = "FindwellDlg.dll";
-    void (*prepare)(const Installation&) = nullptr;
-};
+using Preparation = void (*)(const Installation&);
 
 void StoreUiMode(const Installation&)
 {
-    StoreNumber(HKEY_CURRENT_USER, ToWide(driverKey), OLESTR("UI_Mode"), 1);
+    StoreNumber(HKEY_CURRENT_USER, OLESTR("Software\\QLScan\\Run Driver"), OLESTR("UI_Mode"), 1);
 }
 
 void StoreUiModeForAll(const Installation&)
 {
-    StoreNumber(HKEY_LOCAL_MACHINE, ToWide(driverKey), OLESTR("UI_Mode"), 7);
+    StoreNumber(HKEY_LOCAL_MACHINE, OLESTR("Software\\QLScan\\Run Driver"), OLESTR("UI_Mode"), 7);
 }
 
 void StoreRecord(const Installation&)
@@ -41,56 +39,45 @@ void StoreRecord(const Installation&)
     StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("ConnectionType"), 1);
 }
 
-/// A text that the model of documents must refuse or read within bounded memory and stack.
-void WriteNestedAnswer(const Installation& installation)
+void NestedAnswer(const Installation& installation)
 {
-    constexpr int depth = 100000;
-    std::string text;
-    for (int i = 0; i < depth; ++i)
-        text += "<n>";
-    for (int i = 0; i < depth; ++i)
-        text += "</n>";
-    WriteFileBytes(installation.File("answer"), text);
+    std::string opening;
+    std::string closing;
+    for (int depth = 0; depth < 100000; ++depth)
+    {
+        opening += "<n>";
+        closing += "</n>";
+    }
+    WriteFileBytes(installation.File("answer"), opening + closing);
 }
 
-void WriteHugeAnswer(const Installation& installation)
+void HugeAnswer(const Installation& installation)
 {
-    constexpr int elements = 5000000; // 50 MB
     std::string text = "<r>";
-    for (int i = 0; i < elements; ++i)
+    while (text.size() < 50U << 20)
         text += "<e>ab</e>\n";
     WriteFileBytes(installation.File("answer"), text + "</r>");
     ::DeleteFileW(installation.DebugIni().c_str());
 }
 
-void WriteLoneSurrogates(const Installation& installation)
+void LoneSurrogates(const Installation& installation)
 {
-    WriteFileBytes(
-        installation.File("answer"),
-        "\xFF\xFE" + Utf16Bytes(OLESTR("<iotype>")) + "\x01\xD8\x01\xD8" + Utf16Bytes(OLESTR("</iotype>")));
+    const std::string units = Utf16Bytes(OLESTR("<iotype>")) + "\x01\xD8\x01\xD8" + Utf16Bytes(OLESTR("</iotype>"));
+    WriteFileBytes(installation.File("answer"), "\xFF\xFE" + units);
 }
 
-void EmptyLibrary(const Installation& installation)
+template <char... Bytes>
+void SettingsOf(const Installation& installation)
 {
-    WriteFileBytes(installation.File("FindwellDlg.dll"), "");
+    std::string bytes;
+    while (bytes.size() < sizeof...(Bytes) * 1000)
+        bytes += {Bytes...};
+    WriteFileBytes(installation.File("ScanKELV.ini"), bytes);
 }
 
 void SettingsFolder(const Installation& installation)
 {
     ::CreateDirectoryW(installation.File("ScanKELV.ini").c_str(), nullptr);
-}
-
-void EmptySettings(const Installation& installation)
-{
-    WriteFileBytes(installation.File("ScanKELV.ini"), "");
-}
-
-void BinarySettings(const Installation& installation)
-{
-    std::string bytes;
-    for (int i = 0; i < 4096; ++i)
-        bytes += static_cast<char>((i * 37) ^ (i >> 3));
-    WriteFileBytes(installation.File("ScanKELV.ini"), bytes);
 }
 
 void HugeSettings(const Installation& installation)
@@ -101,285 +88,88 @@ void HugeSettings(const Installation& installation)
     WriteFileBytes(installation.File("ScanKELV.ini"), text + singleModel);
 }
 
+void BrokenLibrary(const Installation& installation)
+{
+    WriteFileBytes(installation.File(library), "MZ");
+}
+
+struct Outcome
+{
+    std::string name;
+    DWORD exitCode;
+    std::string lines;                  // between bars
+    const char* settings = singleModel; // null: no ScanKELV.ini
+    std::string arguments = "";
+    const char* choice = "accepted"; // of the search library's user
+    const char* call = "c";
+    const char* gives = ""; // this call of the library
+    const char* libraryFile = library;
+    Preparation prepare = nullptr;
+};
+
 const Outcome outcomes[] = {
-    {"Stored",
-     singleModel,
-     "",
-     "",
-     "",
-     0,
-     {"do not do Online testing", "\n entering XmlGenerateFilterText\n", "Hueward finished normally."}},
-    {"LibraryMissing", singleModel, "", "", "", 1, {"\nloading Findwell library failed!\n"}, ""},
-    {"LibraryWithoutRequiredEntry",
-     singleModel,
-     "",
-     "",
-     "",
-     1,
-     {"\nloading Findwell library failed!\n"},
-     "WithoutGetPrinterList.dll"},
-    {"LibraryThatIsNone",
-     singleModel,
-     "",
-     "",
-     "",
-     1,
-     {"\nloading Findwell library failed!\n"},
-     "FindwellDlg.dll",
-     &EmptyLibrary},
-    {"OnlineTesting", singleModel, "/Q", "", "", 0, {"do Online testing", "skip UI due to needQueryAddress"}},
-    {"OnlineTestingNotOffered",
-     singleModel,
-     "/Q",
-     "",
-     "",
-     0,
-     {"do not do Online testing", "skip UI due to needQueryAddress"},
-     "RequiredOnly.dll"},
-    {"StoredUiMode",
-     withSuift,
-     "",
-     "",
-     "",
-     0,
-     {"uiMode: 1", "skip UI due to UI_Mode"},
-     "FindwellDlg.dll",
-     &StoreUiMode},
-    {"StoredUiModeForAllUsers",
-     withSuift,
-     "",
-     "",
-     "",
-     0,
-     {"fail to open user storage for read in HKCU, trying system storage in HKLM", "uiMode: 7",
-      "skip UI due to UI_Mode"},
-     "FindwellDlg.dll",
-     &StoreUiModeForAll},
-    {"StoredUiModeOfSingleModel",
-     singleModel,
-     "/U",
-     "cancel",
-     "",
-     1,
-     {"\ndeviceListXml is empty!\n"},
-     "FindwellDlg.dll",
-     &StoreUiMode},
-    {"DeviceListWithoutRecords",
-     singleModel,
-     "/devicelist Software\\ScanKELVRuns",
-     "",
-     "",
-     1,
-     {"no multi-select records found, device list generation canceled!",
-      "The device information in /devicelist mode not parsed."}},
-    {"DeviceListStored",
-     singleModel,
-     "/devicelist Software\\ScanKELVRuns",
-     "",
-     "",
-     0,
-     {"addressString: 192.0.2.9"},
-     "FindwellDlg.dll",
+    {"Stored", 0, "do not do Online testing|\n entering XmlGenerateFilterText\n|Hueward finished normally."},
+    {"LibraryMissing", 1, notLoaded, singleModel, "", "", "c", "", ""},
+    {"LibraryLacksRequiredEntry", 1, notLoaded, singleModel, "", "", "c", "", "WithoutGetPrinterList.dll"},
+    {"LibraryBroken", 1, notLoaded, singleModel, "", "", "c", "", library, &BrokenLibrary},
+    {"OnlineTesting", 0, "do Online testing|skip UI due to needQueryAddress", singleModel, "/Q"},
+    {"OnlineTestingNotOffered", 0, "do not do Online testing|skip UI due to needQueryAddress", singleModel, "/Q", "",
+     "c", "", "RequiredOnly.dll"},
+    {"StoredUiMode", 0, "uiMode: 1|skip UI due to UI_Mode", withSuift, "", "", "c", "", library, &StoreUiMode},
+    {"StoredUiModeForAllUsers", 0,
+     "fail to open user storage for read in HKCU, trying system storage in HKLM|uiMode: 7|skip UI due to UI_Mode",
+     withSuift, "", "", "c", "", library, &StoreUiModeForAll},
+    {"StoredUiModeOfSingleModel", 1, emptyList, singleModel, "/U", "cancel", "c", "", library, &StoreUiMode},
+    {"NoRecords", 1,
+     "no multi-select records found, device list generation canceled!|"
+     "The device information in /devicelist mode not parsed.",
+     singleModel, records},
+    {"RecordStored", 0, "addressString: 192.0.2.9", singleModel, records, "", "c", "", library, &StoreRecord},
+    {"MergeNotOffered", 1, "\nMergeDevicelistXML not linked!\n", singleModel, records, "", "c", "", "RequiredOnly.dll",
      &StoreRecord},
-    {"MergeNotOffered",
-     singleModel,
-     "/devicelist Software\\ScanKELVRuns",
-     "",
-     "",
-     1,
-     {"\nMergeDevicelistXML not linked!\n"},
-     "RequiredOnly.dll",
-     &StoreRecord},
-    {"MergeFails",
-     singleModel,
-     "/More Software\\ScanKELVRuns",
-     "",
-     "<MergeDevicelistXML><return>0</return></MergeDevicelistXML>",
-     1,
-     {"\nMergeDevicelistXML failed!\n"}},
-    {"MergeGivesNoList",
-     singleModel,
-     "/More Software\\ScanKELVRuns",
-     "",
-     "",
-     1,
-     {"\ndeviceListXml is empty!\n"},
-     "FindwellDlg.dll",
-     &StoreRecord},
-    {"PropertiesFail",
-     withProperties,
-     "/PROP",
-     "",
-     "<ShowPropertiesUI><return>3</return></ShowPropertiesUI>",
-     1,
-     {"\nShowPropertiesUI failed!\n"}},
-    {"PropertiesEmpty", withProperties, "/PROP", "", "", 1, {"\ndeviceListXml is empty!\n"}},
-    {"PropertiesNotOffered", withProperties, "/PROP", "", "", 1, {"\ndeviceListXml is empty!\n"}, "RequiredOnly.dll"},
-    {"PropertiesNotPermitted", singleModel, "/PROP", "cancel", "", 1, {"\ndeviceListXml is empty!\n"}},
-    {"DialogFails",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><return>2</return></GetDeviceList_LCode>",
-     1,
-     {"\nGetDeviceList_LCode failed!\n"}},
-    {"DialogCancelledWithText",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><resultcode>0</resultcode><answer>left over</answer></GetDeviceList_LCode>",
-     1,
-     {"\ndeviceListXml: \nleft over\n", "The device search canceled."}},
-    {"DialogWithUnknownCode",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><resultcode>4294967295</resultcode></GetDeviceList_LCode>",
-     1,
-     {"The device search canceled."}},
-    {"NothingAccepted", "ProductName=Run Driver\r\nModelName=Unknown", "", "", "", 1, {"\ndeviceListXml is empty!\n"}},
-    {"QueryFails",
-     singleModel,
-     "/H 1",
-     "",
-     "<GetDeviceInformation><return>1</return></GetDeviceInformation>",
-     1,
-     {"\nGetDeviceInformation failed!\n"}},
-    {"QueriedDeviceDoesNotMatch",
-     singleModel,
-     "/H 1",
-     "position 1",
-     "",
-     1,
-     {"The device found does not match condition."}},
-    {"QueriedDeviceStored", singleModel, "/H 1", "position 2", "", 0, {"deviceNameString: Weir"}},
-    {"StorageCannotBeOpened",
-     singleModel,
-     nullptr,
-     "",
-     "",
-     1,
-     {"Hueward finished normally.", "The device information not stored."}},
-    {"AnswerIllFormed",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer>&lt;device&gt;</answer></GetDeviceList_LCode>",
-     1,
-     {"The device information not parsed."}},
-    {"AnswerEmpty",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer></answer></GetDeviceList_LCode>",
-     1,
-     {"The device information not parsed."}},
-    {"AnswerNull",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer><null/></answer></GetDeviceList_LCode>",
-     1,
-     {"\ndeviceListXml is empty!\n"}},
-    {"AnswerWithoutElements",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer>&lt;devicelist/&gt;</answer></GetDeviceList_LCode>",
-     1,
-     {"The device information not parsed."}},
-    {"AnswerWithDocumentType",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer><![CDATA[<!DOCTYPE d [<!ENTITY a \"aaaaaaaaaa\">]><d><iotype>&a;</iotype></d>]]>"
-     "</answer></GetDeviceList_LCode>",
-     1,
-     {"The device information not parsed."}},
-    {"AnswerDeeplyNested",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer><file>answer</file></answer></GetDeviceList_LCode>",
-     1,
-     {"The device information not parsed."},
-     "FindwellDlg.dll",
-     &WriteNestedAnswer},
-    {"AnswerOf50Megabytes",
-     singleModel,
-     "",
-     "",
-     "<GetDeviceList_LCode><answer><file>answer</file></answer></GetDeviceList_LCode>",
-     1,
-     {},
-     "FindwellDlg.dll",
-     &WriteHugeAnswer},
-    {"AnswerWithLoneSurrogates",
-     singleModel,
-     "/H 1",
-     "",
-     "<GetDeviceInformation><answer><file>answer</file></answer></GetDeviceInformation>",
-     1,
-     {"The device found does not match condition."},
-     "FindwellDlg.dll",
-     &WriteLoneSurrogates},
-    {"SettingsAreAFolder",
-     nullptr,
-     "",
-     "cancel",
-     "",
-     1,
-     {"ScanKELV.ini not found. Initialize GSD mode defaults.", "\ndeviceListXml is empty!\n"},
-     "FindwellDlg.dll",
-     &SettingsFolder},
-    {"SettingsOf10Megabytes",
-     nullptr,
-     "",
-     "cancel",
-     "",
-     1,
-     {"LanguageCode absent in ScanKELV.ini.", "\ndeviceListXml is empty!\n"},
-     "FindwellDlg.dll",
-     &HugeSettings},
-    {"SettingsEmpty",
-     nullptr,
-     "",
-     "",
-     "",
-     3,
-     {"FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini."},
-     "FindwellDlg.dll",
-     &EmptySettings},
-    {"SettingsBinary",
-     nullptr,
-     "",
-     "",
-     "",
-     3,
-     {"FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini."},
-     "FindwellDlg.dll",
-     &BinarySettings},
-    {"NeitherModelNorProductId",
-     "ProductName=Run Driver\r\nMode=1",
-     "",
-     "",
-     "",
-     3,
-     {"FATAL: both ModelName and ProductId absent in ScanKELV.ini! Check ScanKELV.ini."}},
-    {"SingleModeWithoutModel",
-     "ProductName=Run Driver\r\nProductId=1",
-     "",
-     "",
-     "",
-     3,
-     {"needQueryAddress: 0", "FATAL: No model name provided for GSD! Check ScanKELV.ini and command line."}},
-    {"SingleModeByCommand",
-     nullptr,
-     "/MODE 0",
-     "",
-     "",
-     3,
-     {"FATAL: No model name provided for GSD! Check ScanKELV.ini and command line."}},
+    {"MergeFails", 1, "\nMergeDevicelistXML failed!\n", singleModel, moreRecords, "", "MergeDevicelistXML",
+     "<return>0</return>"},
+    {"MergeGivesNoList", 1, emptyList, singleModel, moreRecords, "", "c", "", library, &StoreRecord},
+    {"PropertiesFail", 1, "\nShowPropertiesUI failed!\n", withProperties, "/PROP", "", "ShowPropertiesUI",
+     "<return>3</return>"},
+    {"PropertiesEmpty", 1, emptyList, withProperties, "/PROP"},
+    {"PropertiesNotOffered", 1, emptyList, withProperties, "/PROP", "", "c", "", "RequiredOnly.dll"},
+    {"PropertiesNotPermitted", 1, emptyList, singleModel, "/PROP", "cancel"},
+    {"DialogFails", 1, "\nGetDeviceList_LCode failed!\n", singleModel, "", "accepted", dialog, "<return>2</return>"},
+    {"DialogCancelledWithText", 1, "\ndeviceListXml: \nleft over\n|The device search canceled.", singleModel, "",
+     "accepted", dialog, "<resultcode>0</resultcode><answer>left over</answer>"},
+    {"DialogWithUnknownCode", 1, "The device search canceled.", singleModel, "", "accepted", dialog,
+     "<resultcode>4294967295</resultcode>"},
+    {"NothingAccepted", 1, emptyList, "ProductName=Run Driver\r\nModelName=Unknown"},
+    {"QueryFails", 1, "\nGetDeviceInformation failed!\n", singleModel, "/H 1", "accepted", query, "<return>1</return>"},
+    {"QueriedDeviceDiffers", 1, "The device found does not match condition.", singleModel, "/H 1", "position 1"},
+    {"QueriedDeviceStored", 0, "deviceNameString: Weir", singleModel, "/H 1", "position 2"},
+    // The registry takes no key of such a name.
+    {"StorageCannotBeOpened", 1, "Hueward finished normally.|The device information not stored.", singleModel,
+     "/M " + std::string(300, 'x')},
+    {"AnswerIllFormed", 1, notParsed, singleModel, "", "accepted", dialog, "<answer>&lt;device&gt;</answer>"},
+    {"AnswerEmpty", 1, notParsed, singleModel, "", "accepted", dialog, "<answer></answer>"},
+    {"AnswerNull", 1, emptyList, singleModel, "", "accepted", dialog, "<answer><null/></answer>"},
+    {"AnswerWithoutElements", 1, notParsed, singleModel, "", "accepted", dialog, "<answer>&lt;d/&gt;</answer>"},
+    {"AnswerWithDocumentType", 1, notParsed, singleModel, "", "accepted", dialog,
+     "<answer><![CDATA[<!DOCTYPE d [<!ENTITY a \"aaaaaaaaaa\">]><d><iotype>&a;</iotype></d>]]></answer>"},
+    {"AnswerDeeplyNested", 1, notParsed, singleModel, "", "accepted", dialog, "<answer><file>answer</file></answer>",
+     library, &NestedAnswer},
+    {"AnswerOf50Megabytes", 1, "", singleModel, "", "accepted", dialog, "<answer><file>answer</file></answer>", library,
+     &HugeAnswer},
+    {"AnswerWithLoneSurrogates", 1, "The device found does not match condition.", singleModel, "/H 1", "accepted",
+     query, "<answer><file>answer</file></answer>", library, &LoneSurrogates},
+    {"SettingsFolder", 1, std::string("ScanKELV.ini not found. Initialize GSD mode defaults.|") + emptyList, nullptr,
+     "", "cancel", "c", "", library, &SettingsFolder},
+    {"SettingsHuge", 1, std::string("LanguageCode absent in ScanKELV.ini.|") + emptyList, nullptr, "", "cancel", "c",
+     "", library, &HugeSettings},
+    {"SettingsEmpty", 3, noProduct, nullptr, "", "", "c", "", library, &SettingsOf<>},
+    {"SettingsBinary", 3, noProduct, nullptr, "", "", "c", "", library,
+     &SettingsOf<'[', '\0', '\xFF', '=', '\n', '\x1A'>},
+    {"NeitherModelNorProductId", 3, "FATAL: both ModelName and ProductId absent in ScanKELV.ini! Check ScanKELV.ini.",
+     "ProductName=D\r\nMode=1"},
+    {"SingleModeWithoutModel", 3, std::string("needQueryAddress: 0|") + noModel, "ProductName=D\r\nProductId=1"},
+    {"SingleModeByCommand", 3, noModel, nullptr, "/MODE 0"},
 };
 
 class Run : public testing::TestWithParam<Outcome>
@@ -400,32 +190,26 @@ TEST_P(Run, EndsWithItsMessageAndExitCode)
     const Installation installation;
     if (outcome.settings != nullptr)
         installation.Settings(outcome.settings);
-    installation.Behave(outcome.choice, outcome.calls);
-    if (std::string_view(outcome.library) != "FindwellDlg.dll")
-        installation.UseLibrary(outcome.library);
+    installation.Behave(outcome.choice, outcome.call, outcome.gives);
+    installation.UseLibrary(outcome.libraryFile);
     if (outcome.prepare != nullptr)
         outcome.prepare(installation);
 
-    // A key of the registry cannot have a name of 300 characters.
-    const ProgramResult result =
-        installation.Run(outcome.arguments == nullptr ? "/M " + std::string(300, 'x') : outcome.arguments);
+    const ProgramResult result = installation.Run(outcome.arguments);
 
     EXPECT_TRUE(result.started);
     EXPECT_EQ(outcome.exitCode, result.exitCode);
     ExpectLines(result.debugConsole, outcome.lines);
-    if (outcome.lines.size() != 0 && outcome.exitCode != 3)
+    if (!outcome.lines.empty() && outcome.exitCode != 3)
         ExpectLines(
-            result.debugConsole,
-            {"\n---\n", outcome.exitCode == 0 ? "KELV port configuration done." : "KELV port configuration not done.",
-             "\n"});
+            result.debugConsole, outcome.exitCode == 0 ? "\n---\n|KELV port configuration done.|\n"
+                                                       : "\n---\n|KELV port configuration not done.|\n");
     // A text that the library handed out comes back exactly once.
     const std::string asked = installation.Asked();
     EXPECT_EQ(Count(asked, "  listText = ") - Count(asked, "  listText = (null)"), Count(asked, "  released")) << asked;
     EXPECT_EQ(0U, Count(asked, "not a text of this library"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Runs, Run, testing::ValuesIn(outcomes), [](const auto& run) {
-    return std::string(run.param.name);
-});
+INSTANTIATE_TEST_SUITE_P(Runs, Run, testing::ValuesIn(outcomes), [](const auto& run) { return run.param.name; });
 
 } // namespace
