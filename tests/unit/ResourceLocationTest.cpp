@@ -130,7 +130,8 @@ TEST(ResourceLocation, ShellFoldersAndTemporaryFolder)
 
 TEST(ResourceLocation, TemporaryFolderOfAnyLength)
 {
-    const ResourceLocation before = LocationOfTemporaryRootFolder();
+    WCHAR before[1024]{};
+    ::GetEnvironmentVariableW(OLESTR("TMP"), before, static_cast<DWORD>(std::size(before)));
     for (const std::size_t length : {20U, 509U, 510U, 511U, 512U, 513U, 1500U})
     {
         SCOPED_TRACE(length);
@@ -145,7 +146,7 @@ TEST(ResourceLocation, TemporaryFolderOfAnyLength)
         EXPECT_EQ(given ? path + "\\" : "", LocationOfTemporaryRootFolder().Text());
         EXPECT_EQ(given ? 0U : 1U, test::ReportsIn(console.Text()).size());
     }
-    test::SetVariable("TMP", before.View());
+    test::SetVariable("TMP", test::ToUtf8(before)); // unset when it was
 }
 
 TEST(ResourceLocation, FilesBesideTheProgram)
