@@ -14,8 +14,11 @@ namespace hostwindows
 namespace
 {
 
-// Taken out before anything runs, so that programs which this one starts by other means do not find it.
-[[maybe_unused]] const int takenOut = ::unsetenv(commandLineVariable);
+/// Taken out before anything else runs, so that programs which this one starts by other means do not find it.
+[[gnu::constructor(101)]] void TakeOutVariable()
+{
+    ::unsetenv(commandLineVariable);
+}
 
 /// The zero-terminated texts of a file below /proc/self.
 std::vector<std::string> TextsOf(const char* file)

@@ -1,0 +1,293 @@
+// What the stand-in does where Windows' documents and measurements differ, or where only Linux can look.
+#include "Role.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <sys/mman.h>
+#include <sys/wait.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using test::Child;
+using test::ToUtf8;
+using test::ToWide;
+using test::Wide;
+
+constexpr DWORD marker = 0xDEADBEEF;
+
+std::string LinuxPath(const Wide& windowsPath)
+{
+    std::string path = ToUtf8(windowsPath).substr(2);
+    std::replace(path.begin(), path.end(), '\\', '/');
+    return path;
+}
+
+std::size_t EntriesIn(const fs::path& folder)
+{
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
+}
+
+HANDLE CreateMapping(const WCHAR* name)
+{
+    return ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name);
+}
+
+/// Started by the shell with this variable, the program prints its command line.
+const bool printer = [] {
+    if (std::getenv("SCANKELV_TEST_PRINT") == nullptr)
+        return false;
+    std::fputs(::GetCommandLineA(), stdout);
+    std::fflush(stdout);
+    ::ExitProcess(0);
+}();
+
+/// Exit code: the last error of a mapping's creation.
+const bool creator = test::InRole(
+    OLESTR("create"), [](const Wide& name) -> UINT { return CreateMapping(name.c_str()), ::GetLastError(); });
+
+/// Writes keys of its own letter into a profile file; the rest of the line is the letter and the file.
+constexpr int keysOfEach = 40;
+const bool writer = test::InRole(OLESTR("write"), [](const Wide& rest) -> UINT {
+    for (int i = 0; i < keysOfEach; ++i)
+        if (::WritePrivateProfileStringW(
+                OLESTR("S"), (rest.substr(0, 1) + ToWide(std::to_string(i))).c_str(), OLESTR("v"), rest.c_str() + 2) ==
+            0)
+            return ::GetLastError();
+    return 0;
+});
+
+/// Exit code: 0 when nothing but the standard streams and the tests' variables came along.
+const bool inheritor = test::InRole(OLESTR("inherit"), [](const Wide&) -> UINT {
+    const bool clean = EntriesIn("/proc/self/fd") == 4; // one of them reads the folder
+    return std::getenv("HOSTWINDOWS_COMMAND_LINE") == nullptr && clean ? 0 : 1;
+});
+
+TEST(HostMessage, DocumentedTexts)
+{
+    const struct
+    {
+        DWORD code;
+        const char* text;
+    } rows[] = {
+        {0, "The operation completed successfully.\r\n"},
+        {2, "The system cannot find the file specified.\r\n"},
+        {3, "The system cannot find the path specified.\r\n"},
+        {0x80070005, "Access is denied.\r\n"},
+        {6, "The handle is invalid.\r\n"},
+        {13, "The data is invalid.\r\n"},
+        {14, "Not enough storage is available to complete this operation.\r\n"},
+        {193, "%1 is not a valid Win32 application.\r\n"},
+        {0x800401F0, "CoInitialize has not been called.\r\n"},
+    };
+    for (const auto& row : rows)
+    {
+        char text[1024];
+        ::FormatMessageA(
+            FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, row.code, 0x400, text, sizeof(text),
+            nullptr);
+        EXPECT_STREQ(row.text, text);
+    }
+}
+
+TEST(HostModule, ACutPathIsTerminated)
+{
+    WCHAR path[] = {'#', '#', '#', '#', '#'};
+    EXPECT_EQ(4U, ::GetModuleFileNameW(nullptr, path, 4));
+    EXPECT_EQ(Wide(OLESTR("Z:\\")), path);
+    EXPECT_EQ('#', path[4]);
+}
+
+TEST(HostKernel, CommandLineOfAProgramThatLinuxStarted)
+{
+    const std::string program = fs::read_symlink("/proc/self/exe");
+    const std::string command =
+        "SCANKELV_TEST_PRINT=1 '" + program + "' /M 'b c' '' 'say \"x y\"' '\xC3\xA4' 'tab\there'";
+    std::string printed(4096, '\0');
+    std::FILE* pipe = ::popen(command.c_str(), "r");
+    printed.resize(std::fread(printed.data(), 1, printed.size(), pipe));
+    EXPECT_EQ(0, ::pclose(pipe));
+    EXPECT_EQ('"' + ToUtf8(test::ProgramPath()) + "\" /M \"b c\" \"\" say \"x y\" \xC3\xA4 \"tab\there\"", printed);
+    EXPECT_EQ("Z:" + program, "Z:" + LinuxPath(test::ProgramPath()));
+}
+
+TEST(HostKernel, AStartedProgramInheritsNothingAndLeavesNoZombie)
+{
+    EXPECT_EQ(0U, Child(OLESTR("inherit x")).Wait());
+    for (int i = 0; i < 10; ++i)
+    {
+        test::SetVariable("SCANKELV_TEST_ROLE", "1");
+        STARTUPINFOW startup{};
+        PROCESS_INFORMATION process{};
+        Wide line = OLESTR("inherit x");
+        ASSERT_NE(
+            0, ::CreateProcessW(
+                   test::ProgramPath().c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                   &process));
+        ::CloseHandle(process.hThread);
+        ::CloseHandle(process.hProcess); // while it runs
+    }
+    test::SetVariable("SCANKELV_TEST_ROLE", "");
+    ::siginfo_t left{};
+    for (int i = 0; i < 500; ++i)
+    {
+        Child(OLESTR("inherit x")).Wait();
+        left = {};
+        if (::waitid(P_ALL, 0, &left, WEXITED | WNOHANG | WNOWAIT) != 0)
+            break; // no child at all
+    }
+    EXPECT_EQ(0, left.si_pid);
+    EXPECT_EQ(-1, ::waitid(P_ALL, 0, &left, WEXITED | WNOHANG | WNOWAIT));
+}
+
+TEST(HostKernel, TheDebuggerConsoleIsTheFileThatTheVariableNamesNow)
+{
+    const test::TemporaryFolder folder;
+    for (const char* name : {"a", "b", "a"})
+    {
+        test::SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", LinuxPath(folder.File(name)));
+        ::SetLastError(marker);
+        ::OutputDebugStringA((std::string(name) + "%s\r\n").c_str());
+        EXPECT_EQ(marker, ::GetLastError());
+    }
+    test::SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", "");
+    EXPECT_EQ("a%s\r\na%s\r\n", test::ReadFileBytes(folder.File("a")));
+    EXPECT_EQ("b%s\r\n", test::ReadFileBytes(folder.File("b")));
+}
+
+TEST(HostKernel, PointerProbesStopAtAPageThatIsNotThere)
+{
+    constexpr std::size_t page = 4096;
+    auto* const memory =
+        static_cast<char*>(::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_EQ(0, ::mprotect(memory + page, page, PROT_NONE));
+    std::fill(memory, memory + page, 'x');
+    const auto* text = memory + page - 8;
+    const auto* wide = reinterpret_cast<const WCHAR*>(text);
+    EXPECT_FALSE(::IsBadStringPtrA(text, 8));
+    EXPECT_TRUE(::IsBadStringPtrA(text, 9));
+    EXPECT_FALSE(::IsBadStringPtrW(wide, 4));
+    EXPECT_TRUE(::IsBadStringPtrW(wide, 5));
+    EXPECT_FALSE(::IsBadWritePtr(memory, page));
+    EXPECT_TRUE(::IsBadWritePtr(memory + page - 1, 2));
+    memory[page - 1] = memory[page - 2] = '\0';
+    EXPECT_FALSE(::IsBadStringPtrA(text, 100) || ::IsBadStringPtrW(wide, 100));
+    EXPECT_FALSE(::IsBadStringPtrA(nullptr, 0) || ::IsBadStringPtrA(memory + page, 0));
+    ::munmap(memory, 2 * page);
+}
+
+TEST(HostMapping, LeavesNoFilesAndSharesNothingBetweenMachines)
+{
+    const Wide name = OLESTR("counted");
+    for (int i = 0; i < 300; ++i)
+        ::CloseHandle(CreateMapping((name + ToWide(std::to_string(i))).c_str()));
+    const std::string machine = std::getenv("HOSTWINDOWS_ROOT");
+    EXPECT_EQ(1U, EntriesIn(machine + "/objects")); // the lock file
+
+    ::SetLastError(marker);
+    EXPECT_EQ(nullptr, CreateMapping(Wide(300, 'x').c_str()));
+    EXPECT_EQ(ERROR_FILENAME_EXCED_RANGE, ::GetLastError());
+
+    const test::TemporaryFolder folder;
+    test::WriteFileBytes(folder.File("file"), "");
+    const HANDLE held = CreateMapping(name.c_str());
+    const struct
+    {
+        const char* what;
+        std::string root;
+        DWORD error;
+    } rows[] = {
+        {"the same machine", machine, ERROR_ALREADY_EXISTS},
+        {"another machine", LinuxPath(folder.File("other")), 0},
+        {"a machine that cannot be", LinuxPath(folder.File("file")), ERROR_PATH_NOT_FOUND},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(row.what);
+        test::SetVariable("HOSTWINDOWS_ROOT", row.root);
+        EXPECT_EQ(row.error, Child(OLESTR("create ") + name).Wait());
+    }
+    test::SetVariable("HOSTWINDOWS_ROOT", machine);
+    // What a killed holder left behind is replaced, not added to.
+    EXPECT_EQ(0U, Child(OLESTR("create killed")).Wait());
+    EXPECT_EQ(0U, Child(OLESTR("create killed")).Wait());
+    EXPECT_EQ(3U, EntriesIn(machine + "/objects"));
+    ::CloseHandle(held);
+}
+
+struct BytesCase
+{
+    std::string_view before;
+    const char* key; // of section "S"
+    const char* value;
+    std::string_view after;
+};
+constexpr BytesCase bytesCases[] = {
+    {"[S]\n  a = 1\n\n; \xE4\xFF\n[T]\nb= 2\n", "a", "3", "[S]\n  a=3\n\n; \xE4\xFF\n[T]\nb= 2\n"},
+    {"[S]\r\na=1\r\n\r\n\r\n[T]\r\n", "b", "2", "[S]\r\na=1\r\nb=2\r\n\r\n\r\n[T]\r\n"},
+    {"\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n b = \xF5\r\r\n", "B", nullptr, "\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n"},
+    {"[S]\r\nk=v", "k", "w", "[S]\r\nk=w"},
+    {"\xE4=\xE4\r\n[S]", "k", "\xE4", "\xE4=\xE4\r\n[S]\r\nk=\xE4\r\n"},
+    {{"\xFF\xFE[\0S\0]\0\n\0x", 11}, "k", "v", {"\xFF\xFE[\0S\0]\0\n\0k\0=\0v\0\r\0\n\0x", 21}},
+};
+
+TEST(HostProfileFile, OtherLinesStayByteForByte)
+{
+    const test::TemporaryFolder folder;
+    const Wide file = folder.File("a.ini");
+    for (const BytesCase& row : bytesCases)
+    {
+        SCOPED_TRACE(row.before);
+        test::WriteFileBytes(file, row.before);
+        EXPECT_NE(0, ::WritePrivateProfileStringA("S", row.key, row.value, ToUtf8(file).c_str()));
+        EXPECT_EQ(row.after, test::ReadFileBytes(file));
+    }
+    EXPECT_EQ(1U, EntriesIn(LinuxPath(folder.Path())));
+}
+
+TEST(HostProfileFile, ReadingWhereTheDocumentsDecide)
+{
+    const test::TemporaryFolder folder;
+    const std::string file = ToUtf8(folder.File("a.ini"));
+    test::WriteFileBytes(folder.File("a.ini"), "[\xC3\x84\xD0\x96]\r\nN=-12\r\n\xC3\xBC=\xC3\xBC\xFF\r\n");
+    EXPECT_EQ(0U, ::GetPrivateProfileIntA("\xC3\xA4\xD0\xB6", "n", 5, file.c_str()));
+    char text[16];
+    EXPECT_EQ(3U, ::GetPrivateProfileStringA("\xC3\xA4\xD0\xB6", "\xC3\x9C", "", text, 16, file.c_str()));
+    EXPECT_STREQ("\xC3\xBC\xFF", text); // as it stands, the malformed byte too
+}
+
+TEST(HostProfileFile, WritersLoseNoKeyAndAKilledOneHoldsNobodyUp)
+{
+    const test::TemporaryFolder folder;
+    const Wide file = folder.File("a.ini");
+    {
+        const Child writers[] = {
+            Child(OLESTR("write a ") + file), Child(OLESTR("write b ") + file), Child(OLESTR("write c ") + file)};
+        for (const Child& each : writers)
+            EXPECT_EQ(0U, each.Wait());
+    }
+    for (const char letter : {'a', 'b', 'c'})
+        for (int i = 0; i < keysOfEach; ++i)
+        {
+            const Wide key = ToWide(letter + std::to_string(i));
+            WCHAR value[8];
+            ::GetPrivateProfileStringW(OLESTR("S"), key.c_str(), OLESTR(""), value, 8, file.c_str());
+            EXPECT_EQ(Wide(OLESTR("v")), value) << ToUtf8(key);
+        }
+    for (DWORD delay = 0; delay < 12; ++delay)
+    {
+        {
+            const Child killed(OLESTR("write d ") + file);
+            ::Sleep(3 + delay);
+        }
+        const std::string bytes = test::ReadFileBytes(file);
+        EXPECT_TRUE(bytes.starts_with("[S]\r\n") && bytes.ends_with("=v\r\n") && bytes.size() > 700);
+    }
+    EXPECT_EQ(0U, Child(OLESTR("write e ") + file).Wait());
+    EXPECT_EQ(1U, EntriesIn(LinuxPath(folder.Path()))); // nothing left behind
+}
+
+} // namespace
