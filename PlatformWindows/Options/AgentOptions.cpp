@@ -190,10 +190,8 @@ private:
     /// @return false after the message of a condition that ends the process
     static bool Consistent(const AgentOptions& options, std::span<const Check> checks)
     {
-        for (const auto& [applies, message] : checks)
-            if (applies(options) && !GoesOnAfter(message))
-                return false;
-        return true;
+        return std::ranges::all_of(
+            checks, [&](const Check& check) { return !check.applies(options) || GoesOnAfter(check.message); });
     }
 
     /// @return false, the field as it was, when memory runs out

@@ -33,8 +33,8 @@ public:
 
     const WCHAR* ProductName() const; ///< never null
     bool IsDefaultProductName() const;
-    const WCHAR* VendorName() const;   ///< never null
-    const WCHAR* VendorId() const;     ///< null when unset, like the four below
+    const WCHAR* VendorName() const; ///< never null
+    const WCHAR* VendorId() const;   ///< null when unset, like the four below
     const WCHAR* ProductId() const;
     const WCHAR* ModelName() const;
     const WCHAR* LanguageCode() const;

@@ -9,8 +9,10 @@
 #include <optional>
 #include <utility>
 
-namespace scankelv {
-namespace {
+namespace scankelv
+{
+namespace
+{
 
 // A BSTR keeps its size in bytes, terminator and length prefix included, within 32 bits.
 constexpr std::size_t longestText = (std::numeric_limits<UINT>::max() - sizeof(UINT)) / sizeof(WCHAR) - 1;
@@ -76,7 +78,8 @@ _bstr_t _bstr_t::Adopt(BSTR text)
     if (text == nullptr)
         return result;
     result.m_data = new (std::nothrow) Data(text);
-    if (result.m_data == nullptr) {
+    if (result.m_data == nullptr)
+    {
         ::SysFreeString(text);
         OutOfMemory();
     }
@@ -94,13 +97,16 @@ BSTR _bstr_t::Get() const noexcept
 }
 
 const char* _bstr_t::Narrow() const
-try {
+try
+{
     if (m_data == nullptr)
         return nullptr;
     if (!m_data->narrow)
         m_data->narrow = NarrowFromWide(View());
     return m_data->narrow->c_str();
-} catch (const std::bad_alloc&) {
+}
+catch (const std::bad_alloc&)
+{
     OutOfMemory();
 }
 

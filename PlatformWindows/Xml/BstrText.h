@@ -7,7 +7,8 @@
 #include <oleauto.h>
 #include <string_view>
 
-namespace scankelv {
+namespace scankelv
+{
 
 /// A shared wide text over the system's BSTR: copies share one block with an atomic count, the last one frees it. The
 /// null text reads as empty. Running out of memory throws XmlError with E_OUTOFMEMORY.

@@ -3,7 +3,8 @@
 
 #include <utility>
 
-namespace scankelv {
+namespace scankelv
+{
 
 /// Copying adds a reference, dropping releases one.
 template <class Interface>

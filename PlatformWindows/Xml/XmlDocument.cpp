@@ -6,8 +6,10 @@
 #include <ole2.h>
 #include <type_traits>
 
-namespace scankelv {
-namespace {
+namespace scankelv
+{
+namespace
+{
 
 template <class Interface>
 const IID& IdOf();
@@ -72,14 +74,16 @@ HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext)
             CLSID_DOMDocument, nullptr, classContext, id, reinterpret_cast<void**>(object.Receive()));
     };
     HRESULT result = S_OK;
-    if ((classContext & (CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER)) != 0) {
+    if ((classContext & (CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER)) != 0)
+    {
         ComHandle<IUnknown> object;
         result = create(IID_IUnknown, object);
         if (SUCCEEDED(result))
             result = ::OleRun(object.Get());
         if (SUCCEEDED(result))
             result = object.Get()->QueryInterface(IID_IXMLDOMDocument, reinterpret_cast<void**>(created.Receive()));
-    } else
+    }
+    else
         result = create(IID_IXMLDOMDocument, created);
     document = SUCCEEDED(result) ? std::move(created) : XmlDocument();
     return result;
@@ -90,7 +94,8 @@ XmlDocument XmlCreateDocumentInitialisingCom()
     constexpr DWORD context = CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER;
     XmlDocument document;
     XmlCreateDocument(document, context);
-    if (!document) {
+    if (!document)
+    {
         // Not undone: the document that comes of it needs the thread's COM for as long as it lives.
         ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         XmlCreateDocument(document, context);
@@ -195,6 +200,8 @@ _bstr_t XmlText(IXMLDOMNode* node)
     return _bstr_t::Adopt(text);
 }
 
+// The building operations hold the caller's objects for as long as they run.
+// NOLINTBEGIN(performance-unnecessary-value-param)
 void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text)
 {
     const XmlElement element = XmlCreateElement(document, name);
@@ -214,5 +221,6 @@ _bstr_t XmlChildText(XmlNode node, _bstr_t name)
     const XmlNode found = XmlSelectFirst(node.Get(), name);
     return found ? XmlText(found.Get()) : _bstr_t(OLESTR(""));
 }
+// NOLINTEND(performance-unnecessary-value-param)
 
 } // namespace scankelv

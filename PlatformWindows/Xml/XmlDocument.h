@@ -9,7 +9,8 @@
 
 #include <msxml.h>
 
-namespace scankelv {
+namespace scankelv
+{
 
 using XmlDocument = ComHandle<IXMLDOMDocument>;
 using XmlElement = ComHandle<IXMLDOMElement>;

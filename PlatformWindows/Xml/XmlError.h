@@ -4,7 +4,8 @@
 #include <exception>
 #include <windows.h>
 
-namespace scankelv {
+namespace scankelv
+{
 
 /// A failed call of the document model, or text memory that ran out (E_OUTOFMEMORY, no interface), or an operation on
 /// an empty handle (E_POINTER).
