@@ -1,8 +1,6 @@
 // Whole runs: what the library was asked, and everything that was stored.
 #include "Installation.h"
 
-#include <regex>
-
 namespace
 {
 
@@ -91,8 +89,10 @@ TEST_P(DialogRunTest, StoresTheDevice)
     EXPECT_EQ(0U, result.exitCode) << result.debugConsole;
     ExpectAsked(installation.Asked(), run.asked);
     ExpectStored(key, run.values);
-    const std::regex time("\\d{4}/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3}");
-    EXPECT_TRUE(std::regex_match(Stored(key, "savedAt"), time));
+    std::string time = Stored(key, "savedAt");
+    std::ranges::replace_if(
+        time, [](char c) { return c >= '0' && c <= '9'; }, '0');
+    EXPECT_EQ("0000/00/00 00:00:00.000", time);
 
     const std::string saved = ReadFileBytes(deviceXml);
     const Wide declaration = OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?>");
