@@ -171,7 +171,7 @@ TEST(Kernel, PointerProbes)
         {"terminated within", bytes, 100, FALSE},
         {"null", nullptr, 5, TRUE},
         {"low address", low, 5, TRUE},
-        {"bound reached", bytes + 11, page, FALSE},
+        {"bound reached", bytes + 12, page, FALSE},
         {"read-only", readOnly, 100, FALSE},
     };
     for (const auto& row : texts)
