@@ -244,6 +244,8 @@ public:
     Query& operator=(const Query&) = delete;
     ~Query()
     {
+        if (m_statement == nullptr) // it could not be prepared
+            return;
         ::sqlite3_reset(m_statement);
         ::sqlite3_clear_bindings(m_statement);
     }
