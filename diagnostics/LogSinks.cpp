@@ -63,7 +63,7 @@ void TextRenderCombo::Write(std::string_view text) const
     if (m_beeps)
         ::Beep(toneHertz, toneMilliseconds);
     if (m_toStandardError)
-        std::fwrite(text.data(), 1, text.size(), stderr);
+        static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
 } // namespace scankelv

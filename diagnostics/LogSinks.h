@@ -70,8 +70,8 @@ public:
     static constexpr const char* settingsPhrase = ". Logging configured by default.";
 
     explicit TextRenderDebugConsole(const char* /*logFile*/) {}
-    void Enable(DWORD /*sinks*/) {}
-    void Write(std::string_view text) const { DebugConsoleWrite(text); }
+    static void Enable(DWORD /*sinks*/) {}
+    static void Write(std::string_view text) { DebugConsoleWrite(text); }
 };
 
 } // namespace scankelv

@@ -13,11 +13,11 @@ std::string NarrowFromWide(WideView text)
 
 WideText WideFromNarrow(std::string_view text)
 {
-    const int size = static_cast<int>(text.size());
-    const int length = size == 0 ? 0 : ::MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0);
+    const int bytes = static_cast<int>(text.size());
+    const int length = bytes == 0 ? 0 : ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, nullptr, 0);
     WideText wide(static_cast<std::size_t>(length), WCHAR());
     if (length != 0)
-        ::MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), length);
+        ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, wide.data(), length);
     return wide;
 }
 

@@ -77,7 +77,7 @@ bool ProfileFileWide::GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR
     const WideView value(buffer, count);
     if (value == absentText.substr(0, size - 1))
         return false;
-    if (const std::size_t comment = value.find(';'); comment != value.npos)
+    if (const std::size_t comment = value.find(';'); comment != WideView::npos)
         buffer[comment] = WCHAR();
     return true;
 }

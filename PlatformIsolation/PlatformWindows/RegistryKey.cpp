@@ -8,7 +8,7 @@ namespace
 {
 
 constexpr DWORD reserved = 0;
-constexpr LPDWORD reservedValueOfReservedParameter = nullptr;
+constexpr DWORD* reservedValueOfReservedParameter = nullptr;
 
 // The two widths of the registry functions, by one name each.
 LSTATUS RegOpenKeyImpl(HKEY parent, const char* path, REGSAM access, HKEY* key)
@@ -25,14 +25,14 @@ LSTATUS RegCreateKeyImpl(
     LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
 {
     // The functions take a modifiable class name and leave it alone.
-    char* const name = const_cast<char*>(className);
+    auto* const name = const_cast<char*>(className);
     return ::RegCreateKeyExA(parent, path, reserved, name, options, access, attributes, key, disposition);
 }
 LSTATUS RegCreateKeyImpl(
     HKEY parent, const WCHAR* path, const WCHAR* className, DWORD options, REGSAM access,
     LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
 {
-    WCHAR* const name = const_cast<WCHAR*>(className);
+    auto* const name = const_cast<WCHAR*>(className);
     return ::RegCreateKeyExW(parent, path, reserved, name, options, access, attributes, key, disposition);
 }
 

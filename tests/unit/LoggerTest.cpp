@@ -3,7 +3,6 @@
 
 #include <cstdlib>
 #include <new>
-#include <regex>
 
 // How often memory was asked for. Not inlined: the compiler would take the pairs of new and free for mistakes.
 static std::size_t allocations = 0;
@@ -61,6 +60,22 @@ bool Configure(const char*, const char*, DWORD& mask, bool& showTime, bool& show
     return true;
 }
 
+std::string Without(std::string text, char dropped)
+{
+    std::erase(text, dropped);
+    return text;
+}
+
+/// With the digits of a time stamp at its start turned to zeros.
+std::string WithoutTime(std::string text)
+{
+    if (text.starts_with('['))
+        std::replace_if(
+            text.begin(), text.begin() + static_cast<std::ptrdiff_t>(text.find(']')),
+            [](char c) { return c >= '0' && c <= '9'; }, '0');
+    return text;
+}
+
 struct Logger : testing::Test
 {
     template <class Renderer = TextRenderCombo>
@@ -94,7 +109,7 @@ TEST_F(Logger, EveryMaskReachesItsSinksAndDescribesItself)
         EXPECT_EQ(mask & 2 ? "line\r\n" : "", Logged());
         EXPECT_EQ(mask & 4 ? 3 : 0, console.Tones()); // prefix, text, line end
         // The C runtime of Windows turns each line feed into a CR LF of its own.
-        EXPECT_TRUE(std::regex_match(standardError, std::regex(mask & 8 ? "line\r+\n" : ""))) << standardError;
+        EXPECT_EQ(mask & 8 ? "line\n" : "", Without(standardError, '\r'));
         const std::string sinks = std::string(mask & 1 ? " logs to debug console" : "") +
                                   (mask & 2 ? " logs to file \"" + logFile + "\"" : "") + (mask & 4 ? " beeps" : "") +
                                   (mask & 8 ? " logs to stderr" : "") + (mask & 15 ? "" : " does not log");
@@ -124,8 +139,8 @@ TEST_F(Logger, DebuggerConsoleTypeDescribesItsMaskAndWritesToTheConsoleOnly)
 
 TEST_F(Logger, EveryPrefixForm)
 {
-    const std::string thread = Format<char>("\\{%lX\\}", ::GetCurrentThreadId());
-    const std::string time = R"(\[\d{4}/\d\d/\d\d \d\d:\d\d:\d\d\.\d{3}\])";
+    const std::string thread = Format<char>("{%lX}", ::GetCurrentThreadId());
+    const std::string time = "[0000/00/00 00:00:00.000]";
     const std::string longName(200, 'm');
     const struct
     {
@@ -146,7 +161,7 @@ TEST_F(Logger, EveryPrefixForm)
         SCOPED_TRACE(expected);
         LoggerTypeAbstract& logger = *Make(shown).release(); // lives on, as the program's own do
         logger.WriteLine("text\nmore");
-        EXPECT_TRUE(std::regex_match(console.Text(), std::regex(expected + "text\r\nmore\r\n"))) << console.Text();
+        EXPECT_EQ(expected + "text\r\nmore\r\n", WithoutTime(console.Text()));
         console.Clear();
         logger.WriteText("text\n");
         EXPECT_EQ("text\r\n", console.Text());
