@@ -2,8 +2,10 @@
 add_library(ScanKELVWarnings INTERFACE)
 target_compile_options(ScanKELVWarnings INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
-  -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wunused -Wformat=2  -Wduplicated-cond
-  -Wduplicated-branches -Wlogical-op -Wextra-semi)
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wundef -Wunused -Wformat=2 -Wextra-semi)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(ScanKELVWarnings INTERFACE -Wduplicated-cond -Wduplicated-branches -Wlogical-op)
+endif()
 
 # scankelv_room(NAME SOURCES ... USES ...): one room of the building. It shows its own folder to the rooms that
 # use it and sees only the folders of the rooms below that it names: an include that runs upwards does not compile.

@@ -222,8 +222,8 @@ const char* RegistryStore::TextOf(Sql sql)
         BELOW "DELETE FROM key WHERE id IN below AND id<>?1",
         "SELECT name, type, data FROM value WHERE key=?1 AND folded=?2",
         // One statement, so that a key deleted by others meanwhile gets no value. The first spelling of the name stays.
-        "INSERT INTO value(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5 WHERE EXISTS(SELECT 1 FROM key "
-        "WHERE id=?1) ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data",
+        ("INSERT INTO value(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5 WHERE EXISTS(SELECT 1 FROM key "
+         "WHERE id=?1) ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data"),
         "DELETE FROM value WHERE key=?1 AND folded=?2",
         "SELECT id FROM key WHERE parent=?1 ORDER BY folded",
         "SELECT id FROM value WHERE key=?1 ORDER BY id",

@@ -32,8 +32,10 @@ static_assert(std::ranges::all_of(LegacyLocalModels, IsFamilyName));
 
 bool ContainsAny(WideView model, std::span<const WideView> families)
 {
-    return std::ranges::any_of(
-        families, [model](WideView family) { return !std::ranges::search(model, family, {}, UpperAscii).empty(); });
+    const auto equal = [](WCHAR letter, WCHAR upper) { return UpperAscii(letter) == upper; };
+    return std::ranges::any_of(families, [&](WideView family) {
+        return std::search(model.begin(), model.end(), family.begin(), family.end(), equal) != model.end();
+    });
 }
 
 } // namespace

@@ -66,6 +66,8 @@ struct Visitor : Visit...
 {
     using Visit::operator()...;
 };
+template <class... Visit>
+Visitor(Visit...) -> Visitor<Visit...>; // Clang 14 does not find it by itself
 
 struct LogLine
 {
