@@ -66,18 +66,6 @@ TEST(InstanceGuard, AsksTheWordOfAnObjectThatOthersHold)
     }
 }
 
-TEST(InstanceGuard, ObjectThatCannotBeWrittenIsAProblem)
-{
-    const Installation installation;
-    const HANDLE mapping = ::CreateFileMappingW(
-        INVALID_HANDLE_VALUE, nullptr, PAGE_READONLY, 0, sizeof(DWORD),
-        OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"));
-    const ProgramResult result = installation.Run();
-    ::CloseHandle(mapping);
-    EXPECT_EQ(1U, result.exitCode);
-    ExpectLines(result.debugConsole, "KELV cannot run due to problem detecting other program instances!|\n");
-}
-
 TEST(InstanceGuard, SecondAgentEndsWhileTheFirstRuns)
 {
     const Installation installation;
