@@ -7,5 +7,4 @@ extern "C" {
 /// Appends the text as it is, in one piece, to the file that the environment variable HOSTWINDOWS_DEBUG_CONSOLE names
 /// (looked at in every call), else to standard error. Keeps the last error.
 void OutputDebugStringA(LPCSTR text);
-void OutputDebugStringW(LPCWSTR text);
 }

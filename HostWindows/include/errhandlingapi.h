@@ -8,7 +8,6 @@ DWORD GetLastError();
 void SetLastError(DWORD code);
 
 inline constexpr UINT SEM_FAILCRITICALERRORS = 0x0001;
-inline constexpr UINT SEM_NOGPFAULTERRORBOX = 0x0002;
 inline constexpr UINT SEM_NOOPENFILEERRORBOX = 0x8000;
 
 /// Only remembered: no call here opens a box. @return the mode before

@@ -4,9 +4,9 @@
 #include "minwinbase.h"
 #include "winnt.h"
 
-inline constexpr DWORD FILE_MAP_WRITE = SECTION_MAP_WRITE;
-inline constexpr DWORD FILE_MAP_READ = SECTION_MAP_READ;
-inline constexpr DWORD FILE_MAP_ALL_ACCESS = SECTION_ALL_ACCESS;
+inline constexpr DWORD FILE_MAP_WRITE = 0x0002;
+inline constexpr DWORD FILE_MAP_READ = 0x0004;
+inline constexpr DWORD FILE_MAP_ALL_ACCESS = 0x000F001F;
 
 extern "C" {
 /// Memory of its own only: `file` must be INVALID_HANDLE_VALUE. The last error tells a new object (0) from an existing

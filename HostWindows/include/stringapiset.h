@@ -5,7 +5,6 @@
 
 inline constexpr UINT CP_ACP = 0; // UTF-8 too
 inline constexpr UINT CP_UTF8 = 65001;
-inline constexpr DWORD MB_PRECOMPOSED = 0x1;
 inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
 inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 
