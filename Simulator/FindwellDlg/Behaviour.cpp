@@ -9,8 +9,6 @@ namespace simulator
 namespace
 {
 
-using scankelv::_bstr_t;
-
 Wide ModulePath()
 {
     // Any address inside this library names it.
@@ -54,23 +52,6 @@ std::pair<std::string, std::string> WordAndRest(const std::string& text)
                                       : std::pair{text.substr(0, blank), text.substr(blank + 1)};
 }
 
-_bstr_t Query(const char* text)
-{
-    return _bstr_t(Utf16(text));
-}
-
-std::vector<scankelv::XmlNode> Nodes(const scankelv::XmlDocument& document, const char* query)
-{
-    std::vector<scankelv::XmlNode> nodes;
-    scankelv::XmlNodeList list;
-    LONG count = 0;
-    if (document.Get()->selectNodes(Query(query).Get(), list.Receive()) == S_OK && list)
-        list.Get()->get_length(&count);
-    for (LONG i = 0; i < count; ++i)
-        list.Get()->get_item(i, nodes.emplace_back().Receive());
-    return nodes;
-}
-
 } // namespace
 
 Wide BesideLibrary(WideView name)
@@ -84,28 +65,20 @@ Wide RecordPath()
     return NamedOrBeside(OLESTR("FINDWELL_RECORD"), OLESTR("FindwellDlg.log"));
 }
 
-Behaviour::Behaviour()
+Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(OLESTR("FINDWELL_SETTINGS"), OLESTR("FindwellDlg.xml"))))
 {
-    const Wide path = NamedOrBeside(OLESTR("FINDWELL_SETTINGS"), OLESTR("FindwellDlg.xml"));
-    if (scankelv::XmlCreateDocument(m_document) < 0 || m_document.Get()->put_async(VARIANT_FALSE) < 0 ||
-        !scankelv::XmlLoadFile(m_document, _bstr_t(path)))
-        throw std::runtime_error("cannot read " + Utf8(path));
 }
 
 std::vector<Device> Behaviour::Devices() const
 {
     std::vector<Device> devices;
-    for (const scankelv::XmlNode& node : Nodes(m_document, "/findwell/devices/device"))
+    for (const Node& device : Select(*m_document, "/findwell/devices/device"))
     {
-        BSTR xml = nullptr;
-        if (node.Get()->get_xml(&xml) != S_OK)
-            throw std::runtime_error("a device cannot be read");
-        const _bstr_t device = _bstr_t::Adopt(xml);
+        const Node name = SelectFirst(*device, "devicename");
         devices.push_back(
-            {Wide(scankelv::XmlChildText(node, Query("devicename")).View()),
-             Wide(OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">"))
-                 .append(device.View())
-                 .append(OLESTR("</devicelist>"))});
+            {name ? simulator::Text(*name) : Wide(),
+             OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">") + Xml(*device) +
+                 OLESTR("</devicelist>")});
     }
     return devices;
 }
@@ -113,8 +86,8 @@ std::vector<Device> Behaviour::Devices() const
 std::vector<Wide> Behaviour::Events() const
 {
     std::vector<Wide> events;
-    for (const scankelv::XmlNode& node : Nodes(m_document, "/findwell/user/event"))
-        events.emplace_back(scankelv::XmlText(node.Get()).View());
+    for (const Node& event : Select(*m_document, "/findwell/user/event"))
+        events.push_back(simulator::Text(*event));
     return events;
 }
 
@@ -126,8 +99,8 @@ Behaviour::Choose(const std::vector<Device>& devices, const std::function<bool(c
         if (accepts(device))
             accepted.push_back(&device);
 
-    const scankelv::XmlNode node = scankelv::XmlSelectFirst(m_document.Get(), Query("/findwell/user/choice"));
-    const auto [how, which] = WordAndRest(node ? Utf8(scankelv::XmlText(node.Get()).View()) : "accepted");
+    const Node choice = SelectFirst(*m_document, "/findwell/user/choice");
+    const auto [how, which] = WordAndRest(choice ? Utf8(simulator::Text(*choice)) : "accepted");
     if (how == "accepted")
         return accepted.empty() ? nullptr : accepted.front();
     if (how == "position")
@@ -145,37 +118,36 @@ Behaviour::Choose(const std::vector<Device>& devices, const std::function<bool(c
     throw std::runtime_error("unknown choice: " + how);
 }
 
-scankelv::XmlElement Behaviour::Element(const char* call, const char* name) const
+Node Behaviour::Element(std::string_view call, std::string_view name) const
 {
-    return scankelv::XmlSelectElement(
-        m_document.Get(), Query((std::string("/findwell/calls/") + call + "/" + name).c_str()));
+    return SelectFirst(*m_document, "/findwell/calls/" + std::string(call) + "/" + std::string(name));
 }
 
 std::uint32_t Behaviour::Number(const char* call, const char* name, std::uint32_t otherwise) const
 {
-    const scankelv::XmlElement element = Element(call, name);
-    return element ? NumberFrom(Utf8(scankelv::XmlText(element.Get()).View())) : otherwise;
+    const Node element = Element(call, name);
+    return element ? NumberFrom(Utf8(simulator::Text(*element))) : otherwise;
 }
 
 GivenText Behaviour::Text(const char* call, const char* name, const GivenText& otherwise) const
 {
-    const scankelv::XmlElement element = Element(call, name);
+    const Node element = Element(call, name);
     if (!element)
         return otherwise;
-    if (scankelv::XmlSelectElement(element.Get(), Query("null")))
+    if (SelectFirst(*element, "null"))
         return std::nullopt;
-    if (const scankelv::XmlElement file = scankelv::XmlSelectElement(element.Get(), Query("file")))
-        return Utf16(FileBytes(BesideLibrary(scankelv::XmlText(file.Get()).View())));
-    if (const scankelv::XmlElement repeat = scankelv::XmlSelectElement(element.Get(), Query("repeat")))
+    if (const Node file = SelectFirst(*element, "file"))
+        return Utf16(FileBytes(BesideLibrary(simulator::Text(*file))));
+    if (const Node repeat = SelectFirst(*element, "repeat"))
     {
-        const auto [count, piece] = WordAndRest(Utf8(scankelv::XmlText(repeat.Get()).View()));
+        const auto [count, piece] = WordAndRest(Utf8(simulator::Text(*repeat)));
         const Wide once = Utf16(piece);
         Wide text;
         for (std::uint32_t left = NumberFrom(count); left > 0; --left)
             text += once;
         return text;
     }
-    return Wide(scankelv::XmlText(element.Get()).View());
+    return simulator::Text(*element);
 }
 
 } // namespace simulator

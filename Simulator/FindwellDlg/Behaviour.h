@@ -1,12 +1,10 @@
 // What the sample file says: the devices that a search finds, how the user behaves, what each call returns.
 #pragma once
 
-#include "Record.h"
-#include "XmlDocument.h"
+#include "XmlFile.h"
 
 #include <functional>
 #include <optional>
-#include <vector>
 
 namespace simulator
 {
@@ -20,7 +18,7 @@ struct Device
     Wide list; ///< a device list text with this one device
 };
 
-/// The sample file, read afresh for each call. Every member throws std::runtime_error, or the document layer's error,
+/// The sample file, read afresh for each call. Every member throws std::runtime_error
 /// when the file cannot be read.
 class Behaviour
 {
@@ -38,9 +36,10 @@ public:
     GivenText Text(const char* call, const char* name, const GivenText& otherwise) const;
 
 private:
-    scankelv::XmlElement Element(const char* call, const char* name) const;
+    /// Null when the file does not have it.
+    Node Element(std::string_view call, std::string_view name) const;
 
-    scankelv::XmlDocument m_document;
+    Node m_document;
 };
 
 /// The path of a file beside this library.

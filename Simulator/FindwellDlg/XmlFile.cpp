@@ -1,0 +1,91 @@
+#include "XmlFile.h"
+
+#include <objbase.h>
+#include <stdexcept>
+
+namespace simulator
+{
+namespace
+{
+
+struct FreeText
+{
+    void operator()(BSTR text) const { ::SysFreeString(text); }
+};
+using ModelText = std::unique_ptr<OLECHAR, FreeText>;
+
+ModelText Given(WideView text)
+{
+    return ModelText(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size())));
+}
+
+void Demand(HRESULT result, std::string_view what)
+{
+    if (FAILED(result))
+        throw std::runtime_error("the document model refuses " + std::string(what));
+}
+
+Wide Read(IXMLDOMNode& node, HRESULT (WINAPI IXMLDOMNode::*member)(BSTR*))
+{
+    BSTR text = nullptr;
+    Demand((node.*member)(&text), "a text");
+    const ModelText owned(text);
+    return {text, ::SysStringLen(text)};
+}
+
+} // namespace
+
+Node LoadXmlFile(const Wide& path)
+{
+    IXMLDOMDocument* document = nullptr;
+    Demand(
+        ::CoCreateInstance(
+            CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument, reinterpret_cast<void**>(&document)),
+        "a document");
+    Node owned(document);
+    document->put_async(VARIANT_FALSE);
+    const ModelText name = Given(path);
+    VARIANT source{};
+    source.vt = VT_BSTR;
+    source.bstrVal = name.get();
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    if (FAILED(document->load(source, &loaded)) || loaded == VARIANT_FALSE)
+        throw std::runtime_error("cannot read " + Utf8(path));
+    return owned;
+}
+
+std::vector<Node> Select(IXMLDOMNode& from, std::string_view query)
+{
+    IXMLDOMNodeList* found = nullptr;
+    Demand(from.selectNodes(Given(Utf16(query)).get(), &found), query);
+    const Owned<IXMLDOMNodeList> list(found);
+    LONG count = 0;
+    Demand(list->get_length(&count), query);
+    std::vector<Node> nodes;
+    for (LONG i = 0; i < count; ++i)
+    {
+        IXMLDOMNode* node = nullptr;
+        Demand(list->get_item(i, &node), query);
+        nodes.emplace_back(node);
+    }
+    return nodes;
+}
+
+Node SelectFirst(IXMLDOMNode& from, std::string_view query)
+{
+    IXMLDOMNode* node = nullptr;
+    Demand(from.selectSingleNode(Given(Utf16(query)).get(), &node), query);
+    return Node(node);
+}
+
+Wide Text(IXMLDOMNode& node)
+{
+    return Read(node, &IXMLDOMNode::get_text);
+}
+
+Wide Xml(IXMLDOMNode& node)
+{
+    return Read(node, &IXMLDOMNode::get_xml);
+}
+
+} // namespace simulator

@@ -1,0 +1,33 @@
+// The sample file, read through the system's document model.
+#pragma once
+
+#include "Record.h"
+
+#include <memory>
+#include <msxml.h>
+#include <vector>
+
+namespace simulator
+{
+
+struct ReleaseObject
+{
+    void operator()(IUnknown* object) const { object->Release(); }
+};
+/// One reference of an object of the document model.
+template <class Interface>
+using Owned = std::unique_ptr<Interface, ReleaseObject>;
+using Node = Owned<IXMLDOMNode>;
+
+// All of them throw std::runtime_error when the model refuses.
+
+/// The document of a file. COM has to be initialised.
+Node LoadXmlFile(const Wide& path);
+/// The nodes that the query names, seen from this one.
+std::vector<Node> Select(IXMLDOMNode& from, std::string_view query);
+/// The first of them; null when there is none.
+Node SelectFirst(IXMLDOMNode& from, std::string_view query);
+Wide Text(IXMLDOMNode& node);
+Wide Xml(IXMLDOMNode& node);
+
+} // namespace simulator
