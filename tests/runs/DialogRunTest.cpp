@@ -153,7 +153,8 @@ TEST(DeviceListMode, StoresTheDefaultRecordAndMergesAll)
         StoreText(HKEY_LOCAL_MACHINE, path, OLESTR("HostName"), OLESTR("host"));
         StoreText(HKEY_LOCAL_MACHINE, path, OLESTR("MDL"), OLESTR("Weir C40"));
         StoreText(HKEY_LOCAL_MACHINE, path, OLESTR("MFG"), OLESTR("Quellon"));
-        StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("ConnectionType"), 1);
+        StoreText(HKEY_LOCAL_MACHINE, path, OLESTR("PortName"), OLESTR("USB001"));
+        StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("ConnectionType"), 1 - number);
         StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("PID"), 26);
         StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("Default"), number);
         StoreNumber(HKEY_LOCAL_MACHINE, path, OLESTR("IPv6"), number);
@@ -162,7 +163,7 @@ TEST(DeviceListMode, StoresTheDefaultRecordAndMergesAll)
     EXPECT_EQ(0U, result.exitCode) << result.debugConsole;
     ExpectStored(
         driverKey,
-        "Address=2001:db8::1|DeviceName=Weir C40|DeviceSelect=#0|ConnectionType=#1|HostName=host|PortName=2001:db8::1|"
+        "Address=2001:db8::1|DeviceName=Weir C40|DeviceSelect=#4|ConnectionType=#0|HostName=host|PortName=USB001|"
         "ProductName=Quellon Weir C40|PID=#26|Serial=");
     ExpectAsked(installation.Asked(), "MergeDevicelistXML\n|<ipaddress>192.0.2.1</ipaddress>");
 }
