@@ -10,12 +10,7 @@ namespace
 
 using Texts = std::vector<std::string>;
 
-constexpr char queryExpression[] =
-    "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), bytes )";
-constexpr char setExpression[] =
-    "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), bytes )";
-constexpr char stringExpression[] = "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )";
-constexpr char numberExpression[] = "( QueryValue<CharType>(name, &type, value, &bytes) && (type == ( 4 )) )";
+using test::numberExpression, test::queryExpression, test::setExpression, test::stringExpression;
 constexpr char nameExpression[] = "::PtrIsGoodString(key_name, 260)";
 
 struct Storage : testing::Test

@@ -78,15 +78,15 @@ std::string WithoutTime(std::string text)
 
 struct Logger : testing::Test
 {
-    template <class Renderer = TextRenderCombo>
-    std::unique_ptr<LoggerType<Renderer>> Make(Configuration with, const char* module = "Agent")
+    LoggerTypeAbstract& Make(Configuration with, const char* module = "Agent")
     {
         configuration = with;
         console.Clear();
-        auto logger = std::make_unique<LoggerType<Renderer>>(module, &Configure, logFile.c_str(), "C:\\Debug.ini");
+        made.push_back(
+            std::make_unique<LoggerType<TextRenderCombo>>(module, &Configure, logFile.c_str(), "C:\\Debug.ini"));
         description = console.Text();
         console.Clear();
-        return logger;
+        return *made.back();
     }
     std::string Logged() const { return test::ReadFileBytes(folder.File("Log.txt")); }
 
@@ -94,6 +94,7 @@ struct Logger : testing::Test
     test::DebugConsoleCapture console;
     std::string logFile = test::ToUtf8(folder.File("Log.txt"));
     std::string description;
+    std::vector<std::unique_ptr<LoggerTypeAbstract>> made; // closed before the folder goes
 };
 
 TEST_F(Logger, EveryMaskReachesItsSinksAndDescribesItself)
@@ -101,9 +102,9 @@ TEST_F(Logger, EveryMaskReachesItsSinksAndDescribesItself)
     for (DWORD mask = 0; mask < 32; ++mask)
     {
         SCOPED_TRACE(mask);
-        auto logger = Make({.mask = mask});
+        LoggerTypeAbstract& logger = Make({.mask = mask});
         testing::internal::CaptureStderr();
-        static_cast<LoggerTypeAbstract&>(*logger).WriteLine("line");
+        logger.WriteLine("line");
         const std::string standardError = testing::internal::GetCapturedStderr();
         EXPECT_EQ(mask & 1 ? "line\r\n" : "", console.Text());
         EXPECT_EQ(mask & 2 ? "line\r\n" : "", Logged());
@@ -114,7 +115,7 @@ TEST_F(Logger, EveryMaskReachesItsSinksAndDescribesItself)
                                   (mask & 2 ? " logs to file \"" + logFile + "\"" : "") + (mask & 4 ? " beeps" : "") +
                                   (mask & 8 ? " logs to stderr" : "") + (mask & 15 ? "" : " does not log");
         EXPECT_EQ("w4 Module Agent" + sinks + ". For settings see: C:\\Debug.ini\r\n", description);
-        logger.reset();
+        made.clear();
         test::WriteFileBytes(folder.File("Log.txt"), "");
     }
 }
@@ -159,21 +160,21 @@ TEST_F(Logger, EveryPrefixForm)
     for (const auto& [shown, expected] : cases)
     {
         SCOPED_TRACE(expected);
-        LoggerTypeAbstract& logger = *Make(shown).release(); // lives on, as the program's own do
+        LoggerTypeAbstract& logger = Make(shown);
         logger.WriteLine("text\nmore");
         EXPECT_EQ(expected + "text\r\nmore\r\n", WithoutTime(console.Text()));
         console.Clear();
         logger.WriteText("text\n");
         EXPECT_EQ("text\r\n", console.Text());
     }
-    LoggerTypeAbstract& named = *Make({1, false, true, false}, longName.c_str()).release();
+    LoggerTypeAbstract& named = Make({1, false, true, false}, longName.c_str());
     named.WriteLine("x");
     EXPECT_EQ(longName.substr(0, 127) + ": x\r\n", console.Text());
 }
 
 TEST_F(Logger, LineEnds)
 {
-    LoggerTypeAbstract& logger = *Make({.mask = 3}).release();
+    LoggerTypeAbstract& logger = Make({.mask = 3});
     const struct
     {
         const char* text;
@@ -199,7 +200,7 @@ TEST_F(Logger, LineEnds)
 
 TEST_F(Logger, ShortLinesAllocateNothingAndLongOnesAreWhole)
 {
-    LoggerTypeAbstract& logger = *Make({2, true, true, true}).release();
+    LoggerTypeAbstract& logger = Make({2, true, true, true});
     const struct
     {
         std::string text;
@@ -230,7 +231,7 @@ TEST_F(Logger, ShortLinesAllocateNothingAndLongOnesAreWhole)
 
 TEST_F(Logger, DebuggerConsoleTakesPiecesOf512Characters)
 {
-    LoggerTypeAbstract& logger = *Make({.mask = 1}).release();
+    LoggerTypeAbstract& logger = Make({.mask = 1});
     const struct
     {
         std::size_t length;
@@ -249,7 +250,7 @@ TEST_F(Logger, DebuggerConsoleTakesPiecesOf512Characters)
 
 TEST_F(Logger, SilentLoggerReadsNoArgument)
 {
-    LoggerTypeAbstract& logger = *Make({.mask = 16}).release();
+    LoggerTypeAbstract& logger = Make({.mask = 16});
     logger.WriteLine("%s", reinterpret_cast<const char*>(16)); // unreadable: a formatter would crash
     EXPECT_EQ("", console.Text());
 }
@@ -257,14 +258,14 @@ TEST_F(Logger, SilentLoggerReadsNoArgument)
 TEST_F(Logger, AppendsToWhatIsThereBesideOthersAndSurvivesAMissingFolder)
 {
     test::WriteFileBytes(folder.File("Log.txt"), "earlier\r\n");
-    LoggerTypeAbstract& first = *Make({.mask = 2}).release();
-    LoggerTypeAbstract& second = *Make({.mask = 2}).release();
+    LoggerTypeAbstract& first = Make({.mask = 2});
+    LoggerTypeAbstract& second = Make({.mask = 2});
     first.WriteLine("1");
     second.WriteLine("2");
     first.WriteLine("3");
     EXPECT_EQ("earlier\r\n1\r\n2\r\n3\r\n", Logged());
     logFile = test::ToUtf8(folder.File("absent\\Log.txt"));
-    LoggerTypeAbstract& third = *Make({.mask = 3}).release();
+    LoggerTypeAbstract& third = Make({.mask = 3});
     third.WriteLine("4");
     EXPECT_EQ("4\r\n", console.Text());
     EXPECT_FALSE(test::FileExists(folder.File("absent")));
@@ -272,7 +273,7 @@ TEST_F(Logger, AppendsToWhatIsThereBesideOthersAndSurvivesAMissingFolder)
 
 TEST_F(Logger, WritingKeepsTheLastError)
 {
-    LoggerTypeAbstract& logger = *Make({.mask = 3}).release();
+    LoggerTypeAbstract& logger = Make({.mask = 3});
     ::SetLastError(ERROR_ACCESS_DENIED);
     logger.WriteLine("text");
     EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), ::GetLastError());
