@@ -17,6 +17,7 @@ struct Key : testing::Test
         EXPECT_TRUE(key.Create<WCHAR>(
             HKEY_CURRENT_USER, OLESTR("Software\\Key"), nullptr, 0, KEY_ALL_ACCESS, nullptr, nullptr));
         EXPECT_TRUE(key.SetStringValueNoExpand(OLESTR("text"), OLESTR("twenty characters...")));
+        EXPECT_TRUE(key.SetStringValueNoExpand(OLESTR("letter"), OLESTR("a"))); // as long as a number
         EXPECT_TRUE(key.SetDWORDValue(OLESTR("number"), 0xFFFFFFFF));
         EXPECT_TRUE(key.SetValue(OLESTR("expand"), REG_EXPAND_SZ, OLESTR("abc"), 4 * sizeof(WCHAR)));
         EXPECT_TRUE(key.SetValue(OLESTR("open"), REG_SZ, OLESTR("abcd"), 3 * sizeof(WCHAR)));
@@ -64,6 +65,9 @@ TEST_F(Key, EveryFailureIsReportedOnceByEachMemberThatSeesIt)
         {"number is text",
          [&] { return key.QueryDWORDValue(OLESTR("text"), &number); },
          {{queryExpression, test::SystemText(ERROR_MORE_DATA)}, {numberExpression, ""}}},
+        {"number is a letter",
+         [&] { return key.QueryDWORDValue(OLESTR("letter"), &number); },
+         {{numberExpression, ""}}},
         {"set closed", [&] { return closed.SetDWORDValue("x", 1); }, {{"IsValid()", "invariant"}}},
         {"set without right",
          [&] { return readOnly.SetDWORDValue(OLESTR("x"), 1); },
