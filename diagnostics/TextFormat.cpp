@@ -17,8 +17,8 @@ public:
     template <class From>
     void Put(std::basic_string_view<From> text)
     {
-        const std::size_t room = m_buffer.size() > m_length + 1 ? m_buffer.size() - m_length - 1 : 0;
-        std::copy_n(text.data(), std::min(room, text.size()), m_buffer.data() + m_length);
+        if (m_length + 1 < m_buffer.size())
+            std::copy_n(text.data(), std::min(m_buffer.size() - m_length - 1, text.size()), m_buffer.data() + m_length);
         m_length += text.size();
     }
 
