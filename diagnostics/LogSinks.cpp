@@ -52,14 +52,28 @@ void TextRenderCombo::Enable(DWORD sinks)
     m_toStandardError = (sinks & standardErrorSink) != 0;
 }
 
-void TextRenderCombo::Write(std::string_view text) const
+void TextRenderCombo::EndEntry()
+{
+    if (m_entryLength != 0)
+        AppendToFile(m_file, {m_entry, m_entryLength});
+    m_entryLength = 0;
+}
+
+void TextRenderCombo::Write(std::string_view text)
 {
     constexpr DWORD toneHertz = 440;
     constexpr DWORD toneMilliseconds = 500;
     if (m_toDebugConsole)
         DebugConsoleWrite(text);
     if (m_toFile)
-        AppendToFile(m_file, text);
+    {
+        if (text.size() > sizeof(m_entry) - m_entryLength)
+            EndEntry();
+        if (text.size() > sizeof(m_entry))
+            AppendToFile(m_file, text);
+        else
+            m_entryLength += text.copy(m_entry + m_entryLength, text.size());
+    }
     if (m_beeps)
         ::Beep(toneHertz, toneMilliseconds);
     if (m_toStandardError)

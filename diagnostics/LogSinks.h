@@ -45,7 +45,10 @@ public:
     TextRenderCombo& operator=(const TextRenderCombo&) = delete;
 
     void Enable(DWORD sinks);
-    void Write(std::string_view text) const;
+    /// One piece of an entry. The file gets the pieces at the entry's end, in one write, so that the lines of several
+    /// processes do not mix; only what is too long for that is written at once.
+    void Write(std::string_view text);
+    void EndEntry();
 
 private:
     bool m_toDebugConsole = false;
@@ -53,6 +56,8 @@ private:
     bool m_beeps = false;
     bool m_toStandardError = false;
     HANDLE m_file;
+    std::size_t m_entryLength = 0;
+    char m_entry[1536];
 };
 
 /// Writes to the debugger console alone.
@@ -72,6 +77,7 @@ public:
     explicit TextRenderDebugConsole(const char* /*logFile*/) {}
     static void Enable(DWORD /*sinks*/) {}
     static void Write(std::string_view text) { DebugConsoleWrite(text); }
+    static void EndEntry() {}
 };
 
 } // namespace scankelv

@@ -43,7 +43,7 @@ template <class Logger>
 void TextCollector<Logger>::Collect(bool isLine, const char* format, FormatArguments arguments) noexcept
 {
     auto& logger = static_cast<Logger&>(*this);
-    if (!logger.IsEnabled() || format == nullptr)
+    if (!this->m_enabled || format == nullptr)
         return;
     const LastErrorKeeper keeper;
     const std::size_t length = FormatErased(std::span<char>(m_text), format, arguments);
@@ -72,6 +72,7 @@ LoggerType<Renderer>::LoggerType(
     m_configuredMask &= allSinks;
     m_effectiveMask = m_configuredMask & Renderer::supportedSinks;
     m_renderer.Enable(m_effectiveMask);
+    this->m_enabled = m_effectiveMask != 0;
     Describe(logFile, settings);
 }
 
@@ -144,6 +145,7 @@ void LoggerType<Renderer>::Render(bool isLine, std::span<char> room, std::size_t
     m_renderer.Write(text);
     if (isLine)
         m_renderer.Write("\r\n");
+    m_renderer.EndEntry();
 }
 
 template class LoggerType<TextRenderCombo>;

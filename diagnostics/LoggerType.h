@@ -58,7 +58,6 @@ public:
     LoggerType(
         const char* module, LoggerConfigurationFunction configure, const char* logFile = "", const char* settings = "");
 
-    bool IsEnabled() const { return m_effectiveMask != 0; }
     /// @param room  holds the text in its first `length` characters; line ends are converted in place where they fit
     void Render(bool isLine, std::span<char> room, std::size_t length) noexcept;
 

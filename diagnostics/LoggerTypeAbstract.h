@@ -16,6 +16,8 @@ public:
     /// The text with the same line ends, without prefix and without a line end of its own.
     virtual void WriteText(const char* format, FormatArguments arguments) noexcept = 0;
     virtual ~LoggerTypeAbstract() = default;
+    /// Whether anything is written at all.
+    bool IsEnabled() const { return m_enabled; }
 
     LoggerTypeAbstract(const LoggerTypeAbstract&) = delete;
     LoggerTypeAbstract& operator=(const LoggerTypeAbstract&) = delete;
@@ -23,18 +25,24 @@ public:
     template <class... Args>
     void WriteLine(TextFormat<Args...> format, const Args&... arguments) noexcept
     {
+        if (!m_enabled)
+            return;
         const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
         WriteLine(format.text, FormatArguments(bundled));
     }
     template <class... Args>
     void WriteText(TextFormat<Args...> format, const Args&... arguments) noexcept
     {
+        if (!m_enabled)
+            return;
         const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
         WriteText(format.text, FormatArguments(bundled));
     }
 
 protected:
     LoggerTypeAbstract() = default;
+
+    bool m_enabled = true; ///< false: it writes nowhere, and nothing is prepared for it
 };
 
 /// The "ODS" logger: writes to the debugger console only and receives the reports of the platform layer. Created on

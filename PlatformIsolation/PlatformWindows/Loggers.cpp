@@ -13,7 +13,8 @@ namespace
 class DebugIniLogger
 {
 public:
-    explicit DebugIniLogger(const char* module)
+    /// The thread's last error stays what it was: a first use may come between an operation and its check.
+    explicit DebugIniLogger(const char* module, const LastErrorKeeper& /*keeper*/ = {})
         : m_logger(module, &ConfigureFromDebugIni, LogFileLocation().Text(), DebugIniLocation().Text())
     {
     }
@@ -27,21 +28,18 @@ private:
 
 LoggerTypeAbstract& AgentLogger()
 {
-    const LastErrorKeeper keeper;
     static DebugIniLogger logger("Agent");
     return logger.Get();
 }
 
 LoggerTypeAbstract& FindwellLibraryLogger()
 {
-    const LastErrorKeeper keeper;
     static DebugIniLogger logger("KELVFindwellLibrary");
     return logger.Get();
 }
 
 LoggerTypeAbstract& ClientLogger()
 {
-    const LastErrorKeeper keeper;
     static DebugIniLogger logger("KELVClient");
     return logger.Get();
 }
