@@ -3,23 +3,57 @@
 #include "Descriptor.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
+#include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <windows.h>
+
+namespace
+{
+
+/// The debugger console's file. It stays open, because a run writes some two hundred texts; under another name, and
+/// when it was removed meanwhile, it is opened anew.
+class ConsoleFile
+{
+public:
+    /// @return standard error when there is no file to write
+    int For(const char* name)
+    {
+        if (name == nullptr || *name == '\0')
+            return STDERR_FILENO;
+        struct ::stat status;
+        if (!m_file.IsOpen() || std::strcmp(m_name, name) != 0 || ::fstat(m_file.Number(), &status) != 0 ||
+            status.st_nlink == 0)
+        {
+            m_file.Open(name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
+            m_name[std::string_view(name).copy(m_name, sizeof(m_name) - 1)] = '\0';
+        }
+        return m_file.IsOpen() ? m_file.Number() : STDERR_FILENO;
+    }
+
+private:
+    hostwindows::Descriptor m_file;
+    char m_name[PATH_MAX]{}; // no more opens
+};
+
+} // namespace
 
 void OutputDebugStringA(LPCSTR text)
 {
     if (text == nullptr || *text == '\0')
         return;
-    const char* name = std::getenv("HOSTWINDOWS_DEBUG_CONSOLE");
-    hostwindows::Descriptor file;
-    if (name != nullptr && *name != '\0')
-        file.Open(name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
+    // Never destroyed: owners with static storage report in the process's last moments.
+    static auto* const mutex = new std::mutex;
+    static auto* const console = new ConsoleFile;
+    const std::lock_guard lock(*mutex);
     // One call, so that the texts of several programs do not mix. A text that cannot be written is lost, as without a
     // debugger.
-    (void)!::write(file.IsOpen() ? file.Number() : STDERR_FILENO, text, std::strlen(text));
+    (void)!::write(console->For(std::getenv("HOSTWINDOWS_DEBUG_CONSOLE")), text, std::strlen(text));
 }
 
 BOOL Beep(DWORD, DWORD)
