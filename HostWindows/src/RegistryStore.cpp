@@ -22,6 +22,7 @@ namespace
 
 constexpr int schemaVersion = 1;
 constexpr int patience = 10000; // milliseconds that a writer waits for others
+constexpr int impatience = 50;  // and waits when its whole patience has been of no use
 
 // Names are UTF-16LE bytes as they were given, so that every text of 16-bit units is a name. `folded` is the name in
 // capitals, big-endian: its byte order is the order of the units. Small pages, because each write of a value puts two
@@ -271,6 +272,8 @@ public:
         const int result = ::sqlite3_step(m_statement);
         if (result != SQLITE_ROW)
             Check(result);
+        if (m_status == ERROR_SUCCESS && m_store.m_isHeld)
+            m_store.SetHeld(false);
         return result == SQLITE_ROW;
     }
 
@@ -325,9 +328,18 @@ std::mutex& RegistryStore::Mutex()
     return *mutex;
 }
 
+/// A holder that has outlasted a writer's patience is not waited for at each of the values that follow.
+void RegistryStore::SetHeld(bool held)
+{
+    m_isHeld = held;
+    ::sqlite3_busy_timeout(m_database, held ? impatience : patience);
+}
+
 LSTATUS RegistryStore::Failure(int result)
 {
     const int primary = result & 0xFF;
+    if (primary == SQLITE_BUSY && m_database != nullptr)
+        SetHeld(true);
     int kindOfFailure = primary;
     if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
         kindOfFailure = ResultOfErrno(m_database == nullptr ? errno : ::sqlite3_system_errno(m_database));
@@ -354,7 +366,7 @@ LSTATUS RegistryStore::Connect(const char* name, int flags, int& result)
     result = ::sqlite3_open_v2(name, &m_database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
     if (result != SQLITE_OK)
         return ERROR_SUCCESS;
-    ::sqlite3_busy_timeout(m_database, patience);
+    SetHeld(false);
     // The first read of the file. Its failure is for the caller to judge, so it goes past Failure().
     sqlite3_stmt* statement = nullptr;
     result = ::sqlite3_prepare_v2(m_database, TextOf(Sql::version), -1, &statement, nullptr);

@@ -32,8 +32,8 @@ struct StoredValue
 /// Windows status: 2 for what does not exist, 1018 for a key that was deleted. Whoever calls holds Mutex().
 ///
 /// Several processes: readers never wait for a writer, thanks to the write-ahead log, and a writer waits for the one
-/// before it, 10 seconds at the most. A killed process loses nothing it had completed. Nothing is synced, so a power
-/// failure may lose the last writes.
+/// before it, 10 seconds at the most, and after such a wait 50 milliseconds until a call succeeds. A killed process
+/// loses nothing it had completed. Nothing is synced, so a power failure may lose the last writes.
 ///
 /// A file that is damaged or cannot be used is said once, in one line on standard error. Once damage was met, every
 /// operation gives 1015 and the file is not written again.
@@ -83,11 +83,13 @@ private:
     LSTATUS ExistingKey(KeyId key, bool& isVolatile);
     LSTATUS NothingIn(KeyId key);
     LSTATUS Failure(int result);
+    void SetHeld(bool held);
     void Disconnect();
 
     sqlite3* m_database = nullptr;
     std::array<sqlite3_stmt*, sqlCount> m_statements{};
     LSTATUS m_unusable = ERROR_SUCCESS; // the lasting reason why nothing works
+    bool m_isHeld = false;              // by a process that does not let go
     bool m_said = false;
 };
 
