@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace hostwindows
@@ -395,19 +394,21 @@ bool Change(std::string& bytes, const Char* section, const Char* key, const Char
 }
 
 /// Keeps other writers of a folder's profile files out while it lives. The folder itself is locked: nothing is left
-/// behind, and a killed process loses its lock.
+/// behind, and a killed process loses its lock. Whoever keeps it too long keeps the others from writing, not from going
+/// on.
 class WritersLock
 {
 public:
     explicit WritersLock(const std::string& file)
     {
         m_folder.Open(file.substr(0, file.rfind('/') + 1), O_RDONLY | O_DIRECTORY);
-        while (m_folder.IsOpen() && ::flock(m_folder.Number(), LOCK_EX) != 0 && errno == EINTR)
-            continue;
+        m_mayWrite = !m_folder.IsOpen() || LockInTime(m_folder.Number());
     }
+    bool MayWrite() const { return m_mayWrite; }
 
 private:
     Descriptor m_folder;
+    bool m_mayWrite;
 };
 
 template <class Char>
@@ -418,6 +419,8 @@ DWORD Write(const Char* section, const Char* key, const Char* value, const Char*
     if (path.empty())
         return error;
     const WritersLock lock(path);
+    if (!lock.MayWrite())
+        return ERROR_SHARING_VIOLATION;
     std::string bytes;
     error = ReadWholeFile(path, bytes);
     if (error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)

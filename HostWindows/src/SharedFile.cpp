@@ -42,19 +42,10 @@ bool ClaimedByOthers(int descriptor, ::off_t first, ::off_t count)
     return ::fcntl(descriptor, F_OFD_GETLK, &claim) == 0 && claim.l_type != F_UNLCK;
 }
 
-/// Takes the file's one gate; a holder that keeps it too long (another program's lock) is given up on.
-bool EnterGate(int descriptor)
+/// Takes the file's lock unless another has it; on a file system without locks there is nothing to keep apart.
+bool LockAtOnce(int descriptor)
 {
-    for (int waited = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++waited)
-    {
-        if (errno != EWOULDBLOCK && errno != EINTR)
-            return true; // a file system without locks: nothing to keep apart
-        if (waited == patienceMilliseconds)
-            return false;
-        const ::timespec millisecond{0, 1000000};
-        ::nanosleep(&millisecond, nullptr);
-    }
-    return true;
+    return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR);
 }
 
 bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
@@ -145,7 +136,7 @@ public:
                 struct ::stat status
                 {
                 };
-                if (::flock(made, LOCK_EX | LOCK_NB) == 0 && ::fstat(made, &status) == 0 && status.st_nlink != 0)
+                if (LockAtOnce(made) && ::fstat(made, &status) == 0 && status.st_nlink != 0)
                 {
                     m_descriptor = made;
                     return NO_ERROR;
@@ -154,11 +145,13 @@ public:
             }
             else if (errno != EEXIST)
                 return ErrorFromErrno(errno);
-            else if (!RemoveLeftover())
+            else if (const DWORD error = RemoveLeftover(); error == ERROR_BUSY)
             {
                 const ::timespec millisecond{0, 1000000};
                 ::nanosleep(&millisecond, nullptr);
             }
+            else if (error != NO_ERROR)
+                return error;
         }
         return ERROR_SHARING_VIOLATION;
     }
@@ -174,22 +167,25 @@ public:
     int Descriptor() const { return m_descriptor; }
 
 private:
-    bool RemoveLeftover() const
+    DWORD Unlink() const { return ::unlink(m_path.c_str()) == 0 || errno == ENOENT ? NO_ERROR : ErrorFromErrno(errno); }
+
+    /// @return 0, or ERROR_BUSY when it is no leftover but has a writer, or why it cannot be removed
+    DWORD RemoveLeftover() const
     {
         const int left = ::open(m_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (left < 0) // a link, or closed to us
-            return ::unlink(m_path.c_str()) == 0;
+            return Unlink();
         struct ::stat opened
         {
         };
         struct ::stat named
         {
         };
-        const bool removed = ::flock(left, LOCK_EX | LOCK_NB) == 0 && ::fstat(left, &opened) == 0 &&
-                             ::lstat(m_path.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
-                             ::unlink(m_path.c_str()) == 0;
+        const bool isLeftover = LockAtOnce(left) && ::fstat(left, &opened) == 0 &&
+                                ::lstat(m_path.c_str(), &named) == 0 && opened.st_ino == named.st_ino;
+        const DWORD error = isLeftover ? Unlink() : ERROR_BUSY;
         ::close(left);
-        return removed;
+        return error;
     }
 
     std::string m_path;
@@ -243,7 +239,7 @@ DWORD SharedFile::Open(const std::string& path, DWORD access, DWORD sharing, int
         return ERROR_ACCESS_DENIED;
     if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0 && !folder)
     {
-        if (!EnterGate(descriptor))
+        if (!LockInTime(descriptor))
             return ERROR_SHARING_VIOLATION;
         const bool claimed = ClaimSharing(descriptor, access, sharing);
         ::flock(descriptor, LOCK_UN);
@@ -260,6 +256,18 @@ void SharedFile::Close()
 {
     if (m_descriptor >= 0)
         ::close(std::exchange(m_descriptor, -1));
+}
+
+bool LockInTime(int descriptor)
+{
+    for (int waited = 0; !LockAtOnce(descriptor); ++waited)
+    {
+        if (waited == patienceMilliseconds)
+            return false;
+        const ::timespec millisecond{0, 1000000};
+        ::nanosleep(&millisecond, nullptr);
+    }
+    return true;
 }
 
 DWORD ErrorFromErrno(int number)
@@ -303,7 +311,10 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
     struct ::stat status
     {
     };
-    ::fstat(file.Descriptor(), &status);
+    if (::fstat(file.Descriptor(), &status) != 0)
+        return ErrorFromErrno(errno);
+    if (static_cast<std::size_t>(status.st_size) > largestFile)
+        return ERROR_NOT_ENOUGH_MEMORY;
     std::size_t filled = 0;
     constexpr std::size_t smallest = 4096;
     bytes.resize(static_cast<std::size_t>(status.st_size) + 1); // one more: the end shows in the first call
@@ -320,6 +331,11 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
         filled += static_cast<std::size_t>(count);
         if (count == 0 || filled < bytes.size())
             break;
+        if (filled > largestFile) // it grows while it is read
+        {
+            bytes.clear();
+            return ERROR_NOT_ENOUGH_MEMORY;
+        }
         bytes.resize(filled + smallest);
     }
     bytes.resize(filled);

@@ -1,6 +1,7 @@
 // Files opened under Windows' sharing rules, which hold between all processes of one machine folder.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <windows.h>
@@ -29,10 +30,18 @@ private:
     int m_descriptor = -1;
 };
 
+/// Takes a file's one lock, which goes with the descriptor; true as well on a file system without locks.
+/// @return false when another has kept it for two seconds
+bool LockInTime(int descriptor);
+
 /// The Windows error code of an errno value.
 DWORD ErrorFromErrno(int number);
 
-/// Whole contents of a file, opened for reading and shared for reading and writing. @return 0 or the error code
+/// Bytes of the largest file that is read whole.
+inline constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
+
+/// Whole contents of a file, opened for reading and shared for reading and writing. @return 0 or the error code; a file
+/// above the largest size gives 8
 DWORD ReadWholeFile(const std::string& path, std::string& bytes);
 
 /// Replaces a file whole, or leaves it as it was: a sibling is written and renamed over it. An existing file keeps its

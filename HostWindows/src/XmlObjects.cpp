@@ -10,7 +10,6 @@
 
 #include <atomic>
 #include <exception>
-#include <filesystem>
 #include <limits>
 #include <msxml.h>
 #include <string>
@@ -322,11 +321,8 @@ bool ReadXmlFile(BSTR name, std::string& bytes)
     if (name == nullptr)
         return false;
     const FoundPath found = FindPath({name, ::SysStringLen(name)});
-    std::error_code error;
-    if (found.error != NO_ERROR || !found.exists || found.isFolder || found.folderNeeded ||
-        std::filesystem::file_size(found.path, error) > largestFile || error)
-        return false;
-    return ReadWholeFile(found.path, bytes) == NO_ERROR;
+    return found.error == NO_ERROR && found.exists && !found.isFolder && !found.folderNeeded &&
+           ReadWholeFile(found.path, bytes) == NO_ERROR;
 }
 
 class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocument>

@@ -11,8 +11,6 @@ namespace hostwindows
 
 /// Deeper nesting is refused.
 inline constexpr unsigned deepestNesting = 256;
-/// Files beyond this are refused unread.
-inline constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
 
 /// A declaration's contents: version="1.0", then encoding and standalone where given.
 struct Declaration
