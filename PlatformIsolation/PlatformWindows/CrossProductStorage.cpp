@@ -52,7 +52,8 @@ template <class CharType>
 bool CrossProductStorage::Open(int hive, const CharType* path, int access)
 {
     m_parent_key.Close();
-    const HKEY parent = HiveOf(hive);
+    // An empty path, as a location has that found no memory, would be the hive's own root.
+    const HKEY parent = path == nullptr || *path == CharType() ? nullptr : HiveOf(hive);
     const REGSAM rights = RightsOf(access);
     if (m_parent_key.Open(parent, path, rights))
         return true;

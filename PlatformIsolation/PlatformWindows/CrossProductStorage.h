@@ -30,7 +30,7 @@ public:
     CrossProductStorage(const CrossProductStorage&) = delete;
     CrossProductStorage& operator=(const CrossProductStorage&) = delete;
 
-    /// Closes what was open. With a write access a missing key is created; with AccessRead never.
+    /// Closes what was open. With a write access a missing key is created; with AccessRead never. An empty path fails.
     template <class CharType>
     bool Open(int hive, const CharType* path, int access);
     bool IsValid() const { return m_parent_key.IsValid(); }
