@@ -96,19 +96,6 @@ struct Line
     std::size_t next = 0;
     View<Unit> content; ///< without the blanks around it
 
-    /// Line ends are LF and any number of CR, before an LF or alone.
-    Line(View<Unit> text, std::size_t at) : begin(at), end(at)
-    {
-        while (end < text.size() && text[end] != '\n' && text[end] != '\r')
-            ++end;
-        next = end;
-        while (next < text.size() && text[next] == '\r')
-            ++next;
-        if (next < text.size() && text[next] == '\n')
-            ++next;
-        content = Trimmed(text.substr(begin, end - begin));
-    }
-
     std::optional<View<Unit>> SectionName() const
     {
         if (content.empty() || content.front() != '[')
@@ -129,6 +116,40 @@ struct Line
     }
 };
 
+/// The lines of a text, one after the other. Line ends are LF and any number of CR, before an LF or alone.
+template <class Unit>
+class Lines
+{
+public:
+    explicit Lines(View<Unit> text) : m_text(text) {}
+
+    bool Next(Line<Unit>& line)
+    {
+        if (m_at >= m_text.size())
+            return false;
+        // Each is looked for once: in a text that has only one of them, the time would grow with the square.
+        if (m_feed < m_at || m_at == 0)
+            m_feed = std::min(m_text.find(Unit('\n'), m_at), m_text.size());
+        if (m_return < m_at || m_at == 0)
+            m_return = std::min(m_text.find(Unit('\r'), m_at), m_text.size());
+        line.begin = m_at;
+        line.end = line.next = std::min(m_feed, m_return);
+        while (line.next < m_text.size() && m_text[line.next] == '\r')
+            ++line.next;
+        if (line.next < m_text.size() && m_text[line.next] == '\n')
+            ++line.next;
+        line.content = Trimmed(m_text.substr(line.begin, line.end - line.begin));
+        m_at = line.next;
+        return true;
+    }
+
+private:
+    View<Unit> m_text;
+    std::size_t m_at = 0;
+    std::size_t m_feed = 0;
+    std::size_t m_return = 0;
+};
+
 template <class Unit>
 struct Found
 {
@@ -146,10 +167,9 @@ Found<Unit> Find(View<Unit> text, const Name& section, const Name* key)
 {
     Found<Unit> found;
     found.section = section.Wide().empty();
-    for (std::size_t at = 0; at < text.size();)
+    Lines<Unit> lines(text);
+    for (Line<Unit> line; lines.Next(line);)
     {
-        const Line line(text, at);
-        at = line.next;
         if (const auto name = line.SectionName())
         {
             if (found.section)
@@ -180,10 +200,9 @@ template <class Unit>
 Text<Unit> Names(View<Unit> text, bool sections)
 {
     Text<Unit> names;
-    for (std::size_t at = 0; at < text.size();)
+    Lines<Unit> lines(text);
+    for (Line<Unit> line; lines.Next(line);)
     {
-        const Line line(text, at);
-        at = line.next;
         const auto section = line.SectionName();
         const bool isKey = !section && line.Value() && line.content.front() != ';';
         if (sections ? section && !section->empty() : isKey)

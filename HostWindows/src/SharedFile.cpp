@@ -1,5 +1,7 @@
 #include "SharedFile.h"
 
+#include "Descriptor.h"
+
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
@@ -14,12 +16,12 @@ namespace
 {
 
 // Each opening claims bytes far behind any contents with shared locks: they belong to the opening, not to the
-// process, and go with it, however the process ends.
-constexpr ::off_t reads = ::off_t{1} << 62;
-constexpr ::off_t writes = reads + 1;
-constexpr ::off_t deniesReading = reads + 2;
-constexpr ::off_t deniesWriting = reads + 3;
-constexpr ::off_t deniesDeleting = reads + 4;
+// process, and go with it, however the process ends. In this order what most openings claim lies side by side.
+constexpr ::off_t deniesReading = ::off_t{1} << 62;
+constexpr ::off_t deniesWriting = deniesReading + 1;
+constexpr ::off_t deniesDeleting = deniesReading + 2;
+constexpr ::off_t reads = deniesReading + 3;
+constexpr ::off_t writes = deniesReading + 4;
 constexpr ::off_t claimCount = 5;
 
 constexpr int patienceMilliseconds = 2000;
@@ -57,14 +59,14 @@ bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
         ::off_t claim;
     };
     const Rule rules[] = {
-        {(access & GENERIC_READ) != 0, deniesReading, reads},
-        {(access & GENERIC_WRITE) != 0, deniesWriting, writes},
-        {(access & DELETE) != 0, deniesDeleting, 0},
         {(sharing & FILE_SHARE_READ) == 0, reads, deniesReading},
         {(sharing & FILE_SHARE_WRITE) == 0, writes, deniesWriting},
         {(sharing & FILE_SHARE_DELETE) == 0, 0, deniesDeleting},
+        {(access & GENERIC_READ) != 0, deniesReading, reads},
+        {(access & GENERIC_WRITE) != 0, deniesWriting, writes},
+        {(access & DELETE) != 0, deniesDeleting, 0},
     };
-    if (ClaimedByOthers(descriptor, reads, claimCount))
+    if (ClaimedByOthers(descriptor, deniesReading, claimCount))
         for (const Rule& rule : rules)
             if (rule.applies && rule.conflict != 0 && ClaimedByOthers(descriptor, rule.conflict, 1))
                 return false;
@@ -133,10 +135,7 @@ public:
             const int made = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (made >= 0)
             {
-                struct ::stat status
-                {
-                };
-                if (LockAtOnce(made) && ::fstat(made, &status) == 0 && status.st_nlink != 0)
+                if (LockAtOnce(made) && ::fstat(made, &m_status) == 0 && m_status.st_nlink != 0)
                 {
                     m_descriptor = made;
                     return NO_ERROR;
@@ -165,6 +164,7 @@ public:
     }
 
     int Descriptor() const { return m_descriptor; }
+    const struct ::stat& Status() const { return m_status; } ///< as it was made
 
 private:
     DWORD Unlink() const { return ::unlink(m_path.c_str()) == 0 || errno == ENOENT ? NO_ERROR : ErrorFromErrno(errno); }
@@ -189,6 +189,9 @@ private:
     }
 
     std::string m_path;
+    struct ::stat m_status
+    {
+    };
     int m_descriptor = -1;
     bool m_placed = false;
 };
@@ -304,15 +307,19 @@ DWORD ErrorFromErrno(int number)
 
 DWORD ReadWholeFile(const std::string& path, std::string& bytes)
 {
-    SharedFile file;
-    if (const DWORD error = file.Open(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, 0); error != NO_ERROR)
-        return error;
     bytes.clear();
+    Descriptor file;
+    file.Open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
     struct ::stat status
     {
     };
-    if (::fstat(file.Descriptor(), &status) != 0)
-        return ErrorFromErrno(errno);
+    if (!file.IsOpen() || ::fstat(file.Number(), &status) != 0)
+        return errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno);
+    if (!S_ISREG(status.st_mode))
+        return ERROR_ACCESS_DENIED;
+    // Open no longer than the reading takes, it claims nothing itself; it respects who keeps readers out.
+    if (ClaimedByOthers(file.Number(), deniesReading, 1))
+        return ERROR_SHARING_VIOLATION;
     if (static_cast<std::size_t>(status.st_size) > largestFile)
         return ERROR_NOT_ENOUGH_MEMORY;
     std::size_t filled = 0;
@@ -320,7 +327,7 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
     bytes.resize(static_cast<std::size_t>(status.st_size) + 1); // one more: the end shows in the first call
     for (;;)
     {
-        const ::ssize_t count = ::read(file.Descriptor(), bytes.data() + filled, bytes.size() - filled);
+        const ::ssize_t count = ::read(file.Number(), bytes.data() + filled, bytes.size() - filled);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
@@ -361,13 +368,11 @@ DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
         return error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error;
     if (const DWORD error = WriteAll(sibling.Descriptor(), bytes); error != NO_ERROR)
         return error;
-    if (old.IsOpen())
-    {
-        constexpr unsigned modeBits = 07777;
+    const struct ::stat& made = sibling.Status();
+    if (old.IsOpen() && (status.st_uid != made.st_uid || status.st_gid != made.st_gid))
         (void)!::fchown(sibling.Descriptor(), status.st_uid, status.st_gid);
-        if (::fchmod(sibling.Descriptor(), status.st_mode & modeBits) != 0)
-            return ErrorFromErrno(errno);
-    }
+    if (old.IsOpen() && status.st_mode != made.st_mode && ::fchmod(sibling.Descriptor(), status.st_mode & 07777) != 0)
+        return ErrorFromErrno(errno);
     return sibling.Place(path);
 }
 

@@ -40,8 +40,8 @@ DWORD ErrorFromErrno(int number);
 /// Bytes of the largest file that is read whole.
 inline constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
 
-/// Whole contents of a file, opened for reading and shared for reading and writing. @return 0 or the error code; a file
-/// above the largest size gives 8
+/// Whole contents of a file, unless an opening that is not shared for reading holds it. @return 0 or the error code; a
+/// file above the largest size gives 8
 DWORD ReadWholeFile(const std::string& path, std::string& bytes);
 
 /// Replaces a file whole, or leaves it as it was: a sibling is written and renamed over it. An existing file keeps its
