@@ -42,7 +42,10 @@ private:
         if (separator == none || separator + 1 == m_text.size())
             return false;
         m_value = separator + 1;
-        m_valueEnd = m_text.find_first_of(OLESTR(",;"), m_value);
+        m_valueEnd = m_value;
+        while (m_valueEnd < m_text.size() && m_text[m_valueEnd] != OLESTR(',') && m_text[m_valueEnd] != OLESTR(';'))
+            ++m_valueEnd;
+        m_valueEnd = m_valueEnd == m_text.size() ? none : m_valueEnd;
         return true;
     }
 
