@@ -49,6 +49,7 @@ build() {
 }
 
 host_packages=(g++ cmake ninja-build ccache pkg-config libsqlite3-dev libxml2-dev)
-test_packages=(googletest clang-format clang-tidy python3)
+test_packages=(googletest clang-format clang-tidy python3 strace)
 fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
+bench_packages=(libbenchmark-dev binutils)
 windows_packages=(g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix wine wine64)
