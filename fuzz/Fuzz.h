@@ -5,9 +5,9 @@
 #include "WideText.h"
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <objbase.h>
 #include <string>
@@ -31,7 +31,7 @@ inline void Require(bool holds, const char* property, std::string_view detail = 
 {
     if (holds)
         return;
-    std::fprintf(stderr, "Does not hold: %s\n%.*s\n", property, static_cast<int>(detail.size()), detail.data());
+    std::cerr << "Does not hold: " << property << "\n" << detail << std::endl;
     std::abort();
 }
 

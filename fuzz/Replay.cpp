@@ -14,12 +14,12 @@ int main(int count, char** arguments)
             files.insert(entry.path());
     if (files.empty())
     {
-        std::fprintf(stderr, "usage: %s FOLDER (of inputs, at least one)\n", arguments[0]);
+        std::cerr << "usage: " << arguments[0] << " FOLDER (of inputs, at least one)\n";
         return 2;
     }
     for (const fs::path& path : files)
     {
-        std::fprintf(stderr, "%s\n", path.filename().c_str()); // a finding is the last one
+        std::cerr << path.filename().string() << std::endl; // a finding is the last one
         std::ifstream file(path, std::ios::binary);
         const std::string bytes{std::istreambuf_iterator<char>(file), {}};
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());

@@ -4,6 +4,7 @@
 
 #include "Fuzz.h"
 
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <vector>
