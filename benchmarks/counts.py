@@ -35,9 +35,10 @@ RUNS = {"single": (SINGLE, ["/L", "en"]), "generic": ("", ["/L", "en"]), "stored
 
 
 def count(settings, arguments, last, installation, helpers):
-    with tempfile.TemporaryDirectory(prefix="scankelv-counts-") as folder:
+    with tempfile.TemporaryDirectory(prefix="counts-", dir="/tmp") as folder:
         program = shutil.copytree(installation, folder + "/program")
         shutil.copy(helpers + "/Nothing", program + "/Hueward.exe")
+        shutil.copy(helpers + "/libAllocations.so", folder)
         data = folder + "/machine/drive_c/Users/bench/AppData/Local/ScanKELV"
         os.makedirs(data)
         with open(data + "/Debug.ini", "w") as file:
@@ -48,7 +49,7 @@ def count(settings, arguments, last, installation, helpers):
         environment = {
             "HOSTWINDOWS_ROOT": folder + "/machine", "HOSTWINDOWS_DEBUG_CONSOLE": folder + "/console.txt",
             "FINDWELL_RECORD": folder + "/library.txt", "ALLOCATIONS": folder + "/allocations",
-            "LOGNAME": "bench", "HOME": folder, "PATH": os.environ["PATH"], "TZ": "UTC"}
+            "LOGNAME": "bench", "HOME": folder, "TZ": "UTC"}  # and no other: what is read and kept of it is counted too
         agent = [program + "/ScanKELV"]
 
         def run(command, **more):
@@ -65,8 +66,8 @@ def count(settings, arguments, last, installation, helpers):
 
         run(agent + arguments)
         run(agent + arguments)
-        run(["strace", "-qq", "-o", folder + "/trace", *agent, *last])
-        process, memory = run(agent + last, LD_PRELOAD=helpers + "/libAllocations.so")
+        run([shutil.which("strace") or sys.exit("strace is not installed"), "-qq", "-o", folder + "/trace", *agent, *last])
+        process, memory = run(agent + last, LD_PRELOAD=folder + "/libAllocations.so")
         counts = collections.Counter()
         with open(folder + "/trace", errors="replace") as trace:
             for call in re.findall(r"^(\w+)\(", trace.read(), re.MULTILINE):
@@ -95,7 +96,8 @@ def main():
             committed = {line[:18].rstrip(): line[18:].split() for line in file}
         for row in ROWS:
             for name, number in zip(RUNS, committed[row], strict=True):
-                if results[name][0][row] > int(number):
+                slack = 5 if row == "allocations" else 0  # one or two depend on addresses
+                if results[name][0][row] > int(number) + slack:
                     grown.append(f"{row} of the {name} run: {results[name][0][row]}, in counts.txt {number}")
     print(table, end="")
     print("{:<18}".format("peak memory, kB") + "".join(f"{results[name][1]:>12}" for name in RUNS))
