@@ -21,6 +21,14 @@ const char* Narrow(const xmlChar* text)
     return reinterpret_cast<const char*>(text);
 }
 
+/// A name in the dictionary; null there means that memory ran out.
+const char* Kept(const xmlChar* name)
+{
+    if (name == nullptr)
+        throw std::bad_alloc();
+    return Narrow(name);
+}
+
 bool IsBlank(char c)
 {
     return xmlBlanks.find(c) != std::string_view::npos;
@@ -171,7 +179,7 @@ private:
     {
         On(context, [=](TreeBuilder& self, xmlParserCtxt& parser) {
             self.Add(
-                NodeKind::instruction, Narrow(xmlDictLookup(parser.dict, target, -1)),
+                NodeKind::instruction, Kept(xmlDictLookup(parser.dict, target, -1)),
                 data == nullptr ? std::string_view() : Narrow(data));
         });
     }
@@ -198,7 +206,7 @@ private:
                 constexpr const char* xmlns = "xmlns";
                 const auto* const word = reinterpret_cast<const xmlChar*>(xmlns);
                 self.AddAttribute(
-                    declared == nullptr ? Narrow(xmlDictLookup(parser.dict, word, -1))
+                    declared == nullptr ? Kept(xmlDictLookup(parser.dict, word, -1))
                                         : AsWritten(parser, word, declared),
                     uri == nullptr ? std::string_view() : Narrow(uri));
             }
@@ -234,7 +242,7 @@ private:
 
     static const char* AsWritten(xmlParserCtxt& parser, const xmlChar* prefix, const xmlChar* name)
     {
-        return Narrow(prefix == nullptr ? name : xmlDictQLookup(parser.dict, prefix, name));
+        return Kept(prefix == nullptr ? name : xmlDictQLookup(parser.dict, prefix, name));
     }
 
     void AddAttribute(const char* name, std::string_view value)
@@ -274,7 +282,8 @@ private:
 bool TreeBuilder::Build(Source& source)
 {
     xmlSAXHandler events{};
-    xmlSAXVersion(&events, 2);
+    if (xmlSAXVersion(&events, 2) != 0)
+        return false;
     events.startElementNs = OnStart;
     events.endElementNs = OnEnd;
     events.characters = OnCharacters;
@@ -300,10 +309,10 @@ bool TreeBuilder::Build(Source& source)
     xmlDictReference(m_parser->dict);
     m_arena.Keep(std::shared_ptr<void>(m_parser->dict, [](void* names) { xmlDictFree(static_cast<xmlDict*>(names)); }));
 
-    xmlParseDocument(m_parser);
+    const bool parsed = xmlParseDocument(m_parser) == 0;
     if (m_parser->myDoc != nullptr) // what a DTD declared
         xmlFreeDoc(std::exchange(m_parser->myDoc, nullptr));
-    return m_parser->wellFormed == 1 && m_parser->nsWellFormed == 1 && !m_refused && !source.Failed();
+    return parsed && m_parser->wellFormed == 1 && m_parser->nsWellFormed == 1 && !m_refused && !source.Failed();
 }
 
 // The declaration's contents when the text begins with one.
