@@ -1,5 +1,7 @@
 // The start of a windowless program, which defines wWinMain instead of main.
 
+#include <cstdlib>
+#include <new>
 #include <windows.h>
 
 namespace
@@ -22,5 +24,15 @@ LPWSTR ArgumentsIn(LPWSTR line)
 
 int main()
 {
-    return ::wWinMain(::GetModuleHandleW(nullptr), nullptr, ArgumentsIn(::GetCommandLineW()), showDefault);
+    LPWSTR line = nullptr;
+    try
+    {
+        line = ::GetCommandLineW();
+    }
+    catch (const std::bad_alloc&)
+    {
+        ::OutputDebugStringA("hostwindows: the program cannot be started, memory ran out\n");
+        return EXIT_FAILURE;
+    }
+    return ::wWinMain(::GetModuleHandleW(nullptr), nullptr, ArgumentsIn(line), showDefault);
 }

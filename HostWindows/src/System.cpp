@@ -4,10 +4,12 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,10 +49,12 @@ void OutputDebugStringA(LPCSTR text)
 {
     if (text == nullptr || *text == '\0')
         return;
-    // Never destroyed: owners with static storage report in the process's last moments.
-    static auto* const mutex = new std::mutex;
-    static auto* const console = new ConsoleFile;
-    const std::lock_guard lock(*mutex);
+    // Never destroyed: owners with static storage report in the process's last moments. In place, because a report may
+    // be about memory that ran out.
+    static constinit std::mutex mutex;
+    alignas(ConsoleFile) static std::byte room[sizeof(ConsoleFile)];
+    static auto* const console = new (room) ConsoleFile;
+    const std::lock_guard lock(mutex);
     // One call, so that the texts of several programs do not mix. A text that cannot be written is lost, as without a
     // debugger.
     (void)!::write(console->For(std::getenv("HOSTWINDOWS_DEBUG_CONSOLE")), text, std::strlen(text));

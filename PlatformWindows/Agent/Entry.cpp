@@ -3,6 +3,8 @@
 #include "Loggers.h"
 #include "ResourceLocation.h"
 
+#include <new>
+
 namespace scankelv
 {
 namespace
@@ -101,6 +103,7 @@ bool RunAsSingleInstance()
 } // namespace scankelv
 
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)
+try
 {
     using namespace scankelv;
     RecordModuleHandle(::GetModuleHandleW(nullptr));
@@ -109,4 +112,10 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)
     const bool done = RunAsSingleInstance();
     ClientLogger().WriteLine("\n");
     return done ? 0 : 1;
+}
+catch (const std::bad_alloc&)
+{
+    // A logger may be what there was no memory for.
+    ::OutputDebugStringA("ScanKELV cannot run, memory ran out!\r\n");
+    return 1;
 }
