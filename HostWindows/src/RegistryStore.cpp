@@ -139,6 +139,7 @@ constexpr FailureKind failureKinds[] = {
     {SQLITE_PERM, ERROR_ACCESS_DENIED, "cannot be used"},
     {SQLITE_NOMEM, ERROR_OUTOFMEMORY, "cannot be used, memory ran out"},
     {SQLITE_BUSY, ERROR_BUSY, "is held by another process"},
+    {SQLITE_PROTOCOL, ERROR_BUSY, "cannot be locked"},
     {0, ERROR_REGISTRY_IO_FAILED, "cannot be used"}, // every other one
 };
 
@@ -346,7 +347,8 @@ LSTATUS RegistryStore::Failure(int result)
     const auto* kind = std::ranges::find(failureKinds, kindOfFailure, &FailureKind::result);
     if (kind == std::end(failureKinds))
         --kind;
-    if (kind->status == ERROR_REGISTRY_CORRUPT)
+    // The database library has tried to lock for ten seconds; it would do so for each value.
+    if (kind->status == ERROR_REGISTRY_CORRUPT || primary == SQLITE_PROTOCOL)
         m_unusable = kind->status;
     // A machine folder that cannot be written has been said already.
     const bool isNews = m_unusable != ERROR_SUCCESS || ::access(MachineFolder().c_str(), W_OK | X_OK) == 0;

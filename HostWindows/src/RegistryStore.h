@@ -36,7 +36,7 @@ struct StoredValue
 /// loses nothing it had completed. Nothing is synced, so a power failure may lose the last writes.
 ///
 /// A file that is damaged or cannot be used is said once, in one line on standard error. Once damage was met, every
-/// operation gives 1015 and the file is not written again.
+/// operation gives 1015 and the file is not written again; likewise 170 once it could not be locked at all.
 class RegistryStore
 {
 public:
