@@ -65,7 +65,8 @@ class ObjectsLock
 public:
     ObjectsLock()
     {
-        const std::string file = ObjectFolder() + "/.lock";
+        // Made once: the last handle is closed in a destructor, which cannot tell that memory ran out.
+        static const std::string file = ObjectFolder() + "/.lock";
         m_file.Open(file, O_RDWR | O_CREAT, 0666);
         if (!m_file.IsOpen() && errno == ENOENT && (::mkdir(ObjectFolder().c_str(), 0777) == 0 || errno == EEXIST))
             m_file.Open(file, O_RDWR | O_CREAT, 0666);
