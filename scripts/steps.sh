@@ -3,8 +3,12 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$here"
 mkdir -p build
 export CCACHE_BASEDIR=$here CMAKE_BUILD_PARALLEL_LEVEL=${CMAKE_BUILD_PARALLEL_LEVEL:-$(nproc)}
-exec 9>>build/steps.lock
-flock -n 9 || { echo "Another demo or check is running in this folder." >&2; exit 1; }
+# One of the scripts at a time in a folder; one that another calls belongs to it.
+if [ "${SCANKELV_STEPS_IN:-}" != "$here" ]; then
+  exec 9>>build/steps.lock
+  flock -n 9 || { echo "Another demo or check is running in this folder." >&2; exit 1; }
+  export SCANKELV_STEPS_IN=$here
+fi
 
 # need PACKAGE...: installs those of Debian's packages that are missing, and only then asks for anything.
 need() {
