@@ -210,7 +210,7 @@ bool Run()
 
 } // namespace
 
-bool RunAgent() noexcept
+bool RunAgent()
 {
     try
     {

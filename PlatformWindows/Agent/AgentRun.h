@@ -7,7 +7,8 @@ namespace scankelv
 
 /// One run: obtains a device from the search library and stores it, or tests the stored one. Ends the process with
 /// exit code 3 when the settings are inconsistent.
-/// @return false after a message to the "Agent" logger; errors of the document model and exhausted memory end here too
-bool RunAgent() noexcept;
+/// @return false after a message to the "Agent" logger; errors of the document model end here, and exhausted memory too
+/// where there is enough of it for the report. Else it throws std::bad_alloc.
+bool RunAgent();
 
 } // namespace scankelv
