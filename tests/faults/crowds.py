@@ -1,0 +1,148 @@
+"""Many at once: a hundred agents, writers and readers of one registry, and two thousand runs one after another."""
+
+import dataclasses
+import hashlib
+import random
+import re
+import threading
+import time
+
+from agent import GENERIC_KEY, KINDS, NEW_DEVICE, REFUSALS, USER_DATA, Broken, Machine
+
+AGENTS = 100
+EACH = 10  # agents, writers and readers at one registry
+TEXT = re.compile(r"    Shared    REG_SZ    (\d+ \d+) (x*) ([0-9a-f]{32})\r?\n")
+DRIVER_NAMES = {"Address": "devicepath", "HostName": "hostname", "Comment": "comment", "Serial": "serialnumber"}
+
+
+def hundred_agents(installation, folder, rounds, table):
+    """Exactly one runs, 99 refuse. Every second round finds no machine, and all of them make it at once."""
+    title = f"{AGENTS} agents at once"
+    kind = dataclasses.replace(KINDS[-1], name="slow online testing")
+    machine = Machine(folder / "crowd")
+    delay = 2000  # milliseconds for which the first one is kept busy
+    number = 0
+    while number < rounds:
+        slow = KINDS[-1].calls.replace("<address>", f"<delay>{delay}</delay><address>")
+        installation.prepare(dataclasses.replace(kind, calls=slow))
+        machine.make_empty()
+        if number % 2 == 0:
+            installation.make_old(machine, kind)
+        begin = time.monotonic()
+        agents = [installation.start(machine, kind) for _ in range(AGENTS)]
+        ended = [(agent.communicate()[1].decode(errors="replace").replace("\r", ""), agent.returncode,
+                  time.monotonic() - begin) for agent in agents]
+        refused = [end for end in ended if end[1] == 1 and any(refusal in end[0] for refusal in REFUSALS)]
+        done = [end for end in ended if end[1] == 0]
+        if len(done) + len(refused) == AGENTS and len(done) > 1 and max(end[2] for end in refused) * 1000 > delay:
+            delay *= 2  # the first one was through before the last one had started: too slow a machine for this delay
+            continue
+        if len(done) != 1 or len(refused) != AGENTS - 1:
+            others = [end for end in ended if end not in done and end not in refused]
+            table.found(title, f"round {number}: {len(done)} ran, {len(refused)} refused, others: {others[:3]}")
+        if stray := [name for name in machine.files() if name.startswith("objects/") and name != "objects/.lock"]:
+            table.found(title, f"round {number}: left behind: {stray}")
+        number += 1
+    table.count(title, rounds, f"delay {delay} ms")
+
+
+def one_registry(installation, folder, seconds, table):
+    """Agents, writers and readers side by side. Whatever is read is a value that somebody wrote, whole."""
+    title = "writers and readers of one registry"
+    machine = Machine(folder / "registry crowd")
+    machine.make_empty()
+    kinds = []
+    for number in range(EACH):
+        kind = dataclasses.replace(KINDS[0], name=f"agent {number}")
+        marked = {element: f"{name} of agent {number} {'y' * 30 * number}."
+                  for name, element in DRIVER_NAMES.items() if name != "Serial"}
+        installation.prepare(kind, NEW_DEVICE | marked | {"serialnumber": f"serial {number}"})
+        kinds.append(kind)
+    written = [0] * EACH
+    totals = {"agent runs": 0, "refusals": 0, "writes": 0, "reads": 0}
+    lock = threading.Lock()
+    end = time.monotonic() + seconds
+
+    def count(what):
+        with lock:
+            totals[what] += 1
+
+    def agent(number):
+        result = installation.run(machine, kinds[number])
+        if result.code == 1 and any(refusal in result.console for refusal in REFUSALS):
+            return count("refusals")
+        values = re.search(r"in use|busy|locked|SetStringValueNoExpand|SetDWORDValue", result.console)
+        if result.code != 0 or values:
+            raise Broken(f"agent: exit code {result.code}\n{result.console}")
+        return count("agent runs")
+
+    def writer(number):
+        written[number] += 1
+        text = f"{number} {written[number]} " + "x" * random.Random(written[number]).randrange(3000)
+        text += " " + hashlib.md5(text.encode()).hexdigest()
+        code, output = installation.reg(machine, "add", GENERIC_KEY, "/v", "Shared", "/d", text, "/f")
+        if code != 0:
+            raise Broken(f"hostreg add: {output}")
+        count("writes")
+
+    def reader(number):
+        code, output = installation.reg(machine, "query", GENERIC_KEY)
+        if code != 0 and not written[0] and "unable to find" in output:
+            return
+        texts = TEXT.findall(output)
+        whole = all(hashlib.md5(f"{head} {filling}".encode()).hexdigest() == sign and
+                    int(head.split()[1]) <= written[int(head.split()[0])] for head, filling, sign in texts)
+        if code != 0 or (len(texts) != 1 and "Shared" in output) or not whole:
+            raise Broken(f"hostreg query: {code} {output}")
+        for name in DRIVER_NAMES:
+            form = r"serial \d" if name == "Serial" else rf"{name} of agent (\d) (y*)\."
+            for text in re.findall(rf"    {name}    REG_SZ    (.*?)\r?\n", output):
+                match = re.fullmatch(form, text.rstrip("\r"))
+                if not match or (name != "Serial" and len(match[2]) != 30 * int(match[1])):
+                    raise Broken(f"{name} is {text!r}")
+        count("reads")
+
+    def repeat(work, number):
+        try:
+            while time.monotonic() < end:
+                work(number)
+        except Broken as broken:
+            table.found(title, str(broken))
+
+    threads = [threading.Thread(target=repeat, args=(work, number))
+               for work in (agent, writer, reader) for number in range(EACH)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    try:
+        machine.registry()
+    except Broken as broken:
+        table.found(title, str(broken))
+    if not all(totals[what] for what in ("agent runs", "writes", "reads")):
+        table.found(title, f"not everybody got on: {totals}")
+    table.count(title, sum(totals.values()), ", ".join(f"{number / seconds:.0f} {what}/s"
+                                                       for what, number in totals.items()))
+
+
+def one_after_another(installation, folder, runs, table):
+    """Nothing but the log grows, and no name is left."""
+    title = "runs one after another"
+    machine = Machine(folder / "long life")
+    installation.make_old(machine, KINDS[0])
+    machine.make(USER_DATA + "/Debug.ini", b"[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n")
+    before = {}
+    for number in range(1, runs + 1):
+        kind = KINDS[number % len(KINDS)]
+        result = installation.run(machine, kind)
+        if result.code != 0:
+            table.found(title, f"run {number}, {kind.name}: exit code {result.code}\n{result.console}")
+        if number == 4 * len(KINDS):
+            before = machine.files()
+    after = machine.files()
+    log = USER_DATA + "/Log.txt"
+    grown = {name: (before.get(name), after.get(name)) for name in before | after
+             if before.get(name) != after.get(name) and name != log}
+    if grown or after[log] <= before[log]:
+        table.found(title, f"sizes before and after: {grown}, log {before[log]}, {after[log]}")
+    table.count(title, runs)
