@@ -112,9 +112,6 @@ int Run(int count, char** names)
     std::vector<Work> works;
     for (const auto& some : {TextWorks(), StorageWorks(), RunWorks()})
         works.insert(works.end(), some.begin(), some.end());
-    std::string noWine;
-    for (const Work& work : WineWorks(noWine))
-        works.push_back(work);
 
     std::vector<Work> chosen;
     for (int i = 1; i < count; ++i)
@@ -125,19 +122,13 @@ int Run(int count, char** names)
             std::string known;
             for (const Work& work : works)
                 known += std::string(" ") + work.name;
-            const bool isWine = std::string_view(names[i]) == "run-wine";
-            std::fprintf(
-                stderr, "benchmarks: %s\n",
-                isWine ? noWine.c_str() : ("unknown name " + std::string(names[i]) + "; known:" + known).c_str());
+            std::fprintf(stderr, "benchmarks: unknown name %s; known:%s\n", names[i], known.c_str());
             return 2;
         }
         chosen.push_back(*named);
     }
     if (count < 2)
         chosen = works;
-    if (count < 2 && !noWine.empty())
-        std::fprintf(stderr, "benchmarks: %s\n", noWine.c_str());
-
     int arguments = 2;
     char program[] = "benchmarks";
     char interleaved[] = "--benchmark_enable_random_interleaving=true";
@@ -151,7 +142,7 @@ int Run(int count, char** names)
         benchmark::RunSpecifiedBenchmarks(&table);
     }
     table.Print(chosen);
-    return table.failed || (count < 2 && !noWine.empty()) ? 1 : 0;
+    return table.failed ? 1 : 0;
 }
 
 } // namespace

@@ -1,20 +1,15 @@
 // Whole runs: the agent as a process on a machine that has seen it before, and the bare program on the same machine.
+#include "Files.h"
 #include "Works.h"
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <spawn.h>
-#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 extern char** environ;
 
@@ -26,17 +21,6 @@ namespace
 namespace fs = std::filesystem;
 using Command = std::vector<std::string>;
 using Environment = std::map<std::string, std::string>;
-
-std::string FileText(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteText(const std::string& path, std::string_view text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
 
 std::vector<char*> Pointers(std::vector<std::string>& texts)
 {
@@ -88,15 +72,15 @@ public:
         fs::create_directories(m_folder + "/recorded");
         fs::copy(INSTALLATION, Program(), fs::copy_options::recursive);
         fs::copy_file(BENCHMARK_PROGRAMS "/Nothing", Program() + "/Hueward.exe", fs::copy_options::overwrite_existing);
-        WriteText(UserData() + "/Debug.ini", log);
+        WriteWhole(UserData() + "/Debug.ini", log);
         if (!settings.empty())
-            WriteText(Program() + "/ScanKELV.ini", settings);
+            WriteWhole(Program() + "/ScanKELV.ini", settings);
         // The library answers at once.
-        std::string library = FileText(Program() + "/FindwellDlg.xml");
+        std::string library = ReadWhole(Program() + "/FindwellDlg.xml");
         for (const char* element : {"<thread>own</thread>", "<delay>500</delay>"})
             if (const std::size_t at = library.find(element); at != std::string::npos)
-                library.erase(at, std::strlen(element));
-        WriteText(Program() + "/FindwellDlg.xml", library);
+                library.erase(at, std::string(element).size());
+        WriteWhole(Program() + "/FindwellDlg.xml", library);
     }
 
     Command Agent(const Command& arguments) const { return With(Program() + "/ScanKELV", arguments); }
@@ -109,7 +93,7 @@ public:
     double Run(const Command& command, int exitCode = 0, const Environment& additional = {}) const
     {
         for (const std::string& file : {LogFile(), m_folder + "/console.txt", m_folder + "/library.txt"})
-            WriteText(file, "");
+            WriteWhole(file, "");
         Environment environment = {
             {"HOSTWINDOWS_ROOT", m_folder + "/machine"},
             {"HOSTWINDOWS_DEBUG_CONSOLE", m_folder + "/console.txt"},
@@ -268,7 +252,7 @@ Work MultiSelectWork(const char* name, const char* title, int records)
     const auto side = [name = std::string(name)](const char* suffix, int count) {
         const auto machine = std::make_shared<LazyMachine>([=] {
             auto made = std::make_shared<Machine>(name + suffix, "", logToFile);
-            WriteText(made->File("records.reg"), Records(count));
+            WriteWhole(made->File("records.reg"), Records(count));
             made->Run(made->Hostreg({"import", made->File("records.reg")}));
             return made;
         });
@@ -318,21 +302,6 @@ std::vector<Work> RunWorks()
     works.push_back(MultiSelectWork("records-1000", "for each of 1,000 records; of 10", 1000));
     works.push_back(StartWork());
     return works;
-}
-
-std::vector<Work> WineWorks(std::string& reason)
-{
-    const std::string windows = WINDOWS_BUILD;
-    if (std::system("command -v wine >/dev/null 2>&1") != 0 || !fs::exists(windows + "/benchmarks/WindowsRun.exe"))
-    {
-        reason = "run-wine: no Wine, or no Windows programs: this work is left out";
-        return {};
-    }
-    const auto machine = std::make_shared<LazyMachine>([windows] {
-        auto made = std::make_shared<Machine>("wine", "", "");
-        return made;
-    });
-    return {};
 }
 
 } // namespace benchmarks

@@ -1,4 +1,5 @@
 // What is stored and logged. The floors call the C library, and SQLite with the registry's own statements.
+#include "Files.h"
 #include "Loggers.h"
 #include "LoggerType.h"
 #include "Works.h"
@@ -6,12 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <memory>
 #include <sqlite3.h>
-#include <stdexcept>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <windows.h>
 
 namespace benchmarks
@@ -203,28 +200,6 @@ std::string ProfilePath(const char* side)
     return WorkFolder() + "/machine/drive_c/ProgramData/" + side + ".ini";
 }
 
-void WriteWhole(const std::string& path, std::string_view bytes)
-{
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (file < 0 || ::write(file, bytes.data(), bytes.size()) != static_cast<::ssize_t>(bytes.size()))
-        throw std::runtime_error("cannot write " + path);
-    ::close(file);
-}
-
-std::string ReadWhole(const std::string& path)
-{
-    const int file = ::open(path.c_str(), O_RDONLY);
-    struct ::stat status
-    {
-    };
-    ::fstat(file, &status);
-    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-    if (::read(file, bytes.data(), bytes.size()) != static_cast<::ssize_t>(bytes.size()))
-        throw std::runtime_error("cannot read " + path);
-    ::close(file);
-    return bytes;
-}
-
 Side ReadProfile(std::size_t size)
 {
     return [size](benchmark::State& state) {
@@ -270,18 +245,11 @@ void WriteProfile(benchmark::State& state)
     Key();
     WriteWhole(ProfilePath("project"), ProfileText(1000));
     for (auto _ : state)
-        for (int i = 0; i < profileKeys; ++i)
-        {
-            WCHAR key[] = {'K',
-                           'e',
-                           'y',
-                           static_cast<WCHAR>(i < 10 ? '0' + i : '1'),
-                           static_cast<WCHAR>(i < 10 ? 0 : '0' + i - 10),
-                           0};
-            if (::WritePrivateProfileStringW(
-                    OLESTR("IO"), key, OLESTR("198.51.100.7 Weir C40"), OLESTR("C:\\ProgramData\\project.ini")) == 0)
+        for (char i = 0; i < profileKeys; ++i)
+            if (::WritePrivateProfileStringA(
+                    "IO", ("Key" + std::to_string(i)).c_str(), "198.51.100.7 Weir C40",
+                    "C:\\ProgramData\\project.ini") == 0)
                 state.SkipWithError("not written");
-        }
 }
 
 void ReplaceProfile(benchmark::State& state)
@@ -289,7 +257,6 @@ void ReplaceProfile(benchmark::State& state)
     Key();
     WriteWhole(ProfilePath("floor"), ProfileText(1000));
     const std::string path = ProfilePath("floor");
-    const std::string sibling = ProfilePath("floor-new");
     for (auto _ : state)
         for (int i = 0; i < profileKeys; ++i)
         {
@@ -297,8 +264,7 @@ void ReplaceProfile(benchmark::State& state)
             const std::size_t at = bytes.find("Key" + std::to_string(i) + "=");
             bytes.replace(
                 bytes.find('=', at) + 1, bytes.find('\r', at) - bytes.find('=', at) - 1, "198.51.100.7 Weir C40");
-            WriteWhole(sibling, bytes);
-            ::rename(sibling.c_str(), path.c_str());
+            ReplaceWhole(path, bytes);
         }
 }
 

@@ -34,8 +34,6 @@ struct Work
 std::vector<Work> TextWorks();
 std::vector<Work> StorageWorks();
 std::vector<Work> RunWorks();
-/// Null when the Windows programs cannot be run, which `reason` then tells.
-std::vector<Work> WineWorks(std::string& reason);
 
 /// The folder of everything that this process makes; its machine is `machine` in it.
 const std::string& WorkFolder();

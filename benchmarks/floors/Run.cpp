@@ -2,6 +2,8 @@
 // the same rows, device.xml, Config.ini and log lines, as cheaply as they can be had: what the agent works out is read
 // from RECORDED, the folder that an agent's run was copied to. Nothing that the agent owes is left out: one agent at a
 // time, each registry value its own transaction, whole files in place of old ones, one write for each log line.
+#include "../Files.h"
+
 #include <FindwellDlg.h>
 
 #include <cstdio>
@@ -9,48 +11,21 @@
 #include <cstring>
 #include <ctime>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <iconv.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <spawn.h>
 #include <sqlite3.h>
-#include <string>
 #include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <vector>
 #include <wtypes.h>
 
 extern char** environ;
 
+using namespace benchmarks;
+
 namespace
 {
-
-std::string ReadWhole(const std::string& path)
-{
-    const int file = ::open(path.c_str(), O_RDONLY);
-    struct ::stat status
-    {
-    };
-    std::string bytes;
-    if (file >= 0 && ::fstat(file, &status) == 0)
-        bytes.resize(static_cast<std::size_t>(status.st_size));
-    if (::read(file, bytes.data(), bytes.size()) != static_cast<::ssize_t>(bytes.size()))
-        bytes.clear();
-    ::close(file);
-    return bytes;
-}
-
-void ReplaceWhole(const std::string& path, const std::string& bytes)
-{
-    const std::string sibling = path + ".new";
-    const int file = ::open(sibling.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0666);
-    if (::write(file, bytes.data(), bytes.size()) != static_cast<::ssize_t>(bytes.size()))
-        std::abort();
-    ::close(file);
-    ::rename(sibling.c_str(), path.c_str());
-}
 
 /// The lines of the recorded log behind their time stamps, written with the time of now.
 class Log
@@ -261,7 +236,7 @@ int main(int, char** arguments)
     if (mode == "dialog" || mode == "generic")
     {
         Rows rows(machine + "/registry", "");
-        ReadWhole(data + "Quellon/ScanKELV/device.xml");
+        ReadWhole(data + "Quellon/ScanKELV/device.xml"); // presets for the values
         log.WriteTo("contentFilterOption");
         std::uint32_t result = 0;
         WCHAR* list = nullptr;
