@@ -22,14 +22,7 @@ std::optional<AgentOptions> Build(bool withSettings, const WideText& line)
     return AgentOptions::Build(withSettings ? settingsPath : OLESTR(""), line.c_str());
 }
 
-WideText Lower(WideText text)
-{
-    for (WCHAR& unit : text)
-        unit = unit >= 'A' && unit <= 'Z' ? static_cast<WCHAR>(unit + 32) : unit;
-    return text;
-}
-
-/// The last argument of each command by its lower-case name; no text for one that ended the line.
+/// The last argument of each command by its name in capitals; no text for one that ended the line.
 std::map<WideText, Text> Commands(const WideText& line)
 {
     std::map<WideText, Text> commands;
@@ -41,7 +34,7 @@ std::map<WideText, Text> Commands(const WideText& line)
         WideText name;
         while (at < line.size() && line[at] != ' ')
             name += line[at++];
-        Text& last = commands[Lower(name)];
+        Text& last = commands[Upper(name)];
         if (at == line.size())
             break;
         while (at < line.size() && line[at] == ' ')
@@ -63,14 +56,14 @@ Text Nullable(const WCHAR* text)
     return text == nullptr ? Text() : Text(text);
 }
 
-/// As the C library reads the number, "%hx" or "%hu".
-bool IsOn(const WideText& text, bool hexadecimal, unsigned short preset)
+/// As the C library reads the number, "%hx"; what is no ASCII ends it.
+bool IsOn(const WideText& text)
 {
     std::string narrow;
-    for (const WCHAR unit : text) // what is no ASCII ends a number
+    for (const WCHAR unit : text)
         narrow += unit < 0x80 ? static_cast<char>(unit) : '?';
-    hexadecimal ? std::sscanf(narrow.c_str(), "%hx", &preset) : std::sscanf(narrow.c_str(), "%hu", &preset);
-    return preset != 0;
+    unsigned short number = 0;
+    return std::sscanf(narrow.c_str(), "%hx", &number) == 1 && number != 0;
 }
 
 } // namespace
@@ -100,9 +93,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const auto command = commands.find(Widen(name));
         return command != commands.end() && command->second ? command->second : otherwise;
     };
-    const Text model = overridden("d", Nullable(settings->ModelName()));
-    const Text mode = overridden("mode", settingsMode->IsGsdMode() ? OLESTR("1") : OLESTR("0"));
-    const bool isGsd = IsOn(*mode, true, 0);
+    const Text model = overridden("D", Nullable(settings->ModelName()));
+    const Text mode = overridden("MODE", settingsMode->IsGsdMode() ? OLESTR("1") : OLESTR("0"));
+    const bool isGsd = IsOn(*mode);
     Require(built.has_value() == (isGsd || model), "a record has a model or the generic-driver mode");
     if (!built)
         return 0;
@@ -114,22 +107,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Text is;
         Text expected;
     } texts[] = {
-        {"product name", built->ProductName(), overridden("m", settings->ProductName())},
-        {"language code", Nullable(built->LanguageCode()), overridden("l", Nullable(settings->LanguageCode()))},
-        {"vendor name", built->VendorName(), overridden("v", settings->VendorName())},
+        {"product name", built->ProductName(), overridden("M", settings->ProductName())},
+        {"language code", Nullable(built->LanguageCode()), overridden("L", Nullable(settings->LanguageCode()))},
+        {"vendor name", built->VendorName(), overridden("V", settings->VendorName())},
         {"model name", Nullable(built->ModelName()), model},
-        {"vendor id", Nullable(built->VendorId()), overridden("vid", Nullable(settings->VendorId()))},
-        {"product id", Nullable(built->ProductId()), overridden("pid", Nullable(settings->ProductId()))},
-        {"hidden argument", Nullable(built->HiddenUiArgument()), overridden("h", none)},
-        {"records' path", built->MultiDeviceRegistryPath(), overridden("more", WideText())},
-        {"list's path", built->DeviceListRegistryPath(), overridden("devicelist", WideText())},
+        {"vendor id", Nullable(built->VendorId()), overridden("VID", Nullable(settings->VendorId()))},
+        {"product id", Nullable(built->ProductId()), overridden("PID", Nullable(settings->ProductId()))},
+        {"hidden argument", Nullable(built->HiddenUiArgument()), overridden("H", none)},
+        {"records' path", built->MultiDeviceRegistryPath(), overridden("MORE", WideText())},
+        {"list's path", built->DeviceListRegistryPath(), overridden("DEVICELIST", WideText())},
     };
     for (const auto& [what, is, expected] : texts)
         Require(is == expected, "a text is the last command's, else the settings'", what);
     Require(built->IsGsdMode() == isGsd, "the mode is the last command's, else the settings'");
-    Require(built->IsSuiftOn() == (given("u") || settings->IsSuiftOn()), "U switches on");
-    Require(built->NeedQueryAddress() == given("q"), "Q asks for the online testing");
-    Require(built->PropertiesWanted() == (given("prop") && settings->PropertiesUI() != 0), "PROP needs the permission");
+    Require(built->IsSuiftOn() == (given("U") || settings->IsSuiftOn()), "U switches on");
+    Require(built->NeedQueryAddress() == given("Q"), "Q asks for the online testing");
+    Require(built->PropertiesWanted() == (given("PROP") && settings->PropertiesUI() != 0), "PROP needs the permission");
     Require(built->HiddenUiRequested() == (built->HiddenUiArgument() != nullptr), "hidden when there is an argument");
     return 0;
 }

@@ -15,14 +15,6 @@ namespace
 
 using namespace fuzz;
 
-WideText Upper(WideView text)
-{
-    WideText upper(text);
-    for (WCHAR& unit : upper)
-        unit = unit >= 'a' && unit <= 'z' ? static_cast<WCHAR>(unit - 32) : unit;
-    return upper;
-}
-
 bool Begins(WideView text, WideView start)
 {
     return Upper(text.substr(0, start.size())) == Upper(start);

@@ -83,6 +83,15 @@ inline WideText AsStored(WideView text)
     return stored.erase(0, std::min(stored.find_first_not_of(blanks), stored.size()));
 }
 
+/// ASCII letters alone.
+inline WideText Upper(WideView text)
+{
+    WideText upper(text);
+    for (WCHAR& unit : upper)
+        unit = unit >= 'a' && unit <= 'z' ? static_cast<WCHAR>(unit - 32) : unit;
+    return upper;
+}
+
 /// UTF-16 of UTF-8. What is malformed gives units too, so that every text of 16-bit units has an input: a zero, and
 /// the lone half of a surrogate pair by its three-byte form.
 inline WideText Widen(std::string_view text)

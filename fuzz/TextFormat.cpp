@@ -63,13 +63,6 @@ struct Case
         expected += isWide ? scankelv::NarrowFromWide(wide.c_str()) : text;
         expectedWide += isWide ? wide.c_str() : scankelv::WideFromNarrow(text).c_str();
     }
-    void AddLiteral(char literal)
-    {
-        if (literal <= 0)
-            return;
-        format.append(literal == '%' ? 2 : 1, literal);
-        Expect({&literal, 1});
-    }
     void Expect(std::string_view ascii)
     {
         expected += ascii;
@@ -105,23 +98,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const unsigned kind = made.Take<unsigned char>();
         const unsigned shape = made.Take<unsigned char>();
         const int width = static_cast<int>(kind / 6 % 33);
-        switch (kind % 6)
-        {
-        case 0:
+        if (kind % 6 == 0)
             made.AddNumber<int>(shape, width);
-            break;
-        case 1:
+        else if (kind % 6 == 1)
             made.AddNumber<unsigned>(shape, width);
-            break;
-        case 2:
+        else if (kind % 6 == 2)
             made.AddNumber<long long>(shape, width);
-            break;
-        case 3:
-        case 4:
+        else if (kind % 6 < 5)
             made.AddText(shape, kind % 6 == 3);
-            break;
-        default:
-            made.AddLiteral(static_cast<char>(shape));
+        else if (const char literal = static_cast<char>(shape); literal > 0)
+        {
+            made.format.append(literal == '%' ? 2 : 1, literal);
+            made.Expect({&literal, 1});
         }
     }
     const std::string narrow = Formatted<char>(made.format.c_str(), made, cutAt);
