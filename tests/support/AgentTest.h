@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Loggers.h"
+#include "Reports.h"
 #include "ResourceLocation.h"
-#include "TestSupport.h"
 
 #include <objbase.h>
 
@@ -21,23 +21,10 @@ protected:
         ::CreateDirectoryW(settings.substr(0, settings.rfind(OLESTR('\\'))).c_str(), nullptr);
         WriteFileBytes(settings, "[Modules]\r\nAgent=1\r\n");
         scankelv::AgentLogger();
+        scankelv::DebugConsoleLogger();
         ::DeleteFileW(settings.c_str());
     }
     static void TearDownTestSuite() { ::CoUninitialize(); }
-
-    /// The expressions of the reports captured so far, a blank behind each.
-    static std::string ReportedExpressions(const DebugConsoleCapture& console)
-    {
-        const std::string text = console.Text();
-        const std::string_view before = "Expression  ";
-        std::string expressions;
-        for (std::size_t at = text.find(before); at != std::string::npos; at = text.find(before, at))
-        {
-            at += before.size();
-            expressions += text.substr(at, text.find("  failed!", at) - at) + " ";
-        }
-        return expressions;
-    }
 };
 
 } // namespace test

@@ -4,6 +4,7 @@
 #include <cstring>
 
 using namespace scankelv;
+using namespace test;
 
 namespace
 {
@@ -11,7 +12,7 @@ namespace
 // The first use of the logger of this program must be the failed check of this test: it stands first.
 TEST(Checked, TheLoggersFirstUseDoesNotHideTheLastError)
 {
-    const test::DebugConsoleCapture console;
+    const DebugConsoleCapture console;
     ::SetLastError(ERROR_ACCESS_DENIED);
     const int line = __LINE__ + 1;
     EXPECT_FALSE(Checked(DebugConsoleLogger(), CheckLastError, 0, "result", 1));
@@ -19,7 +20,7 @@ TEST(Checked, TheLoggersFirstUseDoesNotHideTheLastError)
     // The description of the logger, then the entry of five lines.
     const std::string prefix = Format<char>("ODS {%lX}: ", ::GetCurrentThreadId());
     const std::string expected = "w1 Module ODS logs to debug console. Logging configured by default.\r\n" + prefix +
-                                 "Expression  result  failed!\r\nContext: " + test::SystemText(ERROR_ACCESS_DENIED) +
+                                 "Expression  result  failed!\r\nContext: " + SystemText(ERROR_ACCESS_DENIED) +
                                  " \r\n" + PlaceHere().signature + ",\r\n" + __FILE__ + Format<char>("(%d)\r\n", line);
     EXPECT_EQ(expected, console.Text());
 }
@@ -39,11 +40,11 @@ TEST(Checked, EveryKindOfValue)
         {"errno fails", CheckErrno, 0, true, std::strerror(ENOENT)},
         {"errno passes", CheckErrno, 7, false, ""},
         {"code passes", CheckErrorCode, 0, false, ""},
-        {"code fails", CheckErrorCode, 2, true, test::SystemText(2)},
-        {"status fails", CheckErrorCode, 0x80070002, true, test::SystemText(2)},
+        {"code fails", CheckErrorCode, 2, true, SystemText(2)},
+        {"status fails", CheckErrorCode, 0x80070002, true, SystemText(2)},
         {"unknown code", CheckErrorCode, 0x2000ABCD, true, "UNKNOWN ERROR 0x2000ABCD!"},
         {"unknown short code", CheckErrorCode, 0xFFFA, true, "UNKNOWN ERROR 0xFFFA!"},
-        {"last error fails", CheckLastError, 0, true, test::SystemText(5)},
+        {"last error fails", CheckLastError, 0, true, SystemText(5)},
         {"last error passes", CheckLastError, 0xFFFFFFFF, false, ""},
         {"context fails", "bad argument", 0, true, "bad argument"},
         {"context passes", "bad argument", 1, false, ""},
@@ -63,7 +64,7 @@ TEST(Checked, EveryKindOfValue)
         else
             EXPECT_EQ(std::string(sizeof(text), '#'), std::string(text, sizeof(text)));
     }
-    EXPECT_EQ('\n', test::SystemText(2).back()); // the system's own line break stays
+    EXPECT_EQ('\n', SystemText(2).back()); // the system's own line break stays
 }
 
 TEST(Checked, ReportsEveryShapeOfTheirTexts)
@@ -86,7 +87,7 @@ TEST(Checked, ReportsEveryShapeOfTheirTexts)
     };
     for (const auto& row : cases)
     {
-        const test::DebugConsoleCapture console;
+        const DebugConsoleCapture console;
         ReportFailedExpression(DebugConsoleLogger(), row.expression, row.caller, row.file, 7, row.context, row.level);
         EXPECT_EQ(row.entry.empty() ? "" : prefix + row.entry, console.Text());
     }

@@ -4,21 +4,22 @@
 #include <functional>
 
 using namespace scankelv;
+using namespace test;
 
 namespace
 {
 
 struct Profile : testing::Test
 {
-    test::TemporaryFolder folder;
-    test::Wide path = folder.File("File.ini");
+    TemporaryFolder folder;
+    Wide path = folder.File("File.ini");
     ProfileFileWide wide{ResourceLocationWide(path)};
     ProfileFileNarrow narrow{ResourceLocation(NarrowFromWide(path))};
 };
 
 TEST_F(Profile, TellsAbsentValuesFromPresentOnes)
 {
-    test::WriteFileBytes(
+    WriteFileBytes(
         path, "[S]\r\nzero=0\r\nsentinel=6844\r\nbig=4294967295\r\nword=abc\r\nempty=\r\ncomment=;all\r\n"
               "cut=some text  ; note\r\nmark=#$@SRC@$#\r\nlong=" +
                   std::string(300, 'x') + "\r\n");
@@ -44,7 +45,7 @@ TEST_F(Profile, TellsAbsentValuesFromPresentOnes)
     for (const auto& row : cases)
     {
         SCOPED_TRACE(row.key);
-        const test::Wide key = test::ToWide(row.key);
+        const Wide key = ToWide(row.key);
         DWORD numbers[] = {77, 77};
         EXPECT_EQ(row.hasNumber, narrow.GetULong("S", row.key, &numbers[0]));
         EXPECT_EQ(row.hasNumber, wide.GetULong(OLESTR("S"), key.c_str(), &numbers[1]));
@@ -52,7 +53,7 @@ TEST_F(Profile, TellsAbsentValuesFromPresentOnes)
         EXPECT_EQ(numbers[0], numbers[1]);
         ResourceLocationWide text(OLESTR("before"));
         EXPECT_EQ(row.hasText, wide.GetString(OLESTR("S"), key.c_str(), text));
-        EXPECT_EQ(row.hasText ? row.text : "before", test::ToUtf8(text.View()));
+        EXPECT_EQ(row.hasText ? row.text : "before", ToUtf8(text.View()));
         EXPECT_EQ(text.View().size() + 1, text.Count());
     }
     WCHAR room[5];
@@ -96,7 +97,7 @@ TEST_F(Profile, EveryRefusalHasItsCode)
         EXPECT_FALSE(row.act(noPath)); // the missing path is seen first
         EXPECT_EQ(13U, noPath.LastError());
     }
-    EXPECT_FALSE(test::FileExists(path));
+    EXPECT_FALSE(FileExists(path));
     ProfileFileWide inNoFolder{ResourceLocationWide(folder.File("none\\File.ini"))};
     EXPECT_FALSE(inNoFolder.SetString(s, s, s));
     EXPECT_EQ(3U, inNoFolder.LastError());
@@ -110,14 +111,13 @@ TEST_F(Profile, WritesInTheFilesOwnEncoding)
     const std::string longText(300, 'y');
     for (const bool isUtf16 : {false, true})
     {
-        test::WriteFileBytes(path, isUtf16 ? "\xFF\xFE" : "");
+        WriteFileBytes(path, isUtf16 ? "\xFF\xFE" : "");
         EXPECT_TRUE(wide.SetString(OLESTR("IO"), OLESTR("Name"), OLESTR("first")));
         EXPECT_TRUE(wide.SetULong(OLESTR("IO"), OLESTR("Number"), 0xFFFFFFFF));
         EXPECT_TRUE(wide.SetULong(OLESTR("IO"), OLESTR("Other"), 2147483647));
-        EXPECT_TRUE(wide.SetString(OLESTR("IO"), OLESTR("Name"), test::ToWide(longText).c_str()));
+        EXPECT_TRUE(wide.SetString(OLESTR("IO"), OLESTR("Name"), ToWide(longText).c_str()));
         const std::string expected = "[IO]\r\nName=" + longText + "\r\nNumber=-1\r\nOther=2147483647\r\n";
-        EXPECT_EQ(
-            isUtf16 ? "\xFF\xFE" + test::Utf16Bytes(test::ToWide(expected)) : expected, test::ReadFileBytes(path));
+        EXPECT_EQ(isUtf16 ? "\xFF\xFE" + Utf16Bytes(ToWide(expected)) : expected, ReadFileBytes(path));
     }
 }
 

@@ -1,4 +1,6 @@
+// Where files are, and the start of programs that are there.
 #include "ResourceLocation.h"
+#include "BinaryExecuteShell.h"
 #include "FolderOperations.h"
 #include "Reports.h"
 #include "ResourceLocationShell.h"
@@ -6,6 +8,7 @@
 #include <cstring>
 
 using namespace scankelv;
+using namespace test;
 
 namespace
 {
@@ -58,45 +61,40 @@ TEST(ResourceLocation, ComposesEveryMixOfParts)
 
 TEST(ResourceLocation, CreatesTheFoldersButNotTheFile)
 {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string root = NarrowFromWide(folder.Path());
-    test::DebugConsoleCapture console;
+    DebugConsoleCapture console;
     DebugConsoleLogger();
     console.Clear();
     EXPECT_STREQ((root + "\\a\\b\\c").c_str(), ComposeLocation(root.c_str(), "a", "b", "c", true).Text());
     EXPECT_EQ(Line(root, true) + Line(root + "\\a", false) + Line(root + "\\a\\b", false), console.Text());
-    EXPECT_TRUE(test::FileExists(folder.File("a\\b")));
-    EXPECT_FALSE(test::FileExists(folder.File("a\\b\\c")));
+    EXPECT_TRUE(FileExists(folder.File("a\\b")));
+    EXPECT_FALSE(FileExists(folder.File("a\\b\\c")));
     // A part that is null is looked at once more; a folder that cannot be made is reported and does not stop.
-    test::WriteFileBytes(folder.File("file"), "");
+    WriteFileBytes(folder.File("file"), "");
     console.Clear();
     const std::string below = root + "\\file";
     EXPECT_STREQ((below + "\\x\\c").c_str(), ComposeLocation(below.c_str(), nullptr, "x", "c", true).Text());
-    EXPECT_EQ(std::vector<std::string>{"result"}, test::ExpressionsIn(console.Text()));
+    EXPECT_EQ("result ", ReportedExpressions(console));
     EXPECT_EQ(0U, console.Text().find(Line(below, true) + Line(below, true) + Line(below + "\\x", false)));
-    EXPECT_EQ(test::SystemText(ERROR_PATH_NOT_FOUND), test::ReportsIn(console.Text())[0].context);
+    EXPECT_EQ(SystemText(ERROR_PATH_NOT_FOUND), ReportsIn(console.Text())[0].context);
 }
 
 TEST(FolderOperations, PathExistsInBothWidths)
 {
-    const test::TemporaryFolder folder;
-    test::WriteFileBytes(folder.File("file \xC3\xA4"), "");
+    const TemporaryFolder folder;
+    const Wide file = folder.File("file \xC3\xA4");
+    WriteFileBytes(file, "");
     const struct
     {
-        test::Wide path;
+        Wide path;
         bool folder, exists;
-    } cases[] = {
-        {folder.File("file \xC3\xA4"), false, true},
-        {folder.File("file \xC3\xA4"), true, true},
-        {folder.File("none"), false, false},
-        {folder.Path(), false, false},
-        {folder.Path(), true, true},
-        {OLESTR(""), true, false},
-    };
-    for (const auto& row : cases)
+    } rows[] = {{file, false, true},           {file, true, true},          {folder.File("none"), false, false},
+                {folder.Path(), false, false}, {folder.Path(), true, true}, {OLESTR(""), true, false}};
+    for (const auto& row : rows)
     {
         const std::string narrow = NarrowFromWide(row.path);
-        const test::DebugConsoleCapture console;
+        const DebugConsoleCapture console;
         EXPECT_EQ(row.exists, PathExists(narrow.c_str(), row.folder));
         EXPECT_EQ(row.exists, PathExists(row.path.c_str(), row.folder));
         EXPECT_EQ(Line(narrow, row.exists) + Line(narrow, row.exists), console.Text());
@@ -105,7 +103,7 @@ TEST(FolderOperations, PathExistsInBothWidths)
 
 TEST(ResourceLocation, ShellFoldersAndTemporaryFolder)
 {
-    const test::DebugConsoleCapture console;
+    const DebugConsoleCapture console;
     EXPECT_TRUE(ShellVersionAtLeast5());
     EXPECT_EQ(0U, GetDllVersion(OLESTR("NoSuchLibrary.dll")));
     EXPECT_EQ(0U, GetDllVersion(OLESTR("Kernel32.dll"))); // no such export, where there is such a library
@@ -120,12 +118,9 @@ TEST(ResourceLocation, ShellFoldersAndTemporaryFolder)
 
     EXPECT_TRUE(GetLocationByFolderID(0x7777).IsEmpty());
     EXPECT_TRUE(GetLocationByPIDL(nullptr).IsEmpty());
-    const std::vector<test::Report> reports = test::ReportsIn(console.Text());
-    ASSERT_EQ(2U, reports.size());
-    EXPECT_EQ("specialFolderLocationHResult", reports[0].expression);
-    EXPECT_EQ(test::SystemText(0x80070057), reports[0].context);
-    EXPECT_EQ("gotPath", reports[1].expression);
-    EXPECT_EQ("SHGetPathFromIDListA", reports[1].context);
+    EXPECT_EQ("specialFolderLocationHResult gotPath ", ReportedExpressions(console));
+    EXPECT_EQ(SystemText(0x80070057), ReportsIn(console.Text())[0].context);
+    EXPECT_EQ("SHGetPathFromIDListA", ReportsIn(console.Text())[1].context);
 }
 
 TEST(ResourceLocation, TemporaryFolderOfAnyLength)
@@ -138,20 +133,20 @@ TEST(ResourceLocation, TemporaryFolderOfAnyLength)
         std::string path = "C:\\";
         while (path.size() < length)
             path += path.size() % 50 == 49 && path.size() + 1 < length ? '\\' : 'x';
-        test::SetVariable("TMP", path);
+        SetVariable("TMP", path);
         // Windows itself gives no more than 261 characters; the location is empty then.
         char whole[2048];
         const bool given = ::GetTempPathA(sizeof(whole), whole) != 0;
-        const test::DebugConsoleCapture console;
+        const DebugConsoleCapture console;
         EXPECT_EQ(given ? path + "\\" : "", LocationOfTemporaryRootFolder().Text());
-        EXPECT_EQ(given ? 0U : 1U, test::ReportsIn(console.Text()).size());
+        EXPECT_EQ(given ? 0U : 1U, ReportsIn(console.Text()).size());
     }
-    test::SetVariable("TMP", test::ToUtf8(before)); // unset when it was
+    SetVariable("TMP", ToUtf8(before)); // unset when it was
 }
 
 TEST(ResourceLocation, FilesBesideTheProgram)
 {
-    test::Wide path(2000, WCHAR());
+    Wide path(2000, WCHAR());
     path.resize(::GetModuleFileNameW(nullptr, path.data(), 2000));
     const std::size_t separator = path.rfind(WCHAR('\\'));
     EXPECT_EQ(path, ModuleFileLocation<WCHAR>().View());
@@ -161,6 +156,30 @@ TEST(ResourceLocation, FilesBesideTheProgram)
     EXPECT_EQ(NarrowFromWide(path.substr(0, separator + 1)) + "Dlg.dll", LocationOfModuleFile("Dlg.dll").View());
     for (const WCHAR* const name : {OLESTR(""), static_cast<const WCHAR*>(nullptr)})
         EXPECT_TRUE(LocationOfModuleFile(name).IsEmpty());
+}
+
+TEST(BinaryExecuteShell, StartsAndReports)
+{
+    const TemporaryFolder folder;
+    const Wide missing = folder.File("none.exe");
+    DebugConsoleCapture console;
+    DebugConsoleLogger();
+    console.Clear();
+    EXPECT_FALSE(BinaryExecuteShellNoWait(missing.c_str(), OLESTR("open"), OLESTR("a \"b\""), OLESTR("")));
+    const std::string prefix = Format<char>("ODS {%lX}: ", ::GetCurrentThreadId());
+    EXPECT_EQ(
+        0U,
+        console.Text().find(Format<char>(
+            "%sabout to [open] <%ws> with argument \"a \"b\"\" in working directory \"\"...\r\n", prefix, missing)));
+    ASSERT_EQ("result ", ReportedExpressions(console));
+    EXPECT_EQ(SystemText(::GetLastError()), ReportsIn(console.Text())[0].context);
+
+    console.Clear();
+    const ResourceLocationWide own = ModuleFileLocation<WCHAR>();
+    EXPECT_TRUE(
+        BinaryExecuteShellNoWait(own.Text(), OLESTR("open"), OLESTR("--gtest_list_tests"), folder.Path().c_str()));
+    EXPECT_TRUE(console.Text().ends_with(
+        Format<char>("%sstart <%ws> successful, not waiting for finish\r\n", prefix, own.Text())));
 }
 
 } // namespace

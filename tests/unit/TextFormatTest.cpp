@@ -5,6 +5,7 @@
 #include <cstring>
 
 using namespace scankelv;
+using namespace test;
 
 namespace
 {
@@ -31,16 +32,13 @@ static_assert(
 static_assert(!Fits<DWORD>("%q") && !Fits<DWORD>("%-4d") && !Fits<double>("%d") && !Fits<DWORD>("%999999999999d"));
 static_assert(!Fits<const WCHAR*>("%ls") && !Fits<const char*>("%5s") && !Fits<>("\xC3\xA4") && !Fits<>("%n"));
 
-struct Printed
-{
-    std::string narrow;
-    WideText wide;
-};
-
+/// The narrow text; a failure unless the wide one is alike.
 template <class... Args>
-Printed Print(TextFormat<Args...> format, const Args&... arguments)
+std::string Print(TextFormat<Args...> format, const Args&... arguments)
 {
-    return {Format<char>(format, arguments...), Format<WCHAR>(format, arguments...)};
+    const std::string narrow = Format<char>(format, arguments...);
+    EXPECT_EQ(ToWide(narrow), Format<WCHAR>(format, arguments...));
+    return narrow;
 }
 
 TEST(TextFormat, PrintsAlikeAsNarrowAndAsWideText)
@@ -48,28 +46,18 @@ TEST(TextFormat, PrintsAlikeAsNarrowAndAsWideText)
     const char* const noText = nullptr;
     const Convertible noWide{nullptr};
     const WideText wide = OLESTR("wide");
-    const struct
-    {
-        Printed printed;
-        const char* expected;
-    } cases[] = {
-        {Print("%d|%i|%u", -12, 12, -1), "-12|12|4294967295"},
-        {Print("%d|%lu", DWORD(0xFFFFFFFF), DWORD(0xFFFFFFFF)), "-1|4294967295"},
-        {Print("%d|%u", std::numeric_limits<long long>::min(), ~0ULL), "-9223372036854775808|18446744073709551615"},
-        {Print("0x%lx|%lX|%X", DWORD(0xBEEF), DWORD(0xABCDEF), 0), "0xbeef|ABCDEF|0"},
-        {Print("%x|%u", short(-1), static_cast<unsigned char>(200)), "ffffffff|200"},
-        {Print("%03hu|%02u|%4u|%4d|%04d", std::uint16_t(7), 123, 5, -5, -5), "007|123|   5|  -5|-005"},
-        {Print("%c%c|%d|%d|%d", 'o', 'k', true, Four, 'a'), "ok|1|4|97"},
-        {Print("100%% %s%%%s", "a", std::string("b")), "100% a%b"},
-        {Print("[%s] <%s> (%s)", "", noText, std::string_view("cut here", 3)), "[] <(null)> (cut)"},
-        {Print("[%ws] <%S> (%ws)", OLESTR(""), noWide, Convertible{wide.c_str()}), "[] <(null)> (wide)"},
-        {Print("Software\\%s\\%ws", "QLScan", wide), "Software\\QLScan\\wide"},
-    };
-    for (const auto& row : cases)
-    {
-        EXPECT_EQ(row.expected, row.printed.narrow);
-        EXPECT_EQ(test::ToWide(row.expected), row.printed.wide);
-    }
+    EXPECT_EQ("-12|12|4294967295", Print("%d|%i|%u", -12, 12, -1));
+    EXPECT_EQ("-1|4294967295", Print("%d|%lu", DWORD(0xFFFFFFFF), DWORD(0xFFFFFFFF)));
+    EXPECT_EQ(
+        "-9223372036854775808|18446744073709551615", Print("%d|%u", std::numeric_limits<long long>::min(), ~0ULL));
+    EXPECT_EQ("0xbeef|ABCDEF|0", Print("0x%lx|%lX|%X", DWORD(0xBEEF), DWORD(0xABCDEF), 0));
+    EXPECT_EQ("ffffffff|200", Print("%x|%u", short(-1), static_cast<unsigned char>(200)));
+    EXPECT_EQ("007|123|   5|  -5|-005", Print("%03hu|%02u|%4u|%4d|%04d", std::uint16_t(7), 123, 5, -5, -5));
+    EXPECT_EQ("ok|1|4|97", Print("%c%c|%d|%d|%d", 'o', 'k', true, Four, 'a'));
+    EXPECT_EQ("100% a%b", Print("100%% %s%%%s", "a", std::string("b")));
+    EXPECT_EQ("[] <(null)> (cut)", Print("[%s] <%s> (%s)", "", noText, std::string_view("cut here", 3)));
+    EXPECT_EQ("[] <(null)> (wide)", Print("[%ws] <%S> (%ws)", OLESTR(""), noWide, Convertible{wide.c_str()}));
+    EXPECT_EQ("Software\\QLScan\\wide", Print("Software\\%s\\%ws", "QLScan", wide));
 }
 
 TEST(TextFormat, CutsAtTheBufferAndTellsTheWholeLength)
@@ -149,7 +137,7 @@ TEST(TextScan, ReadsNumbersAsTheScanConversionsDo)
     for (const auto& row : cases)
     {
         SCOPED_TRACE(row.text);
-        const WideText text = test::ToWide(row.text);
+        const WideText text = ToWide(row.text);
         EXPECT_EQ(row.hexadecimal, ScanHexadecimal16(text, none));
         EXPECT_EQ(row.hexadecimal32, ScanHexadecimal32(text, none));
         EXPECT_EQ(row.decimal, ScanDecimal16(text, none));

@@ -33,11 +33,12 @@ inline std::vector<Report> ReportsIn(std::string_view console)
     return reports;
 }
 
-inline std::vector<std::string> ExpressionsIn(const std::string& console)
+/// The expressions of the reports captured so far, a blank behind each.
+inline std::string ReportedExpressions(const DebugConsoleCapture& console)
 {
-    std::vector<std::string> expressions;
-    for (const Report& report : ReportsIn(console))
-        expressions.push_back(report.expression);
+    std::string expressions;
+    for (const Report& report : ReportsIn(console.Text()))
+        expressions += report.expression + " ";
     return expressions;
 }
 
