@@ -3,6 +3,7 @@
 add_library(WindowsApi INTERFACE)
 if(WIN32)
   target_compile_definitions(WindowsApi INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+  target_compile_options(WindowsApi INTERFACE -ffunction-sections -fdata-sections)
   target_link_options(WindowsApi INTERFACE -static)
   target_link_libraries(WindowsApi INTERFACE advapi32 ole32 oleaut32 shell32 version uuid)
 else()

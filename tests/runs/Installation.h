@@ -35,14 +35,23 @@ inline const char* const otherVendorsDevice =
     "<device><iotype>Network</iotype><deviceid>MFG:Harrowgate;MDL:HG 2210;MODE:SCN;</deviceid>"
     "<devicename>Other</devicename></device>";
 
+/// The Windows path of what the build made, or of what it is made from.
+inline Wide BuiltPath(std::string path)
+{
+    std::ranges::replace(path, '/', '\\');
+    return ToWide(path.starts_with('\\') ? "Z:" + path : path);
+}
+
 class Installation
 {
 public:
-    Installation()
+    Installation() : Installation(Wide()) {}
+    /// In this folder, which is there and stays; without one in a new folder.
+    explicit Installation(const Wide& folder) : m_folder(folder.empty() ? m_temporary.Path() : folder)
     {
         RemoveTraces();
         for (const Wide& file : {ToWide(PROGRAM_NAME), Wide(OLESTR("FindwellDlg.dll")), Wide(OLESTR("Hueward.exe"))})
-            CopyFileTo(ToWide(BuiltFolder(INSTALLATION)) + OLESTR("\\") + file, m_folder.Path() + OLESTR("\\") + file);
+            CopyFileTo(BuiltPath(INSTALLATION) + OLESTR("\\") + file, m_folder + OLESTR("\\") + file);
         ::CreateDirectoryW(DataFolder().c_str(), nullptr);
         WriteFileBytes(DebugIni(), "[Modules]\r\nAgent=1\r\nKELVClient=1\r\nKELVFindwellLibrary=1\r\n");
         Behave("accepted");
@@ -51,7 +60,7 @@ public:
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
 
-    Wide File(std::string_view name) const { return m_folder.File(name); }
+    Wide File(std::string_view name) const { return m_folder + OLESTR("\\") + ToWide(name); }
     Wide DebugIni() const { return DataFolder() + OLESTR("\\Debug.ini"); }
     Wide LogFile() const { return DataFolder() + OLESTR("\\Log.txt"); }
 
@@ -75,7 +84,7 @@ public:
             return;
         ::DeleteFileW(File("FindwellDlg.dll").c_str());
         if (!name.empty())
-            CopyFileTo(ToWide(BuiltFolder(TEST_LIBRARIES) + "\\" + std::string(name)), File("FindwellDlg.dll"));
+            CopyFileTo(BuiltPath(TEST_LIBRARIES) + OLESTR("\\") + ToWide(name), File("FindwellDlg.dll"));
     }
 
     Wide Program() const { return File(PROGRAM_NAME); }
@@ -93,11 +102,6 @@ public:
     }
 
 private:
-    static std::string BuiltFolder(std::string path)
-    {
-        std::ranges::replace(path, '/', '\\');
-        return path.starts_with('\\') ? "Z:" + path : path;
-    }
     static Wide DataFolder()
     {
         WCHAR folder[MAX_PATH]{};
@@ -113,7 +117,8 @@ private:
             ::DeleteFileW(file.c_str());
     }
 
-    TemporaryFolder m_folder;
+    TemporaryFolder m_temporary;
+    Wide m_folder;
 };
 
 inline void Store(HKEY hive, const Wide& path, const Wide& name, DWORD type, const void* value, std::size_t bytes)

@@ -182,6 +182,12 @@ void DebugConsoleCapture::Clear()
     StartDebugConsoleCapture();
 }
 
+bool OnWine()
+{
+    const HMODULE system = ::GetModuleHandleW(OLESTR("ntdll.dll"));
+    return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
+}
+
 void SetVariable(std::string_view name, std::string_view value)
 {
     ::SetEnvironmentVariableW(ToWide(name).c_str(), value.empty() ? nullptr : ToWide(value).c_str());

@@ -81,6 +81,9 @@ struct ProgramResult
 /// Starts a program with exactly this command line and waits for its end, 60 seconds at the most.
 ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder = {});
 
+/// Whether Wine stands in the place of Windows.
+bool OnWine();
+
 /// Sets a variable of this process, which the programs it starts inherit; an empty value removes it.
 void SetVariable(std::string_view name, std::string_view value);
 
