@@ -1,106 +1,60 @@
 // Security identifiers, access lists and descriptors, byte for byte.
+#include "LastError.h"
 #include "TestSupport.h"
 
 #include <aclapi.h>
-#include <cstring>
+#include <tuple>
 
 namespace
 {
 
-using test::Wide;
-
-constexpr DWORD marker = 7777;
-
-struct EveryoneList
-{
-    PSID sid = nullptr;
-    PACL list = nullptr;
-
-    EveryoneList()
-    {
-        SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
-        EXPECT_TRUE(::AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &sid));
-        EXPLICIT_ACCESSW access{};
-        access.grfAccessPermissions = GENERIC_ALL;
-        access.grfAccessMode = SET_ACCESS;
-        access.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
-        access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
-        access.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
-        access.Trustee.ptstrName = static_cast<LPWSTR>(sid);
-        EXPECT_EQ(0U, ::SetEntriesInAclW(1, &access, nullptr, &list));
-    }
-    ~EveryoneList()
-    {
-        ::SetLastError(marker);
-        EXPECT_EQ(nullptr, ::LocalFree(list));
-        EXPECT_EQ(nullptr, ::FreeSid(sid));
-        EXPECT_EQ(nullptr, ::LocalFree(nullptr));
-        EXPECT_EQ(marker, ::GetLastError());
-    }
-};
+using test::LastError;
 
 std::string Bytes(const void* memory, std::size_t size)
 {
     return {static_cast<const char*>(memory), size};
 }
 
-TEST(AccessListContract, EveryoneByteForByte)
+TEST(AccessListContract, EveryoneMayDoEverything)
 {
-    const EveryoneList everyone;
-    const std::string sid("\x01\x01\0\0\0\0\0\x01\0\0\0\0", 12);
-    EXPECT_EQ(sid, Bytes(everyone.sid, 12));
-    // Revision 2, 28 bytes, one entry: allowing, inherited by both, 20 bytes, everything.
-    const std::string head("\x02\0\x1C\0\x01\0\0\0\0\x03\x14\0\0\0\0\x10", 16);
-    EXPECT_EQ(head + sid, Bytes(everyone.list, 28));
-
     SID_IDENTIFIER_AUTHORITY world = SECURITY_WORLD_SID_AUTHORITY;
-    PSID none = nullptr;
-    ::SetLastError(marker);
-    EXPECT_FALSE(::AllocateAndInitializeSid(&world, 9, 0, 0, 0, 0, 0, 0, 0, 0, &none));
-    EXPECT_EQ(ERROR_INVALID_SID, ::GetLastError());
-}
+    PSID sid = nullptr;
+    EXPECT_EQ(ERROR_INVALID_SID, LastError().Of(::AllocateAndInitializeSid(&world, 9, 0, 0, 0, 0, 0, 0, 0, 0, &sid)));
+    ASSERT_TRUE(::AllocateAndInitializeSid(&world, 1, SECURITY_WORLD_RID, 0, 0, 0, 0, 0, 0, 0, &sid));
+    const std::string sidBytes("\x01\x01\0\0\0\0\0\x01\0\0\0\0", 12);
+    EXPECT_EQ(sidBytes, Bytes(sid, 12));
+    EXPLICIT_ACCESSW access{};
+    access.grfAccessPermissions = GENERIC_ALL;
+    access.grfAccessMode = SET_ACCESS;
+    access.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
+    access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+    access.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
+    access.Trustee.ptstrName = static_cast<LPWSTR>(sid);
+    PACL list = nullptr;
+    ASSERT_EQ(0U, ::SetEntriesInAclW(1, &access, nullptr, &list));
+    // Revision 2, 28 bytes, one entry: allowing, inherited by both, 20 bytes, everything.
+    EXPECT_EQ(std::string("\x02\0\x1C\0\x01\0\0\0\0\x03\x14\0\0\0\0\x10", 16) + sidBytes, Bytes(list, 28));
 
-TEST(AccessListContract, Descriptor)
-{
-    EveryoneList everyone;
     SECURITY_DESCRIPTOR descriptor;
-    std::memset(&descriptor, 0x55, sizeof(descriptor));
     EXPECT_EQ(sizeof(void*) == 8 ? 40U : 20U, SECURITY_DESCRIPTOR_MIN_LENGTH);
-    ::SetLastError(marker);
-    EXPECT_FALSE(::InitializeSecurityDescriptor(&descriptor, 2));
-    EXPECT_EQ(ERROR_UNKNOWN_REVISION, ::GetLastError());
+    EXPECT_EQ(ERROR_UNKNOWN_REVISION, LastError().Of(::InitializeSecurityDescriptor(&descriptor, 2)));
     ASSERT_TRUE(::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
-    EXPECT_EQ(0U, descriptor.Control);
-    ASSERT_TRUE(::SetSecurityDescriptorDacl(&descriptor, TRUE, everyone.list, FALSE));
-    EXPECT_EQ(1U, descriptor.Revision);
+    ASSERT_TRUE(::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE));
     EXPECT_EQ(SE_DACL_PRESENT, descriptor.Control);
-    EXPECT_EQ(everyone.list, descriptor.Dacl);
-    EXPECT_EQ(nullptr, descriptor.Owner);
 
     const test::TemporaryFolder folder;
-    const struct
-    {
-        Wide path;
-        SECURITY_DESCRIPTOR* descriptor;
-        DWORD error; // the marker: applied
-    } cases[] = {
-        {folder.Path(), &descriptor, marker},
+    const std::tuple<test::Wide, SECURITY_DESCRIPTOR*, DWORD> rows[] = {
         {folder.File("missing"), &descriptor, ERROR_FILE_NOT_FOUND},
         {folder.File("missing\\below"), &descriptor, ERROR_PATH_NOT_FOUND},
-        {folder.Path(), nullptr, ERROR_NOACCESS},
-    };
-    for (const auto& row : cases)
-    {
-        SCOPED_TRACE(row.error);
-        ::SetLastError(marker);
-        const BOOL applied = ::SetFileSecurityW(row.path.c_str(), DACL_SECURITY_INFORMATION, row.descriptor);
-        EXPECT_EQ(row.error == marker, applied != 0);
-        if (applied == 0)
-        {
-            EXPECT_EQ(row.error, ::GetLastError());
-        }
-    }
+        {folder.Path(), nullptr, ERROR_NOACCESS}};
+    for (const auto& [path, given, error] : rows)
+        EXPECT_EQ(error, LastError().Of(::SetFileSecurityW(path.c_str(), DACL_SECURITY_INFORMATION, given)));
+    EXPECT_TRUE(::SetFileSecurityW(folder.Path().c_str(), DACL_SECURITY_INFORMATION, &descriptor));
     test::WriteFileBytes(folder.File("later"), "still writable");
+
+    for (const HLOCAL memory : {static_cast<HLOCAL>(list), HLOCAL{}})
+        EXPECT_EQ(test::kept, LastError().Of(::LocalFree(memory) == nullptr));
+    EXPECT_EQ(test::kept, LastError().Of(::FreeSid(sid) == nullptr));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // The registry functions, as they behave on both systems.
 #include "TestSupport.h"
 
-#include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace
@@ -10,7 +10,6 @@ namespace
 using test::Wide;
 
 constexpr DWORD marker = 0xDEADBEEF;
-constexpr BYTE untouched = 0xCC;
 
 struct Key
 {
@@ -61,7 +60,7 @@ class Registry : public testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(ERROR_SUCCESS, Create(m_key, HKEY_CURRENT_USER, OLESTR("Contract")));
+        ASSERT_EQ(0, Create(m_key, HKEY_CURRENT_USER, OLESTR("Contract")));
         ::SetLastError(marker);
     }
 
@@ -77,248 +76,189 @@ TEST_F(Registry, QueriesBySizeTypeAndTerminator)
     using namespace std::literals;
     constexpr struct
     {
-        const char* name;
         DWORD type;
         std::string_view stored;
-        bool wide;
+        char form; // 'W' or 'A'
         DWORD room;
         LSTATUS status;
         DWORD told;
         std::string_view buffer; // what the call wrote; behind it nothing
     } rows[] = {
-        {"WideFits", REG_SZ, "a\0b\0\0\0"sv, true, 6, ERROR_SUCCESS, 6, "a\0b\0\0\0"sv},
-        {"WideOneShort", REG_SZ, "a\0b\0\0\0"sv, true, 5, ERROR_MORE_DATA, 6, ""},
-        {"NarrowFits", REG_SZ, "a\0b\0\0\0"sv, false, 3, ERROR_SUCCESS, 3, "ab\0"sv},
-        {"NarrowOneShort", REG_SZ, "a\0b\0\0\0"sv, false, 2, ERROR_MORE_DATA, 3, ""},
-        {"WideNoTerminatorExact", REG_SZ, "a\0b\0c\0"sv, true, 6, ERROR_SUCCESS, 6, "a\0b\0c\0"sv},
-        {"WideNoTerminatorByteMore", REG_SZ, "a\0b\0c\0"sv, true, 7, ERROR_SUCCESS, 6, "a\0b\0c\0"sv},
-        {"WideNoTerminatorRoom", REG_SZ, "a\0b\0c\0"sv, true, 8, ERROR_SUCCESS, 6, "a\0b\0c\0\0\0"sv},
-        {"NarrowNoTerminatorExact", REG_SZ, "a\0b\0c\0"sv, false, 3, ERROR_SUCCESS, 3, "abc"},
-        {"NarrowNoTerminatorRoom", REG_SZ, "a\0b\0c\0"sv, false, 4, ERROR_SUCCESS, 3, "abc\0"sv},
-        {"WideTerminatorOnly", REG_SZ, "\0\0"sv, true, 8, ERROR_SUCCESS, 2, "\0\0"sv},
-        {"NarrowTerminatorOnly", REG_SZ, "\0\0"sv, false, 8, ERROR_SUCCESS, 1, "\0"sv},
-        {"WideNothing", REG_SZ, "", true, 8, ERROR_SUCCESS, 0, ""},
-        {"NarrowNothing", REG_SZ, "", false, 8, ERROR_SUCCESS, 0, ""},
-        {"WideOddLength", REG_SZ, "a\0b\0c"sv, true, 6, ERROR_SUCCESS, 5, "a\0b\0c"sv},
-        {"WideOddLengthRoom", REG_SZ, "a\0b\0c"sv, true, 7, ERROR_SUCCESS, 5, "a\0b\0c\0\0"sv},
-        {"NarrowOddLength", REG_SZ, "a\0b\0c"sv, false, 8, ERROR_SUCCESS, 2, "ab\0"sv},
-        {"WideInnerZero", REG_SZ, "a\0\0\0b\0\0\0"sv, true, 8, ERROR_SUCCESS, 8, "a\0\0\0b\0\0\0"sv},
-        {"NarrowInnerZero", REG_SZ, "a\0\0\0b\0\0\0"sv, false, 8, ERROR_SUCCESS, 4, "a\0b\0"sv},
-        {"Expand", REG_EXPAND_SZ, "%\0T\0%\0\0\0"sv, true, 8, ERROR_SUCCESS, 8, "%\0T\0%\0\0\0"sv},
-        {"NarrowMulti", REG_MULTI_SZ, "a\0\0\0b\0\0\0\0\0"sv, false, 8, ERROR_SUCCESS, 5, "a\0b\0\0"sv},
-        {"DwordOf2", REG_DWORD, "\1\2"sv, true, 4, ERROR_SUCCESS, 2, "\1\2"sv},
-        {"DwordOf8", REG_DWORD, "12345678"sv, true, 4, ERROR_MORE_DATA, 8, ""},
-        {"NarrowDword", REG_DWORD, "1234"sv, false, 4, ERROR_SUCCESS, 4, "1234"sv},
-        {"BinaryNoRoom", REG_BINARY, "abc"sv, true, 0, ERROR_MORE_DATA, 3, ""},
-        {"UnknownType", 0x777, "abc"sv, true, 8, ERROR_SUCCESS, 3, "abc"sv},
+        {REG_SZ, "a\0b\0\0\0"sv, 'W', 6, ERROR_SUCCESS, 6, "a\0b\0\0\0"sv},
+        {REG_SZ, "a\0b\0\0\0"sv, 'W', 5, ERROR_MORE_DATA, 6, ""},
+        {REG_SZ, "a\0b\0\0\0"sv, 'A', 3, ERROR_SUCCESS, 3, "ab\0"sv},
+        {REG_SZ, "a\0b\0\0\0"sv, 'A', 2, ERROR_MORE_DATA, 3, ""},
+        {REG_SZ, "a\0b\0c\0"sv, 'W', 7, ERROR_SUCCESS, 6, "a\0b\0c\0"sv}, // no terminator stored
+        {REG_SZ, "a\0b\0c\0"sv, 'W', 8, ERROR_SUCCESS, 6, "a\0b\0c\0\0\0"sv},
+        {REG_SZ, "a\0b\0c\0"sv, 'A', 3, ERROR_SUCCESS, 3, "abc"},
+        {REG_SZ, "a\0b\0c\0"sv, 'A', 4, ERROR_SUCCESS, 3, "abc\0"sv},
+        {REG_SZ, "\0\0"sv, 'W', 8, ERROR_SUCCESS, 2, "\0\0"sv},
+        {REG_SZ, "\0\0"sv, 'A', 8, ERROR_SUCCESS, 1, "\0"sv},
+        {REG_SZ, "", 'W', 8, ERROR_SUCCESS, 0, ""},
+        {REG_SZ, "", 'A', 8, ERROR_SUCCESS, 0, ""},
+        {REG_SZ, "a\0b\0c"sv, 'W', 6, ERROR_SUCCESS, 5, "a\0b\0c"sv}, // an odd length
+        {REG_SZ, "a\0b\0c"sv, 'W', 7, ERROR_SUCCESS, 5, "a\0b\0c\0\0"sv},
+        {REG_SZ, "a\0b\0c"sv, 'A', 8, ERROR_SUCCESS, 2, "ab\0"sv},
+        {REG_SZ, "a\0\0\0b\0\0\0"sv, 'W', 8, ERROR_SUCCESS, 8, "a\0\0\0b\0\0\0"sv},
+        {REG_SZ, "a\0\0\0b\0\0\0"sv, 'A', 8, ERROR_SUCCESS, 4, "a\0b\0"sv},
+        {REG_EXPAND_SZ, "%\0T\0%\0\0\0"sv, 'W', 8, ERROR_SUCCESS, 8, "%\0T\0%\0\0\0"sv},
+        {REG_DWORD, "\1\2"sv, 'W', 4, ERROR_SUCCESS, 2, "\1\2"sv},
+        {REG_DWORD, "12345678"sv, 'W', 4, ERROR_MORE_DATA, 8, ""},
+        {REG_DWORD, "1234"sv, 'A', 4, ERROR_SUCCESS, 4, "1234"sv},
+        {REG_BINARY, "abc"sv, 'W', 0, ERROR_MORE_DATA, 3, ""},
+        {0x777, "abc"sv, 'W', 8, ERROR_SUCCESS, 3, "abc"sv},
     };
     for (const auto& row : rows)
     {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(&row - rows);
+        const auto query = [&](DWORD* type, BYTE* data, DWORD* size) {
+            return row.form == 'W' ? ::RegQueryValueExW(m_key, OLESTR("v"), nullptr, type, data, size)
+                                   : ::RegQueryValueExA(m_key, "v", nullptr, type, data, size);
+        };
         // Behind the stored bytes lies no zero, which the call might take for a forgotten terminator.
         const std::string given = std::string(row.stored) + "zzz";
-        ASSERT_EQ(
-            ERROR_SUCCESS, Set(m_key, OLESTR("v"), row.type, std::string_view(given).substr(0, row.stored.size())));
-        BYTE buffer[16];
-        std::fill(std::begin(buffer), std::end(buffer), untouched);
-        DWORD type = marker;
-        DWORD size = row.room;
-        EXPECT_EQ(
-            row.status, row.wide ? ::RegQueryValueExW(m_key, OLESTR("v"), nullptr, &type, buffer, &size)
-                                 : ::RegQueryValueExA(m_key, "v", nullptr, &type, buffer, &size));
+        ASSERT_EQ(0, Set(m_key, OLESTR("v"), row.type, std::string_view(given).substr(0, row.stored.size())));
+        std::string buffer(16, '#'), expected(row.buffer);
+        DWORD type = 99, size = row.room;
+        EXPECT_EQ(row.status, query(&type, reinterpret_cast<BYTE*>(buffer.data()), &size));
         EXPECT_EQ(row.type, type);
         EXPECT_EQ(row.told, size);
-        std::string expected(row.buffer);
-        expected.resize(sizeof(buffer), static_cast<char>(untouched));
-        EXPECT_EQ(expected, std::string(reinterpret_cast<char*>(buffer), sizeof(buffer)));
+        expected.resize(16, '#');
+        EXPECT_EQ(expected, buffer);
         // Without a buffer: the size alone, or the type alone.
-        size = 0;
-        EXPECT_EQ(
-            ERROR_SUCCESS, row.wide ? ::RegQueryValueExW(m_key, OLESTR("v"), nullptr, nullptr, nullptr, &size)
-                                    : ::RegQueryValueExA(m_key, "v", nullptr, nullptr, nullptr, &size));
+        type = size = 99;
+        EXPECT_EQ(0, query(nullptr, nullptr, &size));
+        EXPECT_EQ(0, query(&type, nullptr, nullptr));
         EXPECT_EQ(row.told, size);
-        type = marker;
-        EXPECT_EQ(ERROR_SUCCESS, ::RegQueryValueExW(m_key, OLESTR("v"), nullptr, &type, nullptr, nullptr));
         EXPECT_EQ(row.type, type);
     }
 }
 
-TEST_F(Registry, QueriesThatFail)
+TEST_F(Registry, QueriesSetsAndDeletesByTheirHandlesAndNames)
 {
-    Key setOnly, none, deleted;
-    ASSERT_EQ(ERROR_SUCCESS, Create(setOnly, m_key, nullptr, KEY_WRITE));
-    ASSERT_EQ(ERROR_SUCCESS, Create(none, m_key, OLESTR(""), 0));
-    ASSERT_EQ(ERROR_SUCCESS, Create(deleted, m_key, OLESTR("deleted")));
-    ASSERT_EQ(ERROR_SUCCESS, ::RegDeleteKeyW(m_key, OLESTR("deleted")));
-    ASSERT_EQ(ERROR_SUCCESS, Set(m_key, OLESTR("v"), REG_SZ, "abcd"));
-    const Wide tooLong(16384, 'n');
-    BYTE byte = untouched;
-    const struct
-    {
-        const char* what;
-        HKEY key;
-        const WCHAR* name;
-        bool reserved, data, size;
-        LSTATUS status;
-    } rows[] = {
-        {"missing", m_key, OLESTR("zz"), false, true, true, ERROR_FILE_NOT_FOUND},
-        {"missing default", m_key, nullptr, false, true, true, ERROR_FILE_NOT_FOUND},
-        {"name too long", m_key, tooLong.c_str(), false, true, true, ERROR_FILE_NOT_FOUND},
-        {"data without size", m_key, OLESTR("v"), false, true, false, ERROR_INVALID_PARAMETER},
-        {"reserved", m_key, OLESTR("v"), true, true, true, ERROR_INVALID_PARAMETER},
-        {"right to set only", setOnly, OLESTR("v"), false, true, true, ERROR_ACCESS_DENIED},
-        {"no rights, no value", none, OLESTR("zz"), false, true, true, ERROR_ACCESS_DENIED},
-        {"null handle", nullptr, OLESTR("v"), false, true, true, ERROR_INVALID_HANDLE},
-        {"wrong handle", reinterpret_cast<HKEY>(INT_PTR{0x1234}), OLESTR("v"), false, true, true, ERROR_INVALID_HANDLE},
-        {"deleted key", deleted, OLESTR("v"), false, true, true, ERROR_KEY_DELETED},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.what);
-        DWORD reserved = 0, size = 1, type = marker;
-        EXPECT_EQ(
-            row.status, ::RegQueryValueExW(
-                            row.key, row.name, row.reserved ? &reserved : nullptr, &type, row.data ? &byte : nullptr,
-                            row.size ? &size : nullptr));
-        EXPECT_EQ(1U, size);
-        EXPECT_EQ(untouched, byte);
-        EXPECT_EQ(marker, type);
-    }
-    DWORD type = marker;
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegQueryValueExA(m_key, "zz", nullptr, &type, nullptr, nullptr));
-    EXPECT_EQ(REG_NONE, type);
-}
-
-TEST_F(Registry, SetsAndDeletes)
-{
-    Key readOnly, deleted;
-    ASSERT_EQ(ERROR_SUCCESS, Create(readOnly, m_key, nullptr, KEY_READ));
-    ASSERT_EQ(ERROR_SUCCESS, Create(deleted, m_key, OLESTR("deleted")));
-    ASSERT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(m_key, OLESTR("deleted")));
+    Key readOnly, setOnly, none, deleted;
+    ASSERT_EQ(0, Create(readOnly, m_key, nullptr, KEY_READ));
+    ASSERT_EQ(0, Create(setOnly, m_key, nullptr, KEY_WRITE));
+    ASSERT_EQ(0, Create(none, m_key, OLESTR(""), 0));
+    ASSERT_EQ(0, Create(deleted, m_key, OLESTR("deleted")));
+    ASSERT_EQ(0, ::RegDeleteKeyW(m_key, OLESTR("deleted")));
+    ASSERT_EQ(0, Set(m_key, OLESTR("v"), REG_SZ, "abcd"));
     const Wide longest(16383, 'n'), tooLong(16384, 'n');
-    const BYTE data[4] = {1, 2, 3, 4};
-    const struct
-    {
-        const char* what;
-        HKEY key;
-        const WCHAR* name;
-        const BYTE* data;
-        LSTATUS set, erase;
-    } rows[] = {
-        {"longest name", m_key, longest.c_str(), data, ERROR_SUCCESS, ERROR_SUCCESS},
-        {"name too long", m_key, tooLong.c_str(), data, ERROR_INVALID_PARAMETER, ERROR_FILE_NOT_FOUND},
-        {"backslash in a name", m_key, OLESTR("a\\b"), data, ERROR_SUCCESS, ERROR_SUCCESS},
-        {"default value", m_key, nullptr, data, ERROR_SUCCESS, ERROR_SUCCESS},
-        {"null data", m_key, OLESTR("v"), nullptr, ERROR_NOACCESS, ERROR_FILE_NOT_FOUND},
-        {"right to read only", readOnly, OLESTR("v"), data, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED},
-        {"null handle", nullptr, OLESTR("v"), data, ERROR_INVALID_HANDLE, ERROR_INVALID_HANDLE},
-        {"wrong handle", reinterpret_cast<HKEY>(INT_PTR{0x1234}), OLESTR("v"), data, ERROR_INVALID_HANDLE,
-         ERROR_INVALID_HANDLE},
-        {"deleted key", deleted, OLESTR("v"), data, ERROR_KEY_DELETED, ERROR_KEY_DELETED},
+    const auto wrong = reinterpret_cast<HKEY>(INT_PTR{0x1234});
+    constexpr LSTATUS missing = ERROR_FILE_NOT_FOUND, denied = ERROR_ACCESS_DENIED, bad = ERROR_INVALID_HANDLE;
+    const std::tuple<HKEY, const WCHAR*, LSTATUS, LSTATUS, LSTATUS> rows[] = {
+        // key, value name, results of a query, a set, a deletion
+        {m_key, OLESTR("zz"), missing, 0, 0},
+        {m_key, nullptr, missing, 0, 0},
+        {m_key, OLESTR("a\\b"), missing, 0, 0},
+        {m_key, longest.c_str(), missing, 0, 0},
+        {m_key, tooLong.c_str(), missing, ERROR_INVALID_PARAMETER, missing},
+        {readOnly, OLESTR("zz"), missing, denied, denied},
+        {setOnly, OLESTR("v"), denied, 0, 0},
+        {none, OLESTR("zz"), denied, denied, denied},
+        {nullptr, OLESTR("v"), bad, bad, bad},
+        {wrong, OLESTR("v"), bad, bad, bad},
+        {deleted, OLESTR("v"), ERROR_KEY_DELETED, ERROR_KEY_DELETED, ERROR_KEY_DELETED},
     };
-    for (const auto& row : rows)
+    const BYTE data[] = "1234";
+    for (const auto& [key, name, query, set, erase] : rows)
     {
-        SCOPED_TRACE(row.what);
-        EXPECT_EQ(row.set, ::RegSetValueExW(row.key, row.name, 0, REG_BINARY, row.data, sizeof(data)));
-        EXPECT_EQ(row.set == ERROR_SUCCESS ? "\1\2\3\4" : "(none)", Get(row.key, row.name));
-        EXPECT_EQ(row.erase, ::RegDeleteValueW(row.key, row.name));
-        EXPECT_EQ("(none)", Get(row.key, row.name));
+        SCOPED_TRACE(&query - &std::get<2>(rows[0]));
+        BYTE byte = '#';
+        DWORD size = 1, type = 99;
+        EXPECT_EQ(query, ::RegQueryValueExW(key, name, nullptr, &type, &byte, &size));
+        EXPECT_TRUE(size == 1 && byte == '#' && type == 99);
+        EXPECT_EQ(set, ::RegSetValueExW(key, name, 0, REG_BINARY, data, 4));
+        EXPECT_EQ(erase, ::RegDeleteValueW(key, name));
     }
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(std::exchange(deleted.handle, nullptr)));
+    EXPECT_EQ(0, ::RegCloseKey(std::exchange(deleted.handle, nullptr)));
+    DWORD size = 1, type = 99;
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegQueryValueExW(m_key, OLESTR("v"), &size, &type, nullptr, &size));
+    BYTE byte = 0;
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegQueryValueExW(m_key, OLESTR("v"), nullptr, &type, &byte, nullptr));
+    EXPECT_EQ(ERROR_NOACCESS, ::RegSetValueExW(m_key, OLESTR("v"), 0, REG_BINARY, nullptr, 4));
+    EXPECT_EQ(missing, ::RegQueryValueExA(m_key, "zz", nullptr, &type, nullptr, nullptr));
+    EXPECT_EQ(DWORD{REG_NONE}, type);
 
     // 1 MiB as it is, also in place of a short value; an empty and a null name are the same value.
     std::string large(std::size_t{1} << 20, 'x');
     for (std::size_t i = 0; i < large.size(); i += 3)
         large[i] = static_cast<char>(i / 7);
-    EXPECT_EQ(ERROR_SUCCESS, Set(m_key, OLESTR(""), REG_SZ, "ab"));
-    EXPECT_EQ(ERROR_SUCCESS, Set(m_key, nullptr, 0x777, large));
+    EXPECT_EQ(0, Set(m_key, OLESTR(""), REG_SZ, "ab"));
+    EXPECT_EQ(0, Set(m_key, nullptr, 0x777, large));
     EXPECT_TRUE(Get(m_key, OLESTR("")) == large);
-
     // The 8-bit forms store UTF-16 and find what the wide ones wrote.
-    const BYTE text[] = "abc";
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetValueExA(m_key, "Text", 0, REG_SZ, text, sizeof(text)));
-    EXPECT_EQ(test::Utf16Bytes(Wide(OLESTR("abc\0"), 4)), Get(m_key, OLESTR("text")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetValueExA(m_key, "Bin", 0, REG_BINARY, text, sizeof(text)));
-    EXPECT_EQ(std::string("abc\0", 4), Get(m_key, OLESTR("bin")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteValueA(m_key, "TEXT"));
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegDeleteValueA(m_key, "Text"));
+    EXPECT_EQ(0, ::RegSetValueExA(m_key, "Text", 0, REG_SZ, data, 5));
+    EXPECT_EQ(test::Utf16Bytes(Wide(OLESTR("1234\0"), 5)), Get(m_key, OLESTR("text")));
+    EXPECT_EQ(0, ::RegSetValueExA(m_key, "Bin", 0, REG_BINARY, data, 4));
+    EXPECT_EQ("1234", Get(m_key, OLESTR("bin")));
+    EXPECT_EQ(0, ::RegDeleteValueA(m_key, "TEXT"));
+    EXPECT_EQ(missing, ::RegDeleteValueA(m_key, "Text"));
 }
 
 TEST_F(Registry, NamesIgnoreLetterCase)
 {
-    const struct
-    {
-        const WCHAR* stored;
-        const WCHAR* asked;
-        bool same;
-    } rows[] = {
+    const std::tuple<const WCHAR*, const WCHAR*, bool> rows[] = {
         {OLESTR("DeviceName"), OLESTR("deviceNAME"), true}, {OLESTR("\u00C4"), OLESTR("\u00E4"), true},
         {OLESTR("\u0416"), OLESTR("\u0436"), true},         {OLESTR("\u00FF"), OLESTR("\u0178"), true},
         {OLESTR("\u1F80"), OLESTR("\u1F88"), true},         {OLESTR("\u00DF"), OLESTR("SS"), false},
         {OLESTR("\u03C2"), OLESTR("\u03A3"), false},        {OLESTR("\u0131"), OLESTR("I"), false},
         {OLESTR("blank"), OLESTR("blank "), false},         {OLESTR("a/b"), OLESTR("a\\b"), false},
     };
-    for (const auto& row : rows)
+    for (const auto& [stored, asked, same] : rows)
     {
-        SCOPED_TRACE(test::ToUtf8(row.stored));
-        ASSERT_EQ(ERROR_SUCCESS, Set(m_key, row.stored, REG_BINARY, "1"));
-        EXPECT_EQ(row.same ? "1" : "(none)", Get(m_key, row.asked));
+        SCOPED_TRACE(test::ToUtf8(stored));
+        ASSERT_EQ(0, Set(m_key, stored, REG_BINARY, "1"));
+        EXPECT_EQ(same ? "1" : "(none)", Get(m_key, asked));
         Key key;
-        ASSERT_EQ(ERROR_SUCCESS, Create(key, m_key, row.stored));
-        EXPECT_EQ(row.same ? ERROR_SUCCESS : LSTATUS{ERROR_FILE_NOT_FOUND}, OpenStatus(m_key, row.asked));
+        ASSERT_EQ(0, Create(key, m_key, stored));
+        EXPECT_EQ(same ? 0 : LSTATUS{ERROR_FILE_NOT_FOUND}, OpenStatus(m_key, asked));
     }
 }
 
 TEST_F(Registry, PathsAndParents)
 {
-    const HANDLE event = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, nullptr);
-    ASSERT_NE(nullptr, event);
-    ::SetLastError(marker);
+    const HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, nullptr);
     Key closed;
-    ASSERT_EQ(ERROR_SUCCESS, Create(closed, m_key, nullptr));
+    ASSERT_EQ(0, Create(closed, m_key, nullptr));
     const HKEY stale = std::exchange(closed.handle, nullptr);
-    ASSERT_EQ(ERROR_SUCCESS, ::RegCloseKey(stale));
+    EXPECT_EQ(0, ::RegCloseKey(stale));
+    const auto wrong = reinterpret_cast<HKEY>(INT_PTR{0x1234});
+    for (const HKEY key : {stale, wrong, HKEY{}})
+        EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegCloseKey(key));
     const Wide longest(255, 'k'), tooLong(257, 'k');
-    const struct
-    {
-        const char* what;
-        HKEY parent;
-        const WCHAR* path;
-        LSTATUS open, create;
-        const WCHAR* made; // what the path has become
-    } rows[] = {
-        {"several levels", m_key, OLESTR("a\\b\\c"), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS, OLESTR("A\\B\\C")},
-        {"trailing backslashes", m_key, OLESTR("t\\\\"), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS, OLESTR("t")},
-        {"doubled backslashes", m_key, OLESTR("d\\\\\\e"), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS, OLESTR("d\\e")},
-        {"a slash", m_key, OLESTR("s/t"), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS, OLESTR("s/t")},
-        {"longest name", m_key, longest.c_str(), ERROR_FILE_NOT_FOUND, ERROR_SUCCESS, longest.c_str()},
-        {"name too long", m_key, tooLong.c_str(), ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER, nullptr},
-        {"leading backslash", m_key, OLESTR("\\a"), ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME, nullptr},
-        {"backslash", m_key, OLESTR("\\"), ERROR_BAD_PATHNAME, ERROR_BAD_PATHNAME, nullptr},
-        {"wrong parent", reinterpret_cast<HKEY>(INT_PTR{0x1234}), OLESTR("a"), ERROR_INVALID_HANDLE,
-         ERROR_INVALID_HANDLE, nullptr},
-        {"closed parent", stale, OLESTR("a"), ERROR_INVALID_HANDLE, ERROR_INVALID_HANDLE, nullptr},
-        {"parent of another kind", static_cast<HKEY>(event), OLESTR("a"), ERROR_INVALID_HANDLE, ERROR_INVALID_HANDLE,
-         nullptr},
+    const std::tuple<HKEY, const WCHAR*, LSTATUS, const WCHAR*> rows[] = {
+        // parent, path, result of a creation, what the path has become
+        {m_key, OLESTR("a\\b\\c"), 0, OLESTR("A\\B\\C")},
+        {m_key, OLESTR("t\\\\"), 0, OLESTR("t")},
+        {m_key, OLESTR("d\\\\\\e"), 0, OLESTR("d\\e")},
+        {m_key, OLESTR("s/t"), 0, OLESTR("s/t")},
+        {m_key, longest.c_str(), 0, longest.c_str()},
+        {m_key, tooLong.c_str(), ERROR_INVALID_PARAMETER, nullptr},
+        {m_key, OLESTR("\\a"), ERROR_BAD_PATHNAME, nullptr},
+        {m_key, OLESTR("\\"), ERROR_BAD_PATHNAME, nullptr},
+        {wrong, OLESTR("a"), ERROR_INVALID_HANDLE, nullptr},
+        {stale, OLESTR("a"), ERROR_INVALID_HANDLE, nullptr},
+        {static_cast<HKEY>(mapping), OLESTR("a"), ERROR_INVALID_HANDLE, nullptr},
     };
-    for (const auto& row : rows)
+    ::SetLastError(marker);
+    for (const auto& [parent, path, create, made] : rows)
     {
-        SCOPED_TRACE(row.what);
+        SCOPED_TRACE(&create - &std::get<2>(rows[0]));
         HKEY key = m_key;
-        EXPECT_EQ(row.open, ::RegOpenKeyExW(row.parent, row.path, 0, KEY_READ, &key));
+        const LSTATUS open = create == 0 ? LSTATUS{ERROR_FILE_NOT_FOUND} : create;
+        EXPECT_EQ(open, ::RegOpenKeyExW(parent, path, 0, KEY_READ, &key));
         EXPECT_EQ(nullptr, key);
         for (const DWORD expected : {DWORD{REG_CREATED_NEW_KEY}, DWORD{REG_OPENED_EXISTING_KEY}})
         {
-            DWORD disposition = marker;
+            DWORD disposition = 99;
             key = m_key;
-            EXPECT_EQ(
-                row.create,
-                ::RegCreateKeyExW(row.parent, row.path, 0, nullptr, 0, KEY_READ, nullptr, &key, &disposition));
-            EXPECT_EQ(row.create == ERROR_SUCCESS ? expected : marker, disposition);
-            EXPECT_EQ(row.create == ERROR_SUCCESS, key != nullptr);
+            EXPECT_EQ(create, ::RegCreateKeyExW(parent, path, 0, nullptr, 0, KEY_READ, nullptr, &key, &disposition));
+            EXPECT_EQ(create == 0 ? expected : 99, disposition);
+            EXPECT_EQ(create == 0, key != nullptr);
             const Key owner{key};
         }
-        EXPECT_TRUE(row.made == nullptr || OpenStatus(m_key, row.made) == ERROR_SUCCESS);
+        EXPECT_TRUE(made == nullptr || OpenStatus(m_key, made) == 0);
     }
     HKEY key = m_key;
     EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegOpenKeyExW(nullptr, OLESTR("a"), 0, KEY_READ, &key));
@@ -328,7 +268,7 @@ TEST_F(Registry, PathsAndParents)
         ERROR_INVALID_HANDLE, ::RegCreateKeyExW(nullptr, OLESTR("a"), 0, nullptr, 0, KEY_READ, nullptr, &key, nullptr));
     EXPECT_EQ(m_key.handle, key);
     EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegOpenKeyExW(m_key, OLESTR("a"), 0, KEY_READ, nullptr));
-    ::CloseHandle(event);
+    ::CloseHandle(mapping);
     ::SetLastError(marker);
 }
 
@@ -336,134 +276,86 @@ TEST_F(Registry, HandlesAndRights)
 {
     // A key is made whatever the rights asked for, and what lies below a handle does not depend on its rights.
     Key none, below, again;
-    EXPECT_EQ(ERROR_SUCCESS, Create(none, m_key, OLESTR("none"), 0));
-    EXPECT_EQ(ERROR_SUCCESS, Create(below, none, OLESTR("below")));
-    EXPECT_EQ(ERROR_SUCCESS, OpenStatus(none, OLESTR("below")));
-    EXPECT_EQ(ERROR_SUCCESS, Set(below, OLESTR("v"), REG_SZ, "ab"));
+    EXPECT_EQ(0, Create(none, m_key, OLESTR("none"), 0));
+    EXPECT_EQ(0, Create(below, none, OLESTR("below")));
+    EXPECT_EQ(0, Set(below, OLESTR("v"), REG_SZ, "ab"));
     // An empty path gives the parent as a handle of its own.
-    EXPECT_EQ(ERROR_SUCCESS, ::RegOpenKeyExA(below, nullptr, 0, KEY_READ, &again.handle));
+    EXPECT_EQ(0, ::RegOpenKeyExA(below, nullptr, 0, KEY_READ, &again.handle));
     EXPECT_NE(below.handle, again.handle);
+    EXPECT_EQ(0, ::RegCloseKey(std::exchange(again.handle, nullptr)));
+    EXPECT_EQ(0, ::RegOpenKeyExA(m_key, "NONE\\Below", 0, GENERIC_READ, &again.handle));
     EXPECT_EQ("ab", Get(again, OLESTR("v")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(std::exchange(again.handle, nullptr)));
-    EXPECT_EQ("ab", Get(below, OLESTR("v")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegOpenKeyExA(m_key, "NONE\\Below", 0, GENERIC_READ, &again.handle));
-    EXPECT_EQ("ab", Get(again, OLESTR("v")));
-    EXPECT_EQ(ERROR_ACCESS_DENIED, Set(again, OLESTR("v"), REG_SZ, "cd"));
-
-    EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegCloseKey(nullptr));
-    EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegCloseKey(reinterpret_cast<HKEY>(INT_PTR{0x1234})));
-    const HKEY closed = std::exchange(again.handle, nullptr);
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(closed));
-    EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegCloseKey(closed));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(HKEY_CURRENT_USER));
-    EXPECT_EQ(ERROR_SUCCESS, OpenStatus(HKEY_CURRENT_USER, OLESTR("Contract")));
+    EXPECT_EQ(0, ::RegCloseKey(HKEY_CURRENT_USER));
+    EXPECT_EQ(0, OpenStatus(HKEY_CURRENT_USER, OLESTR("Contract")));
 
     Key passing, stable;
-    EXPECT_EQ(ERROR_SUCCESS, Create(passing, m_key, OLESTR("volatile"), KEY_ALL_ACCESS, REG_OPTION_VOLATILE));
+    EXPECT_EQ(0, Create(passing, m_key, OLESTR("volatile"), KEY_ALL_ACCESS, REG_OPTION_VOLATILE));
     EXPECT_EQ(ERROR_CHILD_MUST_BE_VOLATILE, Create(stable, passing, OLESTR("stable")));
     EXPECT_EQ(nullptr, stable.handle);
-    EXPECT_EQ(ERROR_SUCCESS, Create(stable, passing, OLESTR("too"), KEY_ALL_ACCESS, REG_OPTION_VOLATILE));
+
+    // HKEY_LOCAL_MACHINE lives elsewhere for a while, though the handle of that place is closed.
+    Key target, inside;
+    ASSERT_EQ(0, Create(target, m_key, OLESTR("target")));
+    ASSERT_EQ(0, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, target));
+    EXPECT_EQ(0, ::RegCloseKey(std::exchange(target.handle, nullptr)));
+    EXPECT_EQ(0, Create(inside, HKEY_LOCAL_MACHINE, OLESTR("inside\\deep")));
+    EXPECT_EQ(0, OpenStatus(m_key, OLESTR("target\\inside\\deep")));
+    EXPECT_EQ(0, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr));
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, OpenStatus(HKEY_LOCAL_MACHINE, OLESTR("inside\\deep")));
 }
 
 TEST_F(Registry, DeletesKeys)
 {
-    Key key, deep;
-    ASSERT_EQ(ERROR_SUCCESS, Create(key, m_key, OLESTR("tree")));
-    ASSERT_EQ(ERROR_SUCCESS, Create(deep, key, OLESTR("a\\b\\c")));
-    ASSERT_EQ(ERROR_SUCCESS, Set(key, OLESTR("v"), REG_SZ, "ab"));
+    Key key, deep, fresh;
+    ASSERT_EQ(0, Create(key, m_key, OLESTR("tree")));
+    ASSERT_EQ(0, Create(deep, key, OLESTR("a\\b\\c")));
+    ASSERT_EQ(0, Set(key, OLESTR("v"), REG_SZ, "ab"));
     EXPECT_EQ(ERROR_ACCESS_DENIED, ::RegDeleteKeyW(m_key, OLESTR("tree")));
-    EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegDeleteKeyW(m_key, nullptr));
-    EXPECT_EQ(ERROR_BAD_PATHNAME, ::RegDeleteKeyW(m_key, OLESTR("\\tree")));
     // Without a path: all below the key, and its values.
-    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(key, nullptr));
+    EXPECT_EQ(0, ::RegDeleteTreeW(key, nullptr));
     EXPECT_EQ("(none)", Get(key, OLESTR("v")));
     EXPECT_EQ(ERROR_KEY_DELETED, Set(deep, OLESTR("v"), REG_SZ, "ab"));
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, OpenStatus(key, OLESTR("a")));
-    ASSERT_EQ(ERROR_SUCCESS, ::RegCloseKey(std::exchange(deep.handle, nullptr)));
-    ASSERT_EQ(ERROR_SUCCESS, Create(deep, key, OLESTR("a\\b")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(m_key, OLESTR("TREE")));
+    EXPECT_EQ(0, ::RegCloseKey(std::exchange(deep.handle, nullptr)));
+    ASSERT_EQ(0, Create(deep, key, OLESTR("a\\b")));
+    EXPECT_EQ(0, ::RegDeleteTreeW(m_key, OLESTR("TREE")));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegDeleteTreeW(m_key, OLESTR("tree")));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegDeleteKeyW(m_key, OLESTR("tree")));
     // A new key of the name is another key: the old handles stay those of a deleted one.
-    Key fresh;
-    ASSERT_EQ(ERROR_SUCCESS, Create(fresh, m_key, OLESTR("tree")));
-    EXPECT_EQ(ERROR_KEY_DELETED, Set(key, OLESTR("v"), REG_SZ, "ab"));
-    EXPECT_EQ(ERROR_KEY_DELETED, OpenStatus(key, OLESTR("a")));
-    EXPECT_EQ(ERROR_KEY_DELETED, OpenStatus(key, nullptr));
-    Key none;
-    EXPECT_EQ(ERROR_KEY_DELETED, Create(none, key, OLESTR("a")));
+    ASSERT_EQ(0, Create(fresh, m_key, OLESTR("tree")));
+    for (const WCHAR* path : {OLESTR("a"), OLESTR("")})
+        EXPECT_EQ(ERROR_KEY_DELETED, OpenStatus(key, path));
 }
 
 TEST_F(Registry, Enumerates)
 {
-    for (const WCHAR* name : {OLESTR("zeta"), OLESTR("Alpha"), OLESTR("(x"), OLESTR("beta")})
+    // Sub-keys come in the order of their names, values at least in the order of their making.
+    const WCHAR* const names[] = {OLESTR("(x"), OLESTR("Alpha"), OLESTR("beta"), OLESTR("zeta")};
+    for (int i = 0; i < 4; ++i)
     {
         Key key;
-        ASSERT_EQ(ERROR_SUCCESS, Create(key, m_key, name));
-        ASSERT_EQ(ERROR_SUCCESS, Set(key, name, REG_SZ, "12345678"));
+        ASSERT_EQ(0, Create(key, m_key, names[3 - i]));
+        ASSERT_EQ(0, Set(m_key, names[i], REG_SZ, "12345678"));
     }
-    Key key;
-    ASSERT_EQ(ERROR_SUCCESS, Create(key, m_key, OLESTR("beta")));
-    const struct
-    {
-        DWORD index, room, dataRoom;
-        LSTATUS keyStatus, valueStatus;
-        DWORD length, size;
-        WCHAR first;
-    } rows[] = {
-        {0, 5, 8, ERROR_SUCCESS, ERROR_SUCCESS, 4, 8, 'b'},
-        {0, 4, 8, ERROR_MORE_DATA, ERROR_MORE_DATA, 4, 8, '*'},
-        {0, 5, 7, ERROR_SUCCESS, ERROR_MORE_DATA, 4, 8, 'b'},
-        {9, 5, 8, ERROR_NO_MORE_ITEMS, ERROR_NO_MORE_ITEMS, 5, 8, '*'},
+    constexpr LSTATUS more = ERROR_MORE_DATA, end = ERROR_NO_MORE_ITEMS;
+    const std::tuple<DWORD, DWORD, DWORD, LSTATUS, LSTATUS, const char*> rows[] = {
+        {2, 5, 8, 0, 0, "beta"},    {0, 3, 8, 0, 0, "(x"},       {2, 4, 8, more, more, "****"},
+        {2, 5, 7, 0, more, "beta"}, {9, 5, 8, end, end, "****"},
     };
-    for (const auto& row : rows)
+    for (const auto& [index, room, dataRoom, keyStatus, valueStatus, expected] : rows)
     {
-        SCOPED_TRACE(row.room * 100 + row.dataRoom);
-        Wide name(8, '*');
-        DWORD length = row.room, size = row.dataRoom, type = marker;
+        SCOPED_TRACE(index * 100 + room * 10 + dataRoom);
+        WCHAR name[8] = OLESTR("****"), valueName[8] = OLESTR("****");
+        DWORD length = room, valueLength = room, size = dataRoom, type = 99;
         BYTE data[8];
-        // Sub-keys come in the order of their names: "(x" and "Alpha" before "beta".
-        EXPECT_EQ(
-            row.keyStatus,
-            ::RegEnumKeyExW(
-                m_key, row.index == 0 ? 2 : row.index, name.data(), &length, nullptr, nullptr, nullptr, nullptr));
-        EXPECT_EQ(row.first, name[0]);
-        EXPECT_EQ(row.length, length);
-        name.assign(8, '*');
-        length = row.room;
-        EXPECT_EQ(row.valueStatus, ::RegEnumValueW(key, row.index, name.data(), &length, nullptr, &type, data, &size));
-        EXPECT_EQ(row.first, name[0]);
-        EXPECT_EQ(row.length, length);
-        EXPECT_EQ(row.size, size);
-        EXPECT_EQ(row.valueStatus == ERROR_NO_MORE_ITEMS ? marker : DWORD{REG_SZ}, type);
+        EXPECT_EQ(keyStatus, ::RegEnumKeyExW(m_key, index, name, &length, nullptr, nullptr, nullptr, nullptr));
+        EXPECT_EQ(valueStatus, ::RegEnumValueW(m_key, index, valueName, &valueLength, nullptr, &type, data, &size));
+        EXPECT_EQ(expected, test::ToUtf8(name));
+        EXPECT_EQ(expected, test::ToUtf8(valueName));
+        EXPECT_EQ(keyStatus == end ? room : Wide(names[index]).size(), length);
+        EXPECT_EQ(length, valueLength);
+        EXPECT_EQ(8U, size);
+        EXPECT_EQ(valueStatus == end ? 99 : DWORD{REG_SZ}, type);
     }
-    // Deleting the first one again and again reaches all of them.
-    DWORD left = 0;
-    WCHAR name[8];
-    for (DWORD length = 8; ::RegEnumKeyExW(m_key, 0, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
-         length = 8)
-        left += ::RegDeleteKeyW(m_key, name) == ERROR_SUCCESS && left < 10 ? 1U : 100U;
-    EXPECT_EQ(4U, left);
-    DWORD length = 8;
-    EXPECT_EQ(ERROR_KEY_DELETED, ::RegEnumKeyExW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(ERROR_KEY_DELETED, ::RegEnumValueW(key, 0, name, &length, nullptr, nullptr, nullptr, nullptr));
-}
-
-TEST_F(Registry, OverridesAPredefinedKey)
-{
-    Key target, inside;
-    ASSERT_EQ(ERROR_SUCCESS, Create(target, HKEY_CURRENT_USER, OLESTR("Contract\\target")));
-    EXPECT_EQ(ERROR_INVALID_HANDLE, ::RegOverridePredefKey(target, target));
-    EXPECT_EQ(
-        ERROR_INVALID_HANDLE, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, reinterpret_cast<HKEY>(INT_PTR{0x1234})));
-    ASSERT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, target));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(std::exchange(target.handle, nullptr)));
-    EXPECT_EQ(ERROR_SUCCESS, Create(inside, HKEY_LOCAL_MACHINE, OLESTR("inside\\deep")));
-    EXPECT_EQ(ERROR_SUCCESS, Set(HKEY_LOCAL_MACHINE, OLESTR("v"), REG_SZ, "ab"));
-    EXPECT_EQ(ERROR_SUCCESS, OpenStatus(m_key, OLESTR("target\\inside\\deep")));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr));
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, OpenStatus(HKEY_LOCAL_MACHINE, OLESTR("inside\\deep")));
-    EXPECT_EQ("(none)", Get(HKEY_LOCAL_MACHINE, OLESTR("v")));
 }
 
 } // namespace

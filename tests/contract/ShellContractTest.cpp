@@ -1,99 +1,77 @@
 // The shell: special folders, folder creation, its version, and the programs that it starts.
+#include "LastError.h"
 #include "Role.h"
-#include "TestSupport.h"
 
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <shellapi.h>
 #include <shlobj.h>
 #include <shlwapi.h>
+#include <tuple>
 
 namespace
 {
 
 using test::Wide;
 
-constexpr DWORD marker = 7777;
-constexpr HRESULT missing = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-const char* const reportVariable = "SCANKELV_CHILD_REPORT";
 const WCHAR* const reportName = OLESTR("shell-contract-report");
 
-/// In a program started by a case: leaves its command line in its current folder and ends.
+/// Started by a case, whose variable comes along: leaves its command line in its current folder and ends.
 const bool isStarted = [] {
-    if (std::getenv(reportVariable) == nullptr)
+    if (std::getenv("SCANKELV_CHILD_REPORT") == nullptr)
         return false;
-    std::ofstream(test::ToUtf8(reportName)) << test::ToUtf8(::GetCommandLineW());
+    test::WriteFileBytes(reportName, test::ToUtf8(::GetCommandLineW()));
     std::exit(0);
 }();
 
 TEST(ShellContract, SpecialFolders)
 {
-    const struct
-    {
-        int identifier;
-        const char* end; // of the path; null: no path
-    } cases[] = {
-        {CSIDL_LOCAL_APPDATA, "\\AppData\\Local"},
-        {CSIDL_COMMON_APPDATA, "C:\\ProgramData"},
-        {CSIDL_CONTROLS, nullptr},
-    };
     IMalloc* allocator = nullptr;
     ASSERT_EQ(S_OK, ::SHGetMalloc(&allocator));
-    for (const auto& row : cases)
+    for (const auto& [identifier, end] :
+         {std::pair(CSIDL_LOCAL_APPDATA, "\\AppData\\Local"), {CSIDL_COMMON_APPDATA, "C:\\ProgramData"}})
     {
-        SCOPED_TRACE(row.identifier);
         LPITEMIDLIST list = nullptr;
-        ASSERT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, row.identifier, &list));
+        ASSERT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, identifier, &list));
         char path[MAX_PATH] = "untouched";
-        EXPECT_EQ(row.end != nullptr, ::SHGetPathFromIDListA(list, path) != 0);
-        EXPECT_TRUE(row.end != nullptr ? std::string_view(path).ends_with(row.end) : path[0] == 0) << path;
+        EXPECT_TRUE(::SHGetPathFromIDListA(list, path));
+        EXPECT_TRUE(std::string_view(path).ends_with(end)) << path;
         EXPECT_EQ(1, allocator->DidAlloc(list));
         allocator->Free(list);
-        if (row.end == nullptr)
-            continue;
         WCHAR wide[MAX_PATH] = {};
-        EXPECT_EQ(S_OK, ::SHGetFolderPathW(nullptr, row.identifier, nullptr, SHGFP_TYPE_CURRENT, wide));
+        EXPECT_EQ(S_OK, ::SHGetFolderPathW(nullptr, identifier, nullptr, SHGFP_TYPE_CURRENT, wide));
         EXPECT_EQ(path, test::ToUtf8(wide));
         EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, ::GetFileAttributesW(wide));
     }
+    // A folder without a path, none, and no such folder.
+    LPITEMIDLIST list = nullptr;
+    EXPECT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, CSIDL_CONTROLS, &list));
+    for (const LPITEMIDLIST without : {list, LPITEMIDLIST{}})
+    {
+        char path[MAX_PATH] = "untouched";
+        EXPECT_FALSE(::SHGetPathFromIDListA(without, path));
+        EXPECT_EQ(0, path[0]);
+    }
+    allocator->Free(list);
     allocator->Release();
-    char path[MAX_PATH] = "untouched";
-    EXPECT_FALSE(::SHGetPathFromIDListA(nullptr, path));
-    EXPECT_EQ(0, path[0]);
-}
-
-TEST(ShellContract, UnknownAndMissingFolders)
-{
-    constexpr int unknown = 0x7F;
-    auto* list = reinterpret_cast<LPITEMIDLIST>(UINT_PTR{marker});
-    EXPECT_EQ(E_INVALIDARG, ::SHGetSpecialFolderLocation(nullptr, unknown, &list));
+    EXPECT_EQ(E_INVALIDARG, ::SHGetSpecialFolderLocation(nullptr, 0x7F, &list));
     EXPECT_EQ(nullptr, list);
-    WCHAR path[MAX_PATH] = OLESTR("untouched");
-    EXPECT_EQ(E_INVALIDARG, ::SHGetFolderPathW(nullptr, unknown, nullptr, SHGFP_TYPE_CURRENT, path));
-    EXPECT_EQ(0, path[0]);
 
-    const auto get = [&path](int flags) {
-        return ::SHGetFolderPathW(nullptr, CSIDL_CDBURN_AREA | flags, nullptr, SHGFP_TYPE_CURRENT, path);
+    WCHAR path[MAX_PATH] = OLESTR("untouched");
+    const auto get = [&path](int folder) {
+        return ::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path);
     };
-    ASSERT_EQ(S_OK, get(CSIDL_FLAG_CREATE));
-    EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, ::GetFileAttributesW(path));
-    ASSERT_TRUE(::RemoveDirectoryW(path));
-    EXPECT_EQ(missing, get(0));
-    ASSERT_EQ(S_OK, get(CSIDL_FLAG_CREATE));
-    EXPECT_EQ(S_OK, get(0));
-    EXPECT_TRUE(::RemoveDirectoryW(path));
+    EXPECT_EQ(E_INVALIDARG, get(0x7F));
+    EXPECT_EQ(0, path[0]);
+    ASSERT_EQ(S_OK, get(CSIDL_CDBURN_AREA | CSIDL_FLAG_CREATE));
+    EXPECT_TRUE(::RemoveDirectoryW(path)); // it was made
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), get(CSIDL_CDBURN_AREA));
 }
 
 TEST(ShellContract, FoldersWithParents)
 {
     const test::TemporaryFolder folder;
     test::WriteFileBytes(folder.File("file"), "");
-    const struct
-    {
-        Wide path;
-        int result;
-    } cases[] = {
+    const std::tuple<Wide, int> rows[] = {
         {folder.File("a\\b\\c"), 0},
         {folder.File("a\\b\\c"), ERROR_ALREADY_EXISTS},
         {folder.File("A\\d\\"), 0},
@@ -104,26 +82,24 @@ TEST(ShellContract, FoldersWithParents)
         {Wide(), ERROR_BAD_PATHNAME},
         {folder.File("a*b\\c"), ERROR_INVALID_NAME},
     };
-    for (const auto& row : cases)
+    for (const auto& [path, result] : rows)
     {
-        SCOPED_TRACE(test::ToUtf8(row.path));
-        EXPECT_EQ(row.result, ::SHCreateDirectoryExW(nullptr, row.path.c_str(), nullptr));
+        EXPECT_EQ(result, ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr)) << test::ToUtf8(path);
+        EXPECT_TRUE(result != 0 || test::FileExists(path)) << test::ToUtf8(path);
     }
-    EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, ::GetFileAttributesW(folder.File("a\\b\\c").c_str()));
-    EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, ::GetFileAttributesW(folder.File("a\\d").c_str()));
+    EXPECT_TRUE(test::FileExists(folder.File("a\\d")));
 }
 
 TEST(ShellContract, ItsVersion)
 {
     const HMODULE shell = ::LoadLibraryW(OLESTR("Shell32.dll"));
-    ASSERT_NE(nullptr, shell);
     const auto getVersion =
         reinterpret_cast<DLLGETVERSIONPROC>(reinterpret_cast<void (*)()>(::GetProcAddress(shell, "DllGetVersion")));
     ASSERT_NE(nullptr, getVersion);
     EXPECT_EQ(nullptr, ::GetProcAddress(shell, "dllgetversion"));
+    EXPECT_EQ(shell, ::GetModuleHandleW(OLESTR("shell32.DLL")));
     DLLVERSIONINFO version{};
     version.cbSize = sizeof(version);
-    ASSERT_EQ(20U, version.cbSize);
     EXPECT_EQ(S_OK, getVersion(&version));
     EXPECT_EQ(6U, version.dwMajorVersion);
     EXPECT_EQ(0U, version.dwMinorVersion);
@@ -132,89 +108,57 @@ TEST(ShellContract, ItsVersion)
     EXPECT_TRUE(::FreeLibrary(shell));
 }
 
-class ShellStartContract : public testing::Test
+TEST(ShellContract, ProgramsThatItStarts)
 {
-protected:
-    ShellStartContract() { test::SetVariable(reportVariable, "1"); }
-    ~ShellStartContract() override { test::SetVariable(reportVariable, ""); }
-
-    SHELLEXECUTEINFOW Start(const Wide& file, const WCHAR* parameters, const WCHAR* folder)
+    test::SetVariable("SCANKELV_CHILD_REPORT", "1");
+    const test::TemporaryFolder folder;
+    const Wide program = test::ProgramPath(), given = folder.Path(), none = folder.File("missing");
+    test::WriteFileBytes(folder.File("bad.exe"), "no program");
+    const struct
     {
+        Wide file;
+        const WCHAR *parameters, *folder;
+        DWORD error; // 0: it starts
+        UINT_PTR answer;
+    } rows[] = {
+        {program, OLESTR("a  \"b c\" \\\" "), given.c_str(), 0, 33},
+        {program, OLESTR("1"), OLESTR(""), 0, 33},
+        {program, OLESTR("2"), nullptr, 0, 33},
+        {program, OLESTR("3"), none.c_str(), 0, 33},
+        {folder.File("missing.exe"), OLESTR("x"), OLESTR(""), ERROR_FILE_NOT_FOUND, 2},
+        {folder.File("missing\\a.exe"), OLESTR("x"), OLESTR(""), ERROR_PATH_NOT_FOUND, 2},
+        {Wide(), OLESTR("x"), OLESTR(""), ERROR_INVALID_PARAMETER, 11},
+        {folder.File("bad.exe"), OLESTR("x"), OLESTR(""), ERROR_BAD_EXE_FORMAT, 11},
+    };
+    for (const auto& row : rows)
+    {
+        SCOPED_TRACE(test::ToUtf8(row.file) + " " + test::ToUtf8(row.parameters));
         SHELLEXECUTEINFOW info{};
         info.cbSize = sizeof(info);
         // Without a message box, which would change the last error.
         info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI;
-        info.lpFile = file.c_str();
-        info.lpParameters = parameters;
-        info.lpDirectory = folder;
+        info.lpFile = row.file.c_str();
+        info.lpParameters = row.parameters;
+        info.lpDirectory = row.folder;
         info.nShow = SW_HIDE;
-        info.hProcess = reinterpret_cast<HANDLE>(UINT_PTR{marker});
-        ::SetLastError(marker);
-        m_started = ::ShellExecuteExW(&info) != 0;
-        m_error = ::GetLastError();
-        return info;
-    }
-
-    test::TemporaryFolder m_folder;
-    const Wide m_program = test::ProgramPath();
-    bool m_started = false;
-    DWORD m_error = 0;
-};
-
-TEST_F(ShellStartContract, CommandLineAndFolder)
-{
-    const Wide given = m_folder.Path();
-    const Wide missingFolder = m_folder.File("missing");
-    const struct
-    {
-        const WCHAR* parameters;
-        const WCHAR* folder;
-        bool inGivenFolder;
-        const char* tail; // of the command line, behind the file in quotes
-    } cases[] = {
-        {OLESTR("a  \"b c\" \\\" "), given.c_str(), true, " a  \"b c\" \\\" "},
-        {OLESTR("1"), OLESTR(""), false, " 1"},
-        {OLESTR("2"), nullptr, false, " 2"},
-        {OLESTR("3"), missingFolder.c_str(), false, " 3"},
-    };
-    for (const auto& row : cases)
-    {
-        SCOPED_TRACE(row.tail);
-        const SHELLEXECUTEINFOW info = Start(m_program, row.parameters, row.folder);
-        ASSERT_TRUE(m_started) << m_error;
-        EXPECT_EQ(33U, reinterpret_cast<UINT_PTR>(info.hInstApp));
-        ASSERT_NE(nullptr, info.hProcess);
+        info.hProcess = reinterpret_cast<HANDLE>(UINT_PTR{1});
+        const BOOL started = ::ShellExecuteExW(&info);
+        const DWORD error = ::GetLastError();
+        EXPECT_EQ(row.error == 0, started != 0);
+        EXPECT_EQ(row.answer, reinterpret_cast<UINT_PTR>(info.hInstApp));
+        ASSERT_EQ(row.error == 0, info.hProcess != nullptr);
+        if (row.error != 0)
+        {
+            EXPECT_EQ(row.error, error);
+            continue;
+        }
         EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(info.hProcess, 30000));
         EXPECT_TRUE(::CloseHandle(info.hProcess));
-        const Wide report = row.inGivenFolder ? m_folder.File(test::ToUtf8(reportName)) : Wide(reportName);
-        EXPECT_EQ("\"" + test::ToUtf8(m_program) + "\"" + row.tail, test::ReadFileBytes(report));
+        const Wide report = row.folder == given.c_str() ? folder.File(test::ToUtf8(reportName)) : Wide(reportName);
+        EXPECT_EQ(test::ToUtf8(OLESTR("\"") + program + OLESTR("\" ") + row.parameters), test::ReadFileBytes(report));
         EXPECT_TRUE(::DeleteFileW(report.c_str()));
     }
-}
-
-TEST_F(ShellStartContract, Refusals)
-{
-    test::WriteFileBytes(m_folder.File("bad.exe"), "no program");
-    const struct
-    {
-        Wide file;
-        DWORD error;
-        UINT_PTR answer;
-    } cases[] = {
-        {m_folder.File("missing.exe"), ERROR_FILE_NOT_FOUND, 2},
-        {m_folder.File("missing\\a.exe"), ERROR_PATH_NOT_FOUND, 2},
-        {Wide(), ERROR_INVALID_PARAMETER, 11},
-        {m_folder.File("bad.exe"), ERROR_BAD_EXE_FORMAT, 11},
-    };
-    for (const auto& row : cases)
-    {
-        SCOPED_TRACE(test::ToUtf8(row.file));
-        const SHELLEXECUTEINFOW info = Start(row.file, OLESTR("x"), OLESTR(""));
-        EXPECT_FALSE(m_started);
-        EXPECT_EQ(row.error, m_error);
-        EXPECT_EQ(row.answer, reinterpret_cast<UINT_PTR>(info.hInstApp));
-        EXPECT_EQ(nullptr, info.hProcess);
-    }
+    test::SetVariable("SCANKELV_CHILD_REPORT", "");
 }
 
 } // namespace

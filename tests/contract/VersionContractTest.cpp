@@ -1,86 +1,52 @@
 // Version information: of this program, which carries it, and of files that carry none.
+#include "LastError.h"
 #include "Role.h"
-#include "TestSupport.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace
 {
 
+using test::kept;
+using test::LastError;
 using test::Wide;
 
-constexpr DWORD marker = 7777;
-
-std::vector<char> OwnBlock()
+class VersionContract : public testing::Test
 {
-    DWORD handle = marker;
-    std::vector<char> block(::GetFileVersionInfoSizeW(test::ProgramPath().c_str(), &handle));
-    EXPECT_EQ(0U, handle);
-    EXPECT_FALSE(block.empty());
-    EXPECT_TRUE(::GetFileVersionInfoW(test::ProgramPath().c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
-    return block;
-}
+protected:
+    void SetUp() override
+    {
+        const Wide program = test::ProgramPath();
+        DWORD handle = kept;
+        m_block.resize(::GetFileVersionInfoSizeW(program.c_str(), &handle));
+        EXPECT_EQ(0U, handle);
+        const auto size = static_cast<DWORD>(m_block.size());
+        ASSERT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, size, m_block.data()));
+        // Too small a room cuts.
+        std::vector<char> cut(m_block.size(), '\x55');
+        EXPECT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, 64, cut.data()));
+        EXPECT_TRUE(std::equal(m_block.begin() + 2, m_block.begin() + 64, cut.begin() + 2));
+        EXPECT_EQ('\x55', cut[64]);
+    }
+    std::vector<char> m_block;
+};
 
-TEST(VersionContract, RootBlockHoldsTheProjectsVersion)
+TEST_F(VersionContract, RootBlockHoldsTheProjectsVersion)
 {
-    const std::vector<char> block = OwnBlock();
     void* value = nullptr;
     UINT length = 0;
-    ::SetLastError(marker);
-    ASSERT_TRUE(::VerQueryValueW(block.data(), OLESTR("\\"), &value, &length));
-    EXPECT_EQ(marker, ::GetLastError());
+    ASSERT_EQ(kept, LastError().Of(::VerQueryValueW(m_block.data(), OLESTR("\\"), &value, &length)));
     ASSERT_EQ(52U, length);
-    EXPECT_GE(static_cast<const char*>(value), block.data());
-    EXPECT_LE(static_cast<const char*>(value) + length, block.data() + block.size());
+    EXPECT_GE(static_cast<const char*>(value), m_block.data());
+    EXPECT_LE(static_cast<const char*>(value) + length, m_block.data() + m_block.size());
     const auto& information = *static_cast<const VS_FIXEDFILEINFO*>(value);
     EXPECT_EQ(0xFEEF04BD, information.dwSignature);
-    const std::string version = std::to_string(HIWORD(information.dwFileVersionMS)) + "." +
-                                std::to_string(LOWORD(information.dwFileVersionMS)) + "." +
-                                std::to_string(HIWORD(information.dwFileVersionLS)) + "." +
-                                std::to_string(LOWORD(information.dwFileVersionLS));
-    EXPECT_EQ(PROJECT_VERSION, version);
-    EXPECT_EQ(information.dwFileVersionMS, information.dwProductVersionMS);
+    std::string version;
+    for (const DWORD part : {information.dwFileVersionMS, information.dwFileVersionLS})
+        version += "." + std::to_string(HIWORD(part)) + "." + std::to_string(LOWORD(part));
+    EXPECT_EQ("." PROJECT_VERSION, version);
     EXPECT_EQ(1U, information.dwFileType);
-}
-
-TEST(VersionContract, Values)
-{
-    const std::vector<char> block = OwnBlock();
-    const struct
-    {
-        const WCHAR* part;
-        const char* text; // null: no such block
-    } cases[] = {
-        {OLESTR("\\StringFileInfo\\040904b0\\OriginalFilename"), "VersionContractTest.exe"},
-        {OLESTR("\\StringFileInfo\\040904B0\\InternalName"), "VersionContractTest"},
-        {OLESTR("\\stringfileinfo\\040904B0\\productversion"), PROJECT_VERSION},
-        {OLESTR("\\StringFileInfo\\040904B0\\FileDescription"), "Contract of the version functions"},
-        {OLESTR("\\StringFileInfo\\040904B0\\Missing"), nullptr},
-        {OLESTR("\\StringFileInfo\\040704B0\\ProductVersion"), nullptr},
-        {OLESTR("\\Missing"), nullptr},
-    };
-    for (const auto& row : cases)
-    {
-        SCOPED_TRACE(test::ToUtf8(row.part));
-        void* value = nullptr;
-        UINT length = marker;
-        ::SetLastError(marker);
-        EXPECT_EQ(row.text != nullptr, ::VerQueryValueW(block.data(), row.part, &value, &length) != 0);
-        EXPECT_EQ(row.text != nullptr ? marker : ERROR_RESOURCE_TYPE_NOT_FOUND, ::GetLastError());
-        if (row.text == nullptr)
-        {
-            EXPECT_EQ(0U, length);
-            continue;
-        }
-        const Wide text = static_cast<const WCHAR*>(value);
-        EXPECT_EQ(row.text, test::ToUtf8(text));
-        EXPECT_EQ(text.size() + 1, length);
-    }
-    void* value = nullptr;
-    UINT length = 0;
-    ASSERT_TRUE(::VerQueryValueW(block.data(), OLESTR("\\VarFileInfo\\Translation"), &value, &length));
-    ASSERT_EQ(4U, length);
-    EXPECT_EQ(0x04B00409U, *static_cast<const DWORD*>(value));
 
     // A zeroed block has a root, but nothing in it.
     const std::vector<char> zeroed(256);
@@ -88,47 +54,53 @@ TEST(VersionContract, Values)
     EXPECT_EQ(0U, length);
 }
 
-TEST(VersionContract, TooSmallARoomCuts)
+TEST_F(VersionContract, Texts)
 {
-    const std::vector<char> whole = OwnBlock();
-    std::vector<char> cut(whole.size(), '\x55');
-    EXPECT_TRUE(::GetFileVersionInfoW(test::ProgramPath().c_str(), 0, 64, cut.data()));
-    EXPECT_TRUE(std::equal(whole.begin() + 2, whole.begin() + 64, cut.begin() + 2));
-    EXPECT_EQ('\x55', cut[64]);
+    const std::tuple<const WCHAR*, const char*> rows[] = {
+        {OLESTR("\\StringFileInfo\\040904b0\\OriginalFilename"), "VersionContractTest.exe"},
+        {OLESTR("\\stringfileinfo\\040904B0\\productversion"), PROJECT_VERSION},
+        {OLESTR("\\StringFileInfo\\040904B0\\FileDescription"), "Contract of the version functions"},
+        {OLESTR("\\StringFileInfo\\040904B0\\Missing"), nullptr},
+        {OLESTR("\\StringFileInfo\\040704B0\\ProductVersion"), nullptr},
+        {OLESTR("\\Missing"), nullptr},
+    };
+    for (const auto& [part, expected] : rows)
+    {
+        SCOPED_TRACE(test::ToUtf8(part));
+        void* value = nullptr;
+        UINT length = kept;
+        const DWORD error = LastError().Of(::VerQueryValueW(m_block.data(), part, &value, &length));
+        EXPECT_EQ(expected == nullptr ? ERROR_RESOURCE_TYPE_NOT_FOUND : kept, error);
+        const Wide text = error == kept ? static_cast<const WCHAR*>(value) : Wide();
+        EXPECT_EQ(expected == nullptr ? "" : expected, test::ToUtf8(text));
+        EXPECT_EQ(expected == nullptr ? 0 : text.size() + 1, length);
+    }
 }
 
-TEST(VersionContract, FilesWithout)
+TEST_F(VersionContract, FilesWithout)
 {
     const test::TemporaryFolder folder;
     test::WriteFileBytes(folder.File("text"), "no program");
     test::WriteFileBytes(folder.File("empty"), "");
-    const struct
-    {
-        const char* name;
-        Wide path;
-        DWORD error;
-    } cases[] = {
-        {"text", folder.File("text"), ERROR_RESOURCE_DATA_NOT_FOUND},
-        {"empty", folder.File("empty"), ERROR_RESOURCE_DATA_NOT_FOUND},
-        {"missing file", folder.File("missing"), ERROR_FILE_NOT_FOUND},
-        {"missing folder", folder.File("missing\\file"), ERROR_PATH_NOT_FOUND},
-        {"a folder", folder.Path(), ERROR_ACCESS_DENIED},
-        {"empty path", Wide(), ERROR_BAD_PATHNAME},
+    const std::tuple<Wide, DWORD> rows[] = {
+        {folder.File("text"), ERROR_RESOURCE_DATA_NOT_FOUND},
+        {folder.File("empty"), ERROR_RESOURCE_DATA_NOT_FOUND},
+        {folder.File("missing"), ERROR_FILE_NOT_FOUND},
+        {folder.File("missing\\file"), ERROR_PATH_NOT_FOUND},
+        {folder.Path(), ERROR_ACCESS_DENIED},
+        {Wide(), ERROR_BAD_PATHNAME},
     };
-    for (const auto& row : cases)
+    for (const auto& [path, error] : rows)
     {
-        SCOPED_TRACE(row.name);
-        DWORD handle = marker;
-        ::SetLastError(marker);
-        EXPECT_EQ(0U, ::GetFileVersionInfoSizeW(row.path.c_str(), &handle));
-        EXPECT_EQ(row.error, ::GetLastError());
+        SCOPED_TRACE(error);
+        DWORD handle = kept;
+        EXPECT_EQ(error, LastError().Of(::GetFileVersionInfoSizeW(path.c_str(), &handle)));
         EXPECT_EQ(0U, handle);
-        if (row.path.empty())
-            continue;
         char bytes[64];
-        ::SetLastError(marker);
-        EXPECT_FALSE(::GetFileVersionInfoW(row.path.c_str(), 0, sizeof(bytes), bytes));
-        EXPECT_EQ(row.error, ::GetLastError());
+        if (!path.empty())
+        {
+            EXPECT_EQ(error, LastError().Of(::GetFileVersionInfoW(path.c_str(), 0, sizeof(bytes), bytes)));
+        }
     }
 }
 

@@ -1,34 +1,24 @@
 // The stand-in's registry where no contract with Windows can hold it: several processes, kills, damage, no room.
+#include "host/Linux.h"
 #include "HostregProgram.h"
-#include "TestSupport.h"
 
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
 #include <sched.h>
 #include <sys/mount.h>
+#include <thread>
 
 namespace
 {
 
 namespace fs = std::filesystem;
-using test::Hostreg;
+using test::FileText;
 using test::HostregResult;
 using test::RunHostreg;
+using test::Wide;
 
 const std::string key = "HKCU\\Software\\Test";
-
-std::string FileText(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void WriteFile(const fs::path& path, std::string_view bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::size_t Count(std::string_view text, std::string_view part)
 {
@@ -42,39 +32,30 @@ std::size_t Count(std::string_view text, std::string_view part)
 class HostWindowsRegistry : public testing::Test
 {
 protected:
-    HostWindowsRegistry()
-    {
-        std::string pattern = (fs::temp_directory_path() / "scankelv-XXXXXX").string();
-        EXPECT_NE(nullptr, ::mkdtemp(pattern.data()));
-        m_folder = pattern;
-        ::setenv("HOSTWINDOWS_ROOT", pattern.c_str(), 1);
-    }
+    HostWindowsRegistry() { ::setenv("HOSTWINDOWS_ROOT", m_machine.c_str(), 1); }
     ~HostWindowsRegistry() override
     {
-        fs::permissions(m_folder, fs::perms::owner_all, fs::perm_options::add);
-        fs::remove_all(m_folder);
+        fs::permissions(m_machine, fs::perms::owner_all, fs::perm_options::add);
         ::setenv("HOSTWINDOWS_ROOT", m_before.c_str(), 1);
     }
 
-    fs::path File() const { return m_folder / "registry"; }
-
-    static void Add(const std::string& name, const std::string& data)
+    static std::vector<std::string> Add(const std::string& name, const std::string& data)
     {
-        const HostregResult result = RunHostreg({"add", key, "/v", name, "/d", data, "/f"});
-        EXPECT_EQ(0, result.exitCode) << result.err;
+        return {"add", key, "/v", name, "/d", data, "/f"};
     }
-
-    /// A .reg file that gives `count` values the data.
-    fs::path ManyValues(int count, const std::string& data) const
+    /// Imports a .reg file that gives `count` values the data.
+    std::vector<std::string> Import(int count, const std::string& data) const
     {
-        std::string text = "Windows Registry Editor Version 5.00\n[HKEY_CURRENT_USER\\Software\\Test]\n";
+        std::ofstream file(m_machine / "many.reg");
+        file << "Windows Registry Editor Version 5.00\n[HKEY_CURRENT_USER\\Software\\Test]\n";
         for (int i = 0; i < count; ++i)
-            text += "\"n" + std::to_string(i) + "\"=\"" + data + "\"\n";
-        WriteFile(m_folder / "many.reg", text);
-        return m_folder / "many.reg";
+            file << "\"n" << i << "\"=\"" << data << "\"\n";
+        return {"import", m_machine / "many.reg"};
     }
 
-    fs::path m_folder;
+    test::TemporaryFolder m_folder;
+    const fs::path m_machine = test::LinuxPath(m_folder.Path());
+    const fs::path m_file = m_machine / "registry";
 
 private:
     std::string m_before = std::getenv("HOSTWINDOWS_ROOT");
@@ -82,44 +63,32 @@ private:
 
 TEST_F(HostWindowsRegistry, AnswersOfItsOwn)
 {
-    const test::Wide name256(256, 'k');
     HKEY made = nullptr;
-    EXPECT_EQ(
-        ERROR_INVALID_PARAMETER,
-        ::RegCreateKeyExW(HKEY_CURRENT_USER, name256.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+    const auto create = [&made](HKEY hive, const Wide& path, bool wanted = true) {
+        return ::RegCreateKeyExW(
+            hive, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, wanted ? &made : nullptr, nullptr);
+    };
+    const Wide name256(256, 'k');
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, create(HKEY_CURRENT_USER, name256));
     // A path with a bad name makes nothing, not even the good part.
-    EXPECT_EQ(
-        ERROR_INVALID_PARAMETER,
-        ::RegCreateKeyExW(
-            HKEY_CURRENT_USER, (OLESTR("good\\") + name256).c_str(), 0, nullptr, 0, KEY_READ, nullptr, &made, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, create(HKEY_CURRENT_USER, OLESTR("good\\") + name256));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegOpenKeyExW(HKEY_CURRENT_USER, OLESTR("good"), 0, KEY_READ, &made));
-    EXPECT_EQ(
-        ERROR_INVALID_PARAMETER,
-        ::RegCreateKeyExW(HKEY_CURRENT_USER, OLESTR("a"), 0, nullptr, 0, KEY_READ, nullptr, nullptr, nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, create(HKEY_CURRENT_USER, OLESTR("a"), false));
     EXPECT_EQ(ERROR_ACCESS_DENIED, ::RegDeleteKeyW(HKEY_CURRENT_USER, OLESTR("")));
     // The machine is the user's own.
-    ASSERT_EQ(
-        ERROR_SUCCESS,
-        ::RegCreateKeyExW(
-            HKEY_LOCAL_MACHINE, OLESTR("Software\\Test"), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr));
+    ASSERT_EQ(0, create(HKEY_LOCAL_MACHINE, OLESTR("Software\\Test")));
     // The 8-bit code page is UTF-8, and every text of 16-bit units is a name.
     const BYTE data[] = "\xC3\xA4";
     const WCHAR hostile[] = {0xD800, 1, '\'', ';', 0xFFFF, 0};
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetValueExA(made, "\xC3\x84", 0, REG_SZ, data, sizeof(data)));
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetValueExW(made, hostile, 0, REG_BINARY, data, 2));
-    WCHAR text[4] = {};
-    DWORD size = sizeof(text);
-    EXPECT_EQ(
-        ERROR_SUCCESS,
-        ::RegQueryValueExW(made, OLESTR("\u00E4"), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size));
-    EXPECT_EQ(test::Wide(OLESTR("\u00E4")), text);
-    DWORD length = 4;
-    EXPECT_EQ(ERROR_MORE_DATA, ::RegEnumValueW(made, 1, text, &length, nullptr, nullptr, nullptr, nullptr));
-    WCHAR name[6] = {};
-    length = 6;
-    EXPECT_EQ(ERROR_SUCCESS, ::RegEnumValueW(made, 1, name, &length, nullptr, nullptr, nullptr, nullptr));
-    EXPECT_EQ(test::Wide(hostile), name);
-    EXPECT_EQ(ERROR_SUCCESS, ::RegCloseKey(made));
+    EXPECT_EQ(0, ::RegSetValueExA(made, "\xC3\x84", 0, REG_SZ, data, sizeof(data)));
+    EXPECT_EQ(0, ::RegSetValueExW(made, hostile, 0, REG_BINARY, data, 2));
+    WCHAR text[6] = {};
+    DWORD size = sizeof(text), length = 6;
+    EXPECT_EQ(0, ::RegQueryValueExW(made, OLESTR("\u00E4"), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &size));
+    EXPECT_EQ(Wide(OLESTR("\u00E4")), text);
+    EXPECT_EQ(0, ::RegEnumValueW(made, 1, text, &length, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(Wide(hostile), text);
+    EXPECT_EQ(0, ::RegCloseKey(made));
 }
 
 TEST_F(HostWindowsRegistry, ManyProcessesMakeAndShareOne)
@@ -128,13 +97,15 @@ TEST_F(HostWindowsRegistry, ManyProcessesMakeAndShareOne)
     std::atomic<int> failures = 0;
     std::vector<std::thread> threads;
     for (int writer = 0; writer < writers; ++writer)
-        threads.emplace_back([&, writer] {
+        threads.emplace_back([&failures, writer] {
             for (int round = 0; round < rounds; ++round)
             {
                 const std::string name = std::to_string(writer) + "-" + std::to_string(round);
-                const HostregResult added = RunHostreg({"add", key, "/v", name, "/d", "x"});
-                const HostregResult read = RunHostreg({"query", key, "/v", name});
-                failures += added.exitCode != 0 || read.exitCode != 0 || !added.err.empty() || !read.err.empty();
+                for (const auto& command : {Add(name, "x"), {"query", key, "/v", name}})
+                {
+                    const HostregResult result = RunHostreg(command);
+                    failures += result.exitCode != 0 || !result.err.empty();
+                }
             }
         });
     for (std::thread& thread : threads)
@@ -143,75 +114,48 @@ TEST_F(HostWindowsRegistry, ManyProcessesMakeAndShareOne)
     EXPECT_EQ(writers * rounds, static_cast<int>(Count(RunHostreg({"query", key}).out, "REG_SZ")));
 }
 
-TEST_F(HostWindowsRegistry, KilledProcessesLoseNothingCompleted)
+TEST_F(HostWindowsRegistry, AKilledImportIsThereAsAWholeOrNotAtAll)
 {
-    Add("kept", "old");
-    int completed = 0, killed = 0;
-    for (int round = 0; round < 60; ++round)
+    const std::vector<std::string> import = Import(3000, "import");
+    int killed = 0;
+    for (unsigned round = 0; round < 25; ++round)
     {
-        const std::string name = "n" + std::to_string(round);
-        const Hostreg program({"add", key, "/v", name, "/d", name});
-        ::usleep(static_cast<unsigned>(round) * 60);
+        EXPECT_EQ(0, RunHostreg(Add("kept", "old")).exitCode);
+        const test::Hostreg program(import);
+        ::usleep(round * 1000);
         ::kill(program.Process(), SIGKILL);
-        const HostregResult result = program.Wait();
-        killed += result.exitCode == -1;
-        if (result.out.empty())
-            continue;
-        ++completed;
-        EXPECT_EQ(1U, Count(RunHostreg({"query", key, "/v", name}).out, "REG_SZ    " + name + "\n"));
+        killed += program.Wait().exitCode == -1;
+        const std::string left = RunHostreg({"query", key}).out;
+        const std::size_t count = Count(left, "REG_SZ    import");
+        EXPECT_TRUE(count == 0 || count == 3000) << count;
+        EXPECT_EQ(1U, Count(left, "REG_SZ    old"));
+        EXPECT_EQ(0, RunHostreg({"delete", key, "/f"}).exitCode);
     }
     EXPECT_LT(0, killed);
-    // One import is one transaction: killed at any moment, all of it is there or nothing.
-    const std::string file = ManyValues(3000, "import").string();
-    for (int round = 0; round < 25; ++round)
-    {
-        const Hostreg program({"import", file});
-        ::usleep(static_cast<unsigned>(round) * 1000);
-        ::kill(program.Process(), SIGKILL);
-        program.Wait();
-        const std::size_t count = Count(RunHostreg({"query", key}).out, "REG_SZ    import");
-        EXPECT_TRUE(count == 0 || count == 3000) << count;
-        EXPECT_EQ(0, RunHostreg({"delete", key, "/f"}).exitCode);
-        Add("kept", "old");
-    }
 }
 
 TEST_F(HostWindowsRegistry, DamagedFileIsSaidOnceAndLeftAlone)
 {
-    for (int i = 0; i < 40; ++i)
-        Add("n" + std::to_string(i), std::string(300, 'x'));
-    const std::string whole = FileText(File());
+    ASSERT_EQ(0, RunHostreg(Import(40, std::string(300, 'x'))).exitCode);
+    const std::string whole = FileText(m_file);
     ASSERT_LT(8192U, whole.size());
-    std::string overwritten = whole;
-    std::fill(overwritten.begin() + 1024, overwritten.end(), '\xEE');
-    const struct
+    for (const std::string& bytes :
+         {std::string(), std::string("this is no registry"), std::string(4096, '\0'), whole.substr(0, whole.size() / 2),
+          whole.substr(0, 100), whole.substr(0, 1024) + std::string(whole.size() - 1024, '\xEE')})
     {
-        const char* what;
-        std::string bytes;
-    } rows[] = {
-        {"empty", ""},
-        {"a text", "this is no registry"},
-        {"zeros", std::string(4096, '\0')},
-        {"cut", whole.substr(0, whole.size() / 2)},
-        {"header alone", whole.substr(0, 100)},
-        {"pages overwritten", overwritten},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.what);
-        WriteFile(File(), row.bytes);
-        for (const std::vector<std::string>& command :
-             {std::vector<std::string>{"query", key, "/s"}, {"add", key, "/v", "new", "/d", "x", "/f"}})
+        SCOPED_TRACE(bytes.size());
+        std::ofstream(m_file, std::ios::binary) << bytes;
+        for (const auto& command : {Add("new", "x"), {"query", key, "/s"}})
         {
             const HostregResult result = RunHostreg(command);
             EXPECT_EQ(1, result.exitCode);
-            EXPECT_EQ(1U, Count(result.err, "hostwindows: the registry " + File().string() + " is damaged: "));
+            EXPECT_EQ(1U, Count(result.err, "hostwindows: the registry " + m_file.string() + " is damaged: "));
             EXPECT_EQ(1U, Count(result.err, "ERROR: The configuration registry database is corrupt.\n"));
             EXPECT_EQ(2U, Count(result.err, "\n"));
-            EXPECT_TRUE(FileText(File()) == row.bytes);
+            EXPECT_TRUE(FileText(m_file) == bytes);
         }
-        fs::remove(m_folder / "registry-wal");
-        fs::remove(m_folder / "registry-shm");
+        fs::remove(m_machine / "registry-wal");
+        fs::remove(m_machine / "registry-shm");
     }
 }
 
@@ -219,45 +163,46 @@ TEST_F(HostWindowsRegistry, WithoutTheRightToWrite)
 {
     // Everything as one user who is bound by permissions.
     constexpr ::uid_t nobody = 65534;
-    ASSERT_TRUE(::geteuid() != 0 || ::chown(m_folder.c_str(), nobody, nobody) == 0);
-    const auto asUser = [] {
-        if (::geteuid() == 0 && (::setgid(nobody) != 0 || ::setuid(nobody) != 0))
-            ::_exit(126);
+    ASSERT_TRUE(::geteuid() != 0 || ::chown(m_machine.c_str(), nobody, nobody) == 0);
+    const auto run = [](const std::vector<std::string>& arguments) {
+        return RunHostreg(arguments, {}, [] {
+            if (::geteuid() == 0 && (::setgid(nobody) != 0 || ::setuid(nobody) != 0))
+                ::_exit(126);
+        });
     };
-    ASSERT_EQ(0, RunHostreg({"add", key, "/v", "v", "/d", "old"}, {}, asUser).exitCode);
-    const std::string before = FileText(File());
-    fs::permissions(File(), fs::perms{0444});
-    fs::permissions(m_folder, fs::perms{0555});
-    const HostregResult read = RunHostreg({"query", key, "/v", "v"}, {}, asUser);
-    EXPECT_EQ(0, read.exitCode);
+    const auto expectRefusal = [&run] {
+        const HostregResult result = run(Add("v", "new"));
+        EXPECT_EQ(1, result.exitCode);
+        EXPECT_EQ(1U, Count(result.err, "hostwindows: ")) << result.err;
+        EXPECT_EQ(1U, Count(result.err, "ERROR: Access is denied.\n")) << result.err;
+    };
+    ASSERT_EQ(0, run(Add("v", "old")).exitCode);
+    const std::string before = FileText(m_file);
+    fs::permissions(m_file, fs::perms{0444});
+    fs::permissions(m_machine, fs::perms{0555});
+    const HostregResult read = run({"query", key, "/v", "v"});
     EXPECT_EQ(1U, Count(read.out, "    v    REG_SZ    old\n"));
     EXPECT_EQ(1U, Count(read.err, "\n")) << read.err;
-    const HostregResult written = RunHostreg({"add", key, "/v", "v", "/d", "new", "/f"}, {}, asUser);
-    EXPECT_EQ(1, written.exitCode);
-    EXPECT_EQ(1U, Count(written.err, "hostwindows: ")) << written.err;
-    EXPECT_EQ(1U, Count(written.err, "ERROR: Access is denied.\n")) << written.err;
-    EXPECT_EQ(before, FileText(File()));
+    expectRefusal();
+    EXPECT_EQ(before, FileText(m_file));
 
     // Nothing there yet, and nothing can be made.
-    fs::permissions(m_folder, fs::perms{0755});
-    fs::remove(File());
-    fs::remove_all(m_folder / "drive_c");
-    fs::permissions(m_folder, fs::perms{0555});
-    const HostregResult none = RunHostreg({"add", key, "/v", "v"}, {}, asUser);
-    EXPECT_EQ(1, none.exitCode);
-    EXPECT_EQ(1U, Count(none.err, "hostwindows: ")) << none.err;
-    EXPECT_EQ(1U, Count(none.err, "ERROR: Access is denied.\n")) << none.err;
+    fs::permissions(m_machine, fs::perms{0755});
+    fs::remove(m_file);
+    fs::remove_all(m_machine / "drive_c");
+    fs::permissions(m_machine, fs::perms{0555});
+    expectRefusal();
 }
 
 TEST_F(HostWindowsRegistry, FullDisk)
 {
     // The child alone sees a disk of 64 KiB in the machine folder's place.
     constexpr int refused = 125;
-    const fs::path file = ManyValues(200, std::string(1000, 'x'));
-    const fs::path disk = m_folder / "disk";
+    const std::vector<std::string> import = Import(200, std::string(1000, 'x'));
+    const fs::path disk = m_machine / "disk";
     fs::create_directory(disk);
     ::setenv("HOSTWINDOWS_ROOT", disk.c_str(), 1);
-    const HostregResult full = RunHostreg({"import", file.string()}, {}, [&] {
+    const HostregResult full = RunHostreg(import, {}, [&disk] {
         if (::unshare(CLONE_NEWNS | (::geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0 ||
             ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
             ::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k") != 0)

@@ -1,9 +1,7 @@
 #include "System.h"
 
+#include "host/Linux.h"
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace test
 {
@@ -23,20 +21,6 @@ std::string NewFolder()
     std::string pattern = (fs::temp_directory_path() / "scankelv-XXXXXX").string();
     EXPECT_NE(nullptr, ::mkdtemp(pattern.data()));
     return pattern;
-}
-
-std::string LinuxPath(const Wide& path)
-{
-    std::string linuxPath = ToUtf8(path).substr(2);
-    for (char& c : linuxPath)
-        c = c == '\\' ? '/' : c;
-    return linuxPath;
-}
-
-std::string FileText(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 } // namespace
