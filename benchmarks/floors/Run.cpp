@@ -110,8 +110,10 @@ public:
     std::uint32_t CheckDevice(const WCHAR* deviceXml, const void*) override
     {
         const std::string identifier = Element(deviceXml, "deviceid");
-        return ::strcasestr(identifier.c_str(), "mfg:quellon") != nullptr &&
-               ::strcasestr(identifier.c_str(), "scn") != nullptr;
+        const auto has = [&identifier](const char* text) { return ::strcasestr(identifier.c_str(), text) != nullptr; };
+        // Of the vendor, and scans or is the simulated device that scans without saying so.
+        return (has("mfg:quellon") || has("mfg:ql,quellon") || has("manufacturer:quellon")) &&
+               (has("scn") || has("fountel s2"));
     }
     std::uint32_t HandleEvent(const WCHAR* event, std::uint32_t, std::uint32_t, std::uint32_t* out) override
     {
