@@ -3,7 +3,8 @@
 
 #include <string_view>
 
-namespace hostwindows {
+namespace hostwindows
+{
 
 /// The capital of one UTF-16 unit, alphabets beyond ASCII included; characters without one stay (U+00DF too).
 char16_t Capital(char16_t unit);
