@@ -140,6 +140,11 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
             event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
             event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
             answer = DBG_EXCEPTION_NOT_HANDLED;
+        // The files that come with these two are the debugger's to close: open ones could not be removed.
+        else if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT)
+            ::CloseHandle(event.u.CreateProcessInfo.hFile);
+        else if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT)
+            ::CloseHandle(event.u.LoadDll.hFile);
         else if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT)
         {
             result.exitCode = event.u.ExitProcess.dwExitCode;
