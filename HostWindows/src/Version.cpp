@@ -1,6 +1,5 @@
 // Version information: the block that a Windows program carries in its resources lies here in a section of the ELF
 // file.
-#include "LetterCase.h"
 #include "Paths.h"
 #include "SharedFile.h"
 
@@ -92,65 +91,9 @@ DWORD ReadBlock(LPCWSTR name, std::string& block)
     return block.empty() ? ERROR_RESOURCE_DATA_NOT_FOUND : NO_ERROR;
 }
 
-constexpr std::size_t Aligned(std::size_t offset)
-{
-    return (offset + 3) & ~std::size_t{3};
-}
-
-/// One node of the tree: length, length of its value, type, name, value, children; each part on a multiple of four.
-struct Node
-{
-    static constexpr std::size_t headerSize = 3 * sizeof(WORD);
-
-    const char* base = nullptr; ///< of the block: what the offsets count from
-    std::size_t begin = 0;
-    std::size_t end = 0;
-    std::size_t nameEnd = 0; ///< behind the terminator
-    bool isText = false;
-    std::size_t valueLength = 0; ///< characters of a text, else bytes
-
-    /// Reads the node at an offset, all of it before `limit`; false when it does not fit there.
-    bool Read(const char* block, std::size_t offset, std::size_t limit)
-    {
-        base = block;
-        begin = offset;
-        if (limit < headerSize || offset > limit - headerSize)
-            return false;
-        end = offset + WordAt(base + offset);
-        valueLength = WordAt(base + offset + 2);
-        isText = WordAt(base + offset + 4) != 0;
-        if (end > limit)
-            return false;
-        for (nameEnd = offset + headerSize; nameEnd + sizeof(WORD) <= end;)
-        {
-            nameEnd += sizeof(WORD);
-            if (WordAt(base + nameEnd - sizeof(WORD)) == 0)
-                return true;
-        }
-        return false;
-    }
-
-    std::size_t Value() const { return Aligned(nameEnd); }
-    std::size_t ValueBytes() const { return isText ? valueLength * sizeof(WCHAR) : valueLength; }
-    bool ValueFits() const { return Value() <= end && ValueBytes() <= end - Value(); }
-
-    bool IsNamed(std::u16string_view name) const
-    {
-        std::u16string own((nameEnd - begin - headerSize) / sizeof(WCHAR) - 1, u'\0');
-        std::memcpy(own.data(), base + begin + headerSize, own.size() * sizeof(WCHAR));
-        return EqualWithoutCase(own, name);
-    }
-
-    bool FindChild(std::u16string_view name, Node& child) const
-    {
-        for (std::size_t at = Aligned(Value() + ValueBytes()); at < end; at = Aligned(child.end))
-            if (!child.Read(base, at, end))
-                return false;
-            else if (child.IsNamed(name))
-                return true;
-        return false;
-    }
-};
+/// The root of the block: length, length of the value, type, name, value; each part on a multiple of four.
+constexpr std::u16string_view rootName = u"VS_VERSION_INFO";
+constexpr std::size_t valueOffset = (3 * sizeof(WORD) + (rootName.size() + 1) * sizeof(WCHAR) + 3) & ~std::size_t{3};
 
 } // namespace
 } // namespace hostwindows
@@ -183,34 +126,23 @@ BOOL GetFileVersionInfoW(LPCWSTR file, DWORD, DWORD size, LPVOID data)
     return TRUE;
 }
 
+/// Only the root has a value here: the fixed information.
 BOOL VerQueryValueW(LPCVOID block, LPCWSTR part, LPVOID* value, PUINT length)
 {
     *value = nullptr;
     *length = 0;
-    const auto* base = static_cast<const char*>(block);
-    Node node;
-    const bool sound = node.Read(base, 0, WordAt(base));
-    std::u16string_view rest = part;
-    while (!rest.empty() && rest.front() == u'\\')
-        rest.remove_prefix(1);
-    if (!sound && rest.empty())
-        return TRUE; // as on Windows, where a zeroed block has a root without a value
-    bool found = sound;
-    while (found && !rest.empty())
-    {
-        const std::size_t end = std::min(rest.find(u'\\'), rest.size());
-        Node child;
-        found = node.FindChild(rest.substr(0, end), child);
-        node = child;
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    if (!found || !node.ValueFits())
+    if (std::u16string_view(part) != u"\\")
     {
         ::SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
         return FALSE;
     }
+    const auto* base = static_cast<const char*>(block);
+    const std::size_t size = WordAt(base);
+    const std::size_t valueSize = size < valueOffset ? 0 : WordAt(base + sizeof(WORD));
+    if (valueSize == 0 || valueSize > size - valueOffset)
+        return TRUE; // as on Windows, where a zeroed block has a root without a value
     // Windows hands the caller's own block out writable.
-    *value = const_cast<char*>(base) + node.Value();
-    *length = static_cast<UINT>(node.valueLength);
+    *value = const_cast<char*>(base) + valueOffset;
+    *length = static_cast<UINT>(valueSize);
     return TRUE;
 }
