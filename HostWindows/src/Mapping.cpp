@@ -15,6 +15,7 @@
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -213,17 +214,21 @@ CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection, DWORD s
     }
     if (const DWORD error = PathOfName(name, path); error != NO_ERROR)
         return Refused(error);
-    const ObjectsLock objects;
-    if (objects.Error() != NO_ERROR)
-        return Refused(objects.Error());
-    if (auto held = OpenHeld(path))
+    DWORD known = NO_ERROR;
     {
-        ::SetLastError(ERROR_ALREADY_EXISTS);
-        return HandleOf(std::move(*held), path, writable);
+        const ObjectsLock objects;
+        if (objects.Error() != NO_ERROR)
+            return Refused(objects.Error());
+        if (auto held = OpenHeld(path))
+        {
+            object = std::move(*held);
+            known = ERROR_ALREADY_EXISTS;
+        }
+        else if (const DWORD error = MakeNew(path, object); error != NO_ERROR)
+            return Refused(error);
     }
-    if (const DWORD error = MakeNew(path, object); error != NO_ERROR)
-        return Refused(error);
-    ::SetLastError(NO_ERROR);
+    // Without the lock, which the object's own end takes where there is no memory for its handle.
+    ::SetLastError(known);
     return HandleOf(std::move(object), path, writable);
 }
 
@@ -234,10 +239,13 @@ HANDLE OpenFileMappingW(DWORD access, BOOL, LPCWSTR name)
     std::string path;
     if (const DWORD error = PathOfName(name, path); error != NO_ERROR)
         return Refused(error);
-    const ObjectsLock objects;
-    if (objects.Error() != NO_ERROR)
-        return Refused(objects.Error());
-    auto held = OpenHeld(path);
+    std::optional<OpenedObject> held;
+    {
+        const ObjectsLock objects;
+        if (objects.Error() != NO_ERROR)
+            return Refused(objects.Error());
+        held = OpenHeld(path);
+    }
     if (!held)
         return Refused(ERROR_FILE_NOT_FOUND);
     return HandleOf(std::move(*held), path, (access & FILE_MAP_WRITE) != 0);
@@ -260,14 +268,22 @@ LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offse
     if (bytes > end - offset || (writes && !object->IsWritable()))
         return Refused(ERROR_ACCESS_DENIED);
     const std::size_t size = bytes == 0 ? object->Size() - offset : bytes;
+    Views& views = AllViews();
+    const std::lock_guard lock(views.mutex);
     void* address = ::mmap(
         nullptr, size, writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, object->File(),
         static_cast<::off_t>(offset));
     if (address == MAP_FAILED)
         return Refused(ErrorFromErrno(errno));
-    Views& views = AllViews();
-    const std::lock_guard lock(views.mutex);
-    views.sizes[address] = size;
+    try
+    {
+        views.sizes[address] = size;
+    }
+    catch (const std::bad_alloc&)
+    {
+        ::munmap(address, size);
+        return Refused(ERROR_NOT_ENOUGH_MEMORY);
+    }
     return address;
 }
 
