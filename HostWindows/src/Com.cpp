@@ -11,8 +11,9 @@ namespace
 {
 
 // One for each thread, as on Windows; no thread sees another's.
-thread_local unsigned initialisations = 0;
-thread_local DWORD threadModel = 0;
+// Where the last error is, for the same reason.
+[[gnu::tls_model("initial-exec")]] thread_local unsigned initialisations = 0;
+[[gnu::tls_model("initial-exec")]] thread_local DWORD threadModel = 0;
 
 // A BSTR lies behind its length in bytes.
 using Prefix = std::uint32_t;
