@@ -314,19 +314,20 @@ RegistryStore& RegistryStore::OfThisProcess()
 {
     // Never destroyed, so that static owners may still call; the connection is closed, which tidies the log away.
     static RegistryStore* const store = [] {
+        auto* const made = new RegistryStore; // first: without memory for it there is nothing to close
         std::atexit([] {
             const std::lock_guard lock(Mutex());
             OfThisProcess().Close();
         });
-        return new RegistryStore;
+        return made;
     }();
     return *store;
 }
 
 std::mutex& RegistryStore::Mutex()
 {
-    static auto* const mutex = new std::mutex;
-    return *mutex;
+    static constinit std::mutex mutex;
+    return mutex;
 }
 
 /// A holder that has outlasted a writer's patience is not waited for at each of the values that follow.
