@@ -268,8 +268,6 @@ LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offse
     if (bytes > end - offset || (writes && !object->IsWritable()))
         return Refused(ERROR_ACCESS_DENIED);
     const std::size_t size = bytes == 0 ? object->Size() - offset : bytes;
-    Views& views = AllViews();
-    const std::lock_guard lock(views.mutex);
     void* address = ::mmap(
         nullptr, size, writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, object->File(),
         static_cast<::off_t>(offset));
@@ -277,6 +275,8 @@ LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offse
         return Refused(ErrorFromErrno(errno));
     try
     {
+        Views& views = AllViews();
+        const std::lock_guard lock(views.mutex);
         views.sizes[address] = size;
     }
     catch (const std::bad_alloc&)
