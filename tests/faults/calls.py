@@ -59,7 +59,7 @@ def failed_run(bench, fault):
     result, met, _ = run(bench, machine, fault)
     try:
         bench.judge_reports(result)
-        bench.judge_stored(machine, result)
+        bench.judge_stored(machine, result, fault.classes == "allocation")
         if stray := set(machine.files()) - bench.left - bench.left_without_settings - set(bench.template.files()):
             if met:  # what could not be removed then goes with the next run
                 bench.judge_next(machine)
