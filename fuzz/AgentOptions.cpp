@@ -4,7 +4,6 @@
 #include "Fuzz.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <optional>
 
@@ -56,14 +55,17 @@ Text Nullable(const WCHAR* text)
     return text == nullptr ? Text() : Text(text);
 }
 
-/// As the C library reads the number, "%hx"; what is no ASCII ends it.
-bool IsOn(const WideText& text)
+/// One of the last four hexadecimal digits is not 0. (The C library's "%hx" does the same, but promises nothing for
+/// a number that is too large.)
+bool IsOn(WideView text)
 {
-    std::string narrow;
-    for (const WCHAR unit : text)
-        narrow += unit < 0x80 ? static_cast<char>(unit) : '?';
-    unsigned short number = 0;
-    return std::sscanf(narrow.c_str(), "%hx", &number) == 1 && number != 0;
+    const auto drop = [&](std::size_t count) { text.remove_prefix(std::min(count, text.size())); };
+    drop(text.find_first_not_of(OLESTR(" \t\n\v\f\r")));
+    drop(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
+    drop(Upper(text.substr(0, 2)) == OLESTR("0X") ? 2 : 0);
+    text = text.substr(0, text.find_first_not_of(OLESTR("0123456789abcdefABCDEF")));
+    drop(std::max<std::size_t>(text.size(), 4) - 4);
+    return text.find_first_not_of('0') != text.npos;
 }
 
 } // namespace
