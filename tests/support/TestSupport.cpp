@@ -1,5 +1,8 @@
 #include "System.h"
 
+#include <algorithm>
+#include <sstream>
+
 namespace test
 {
 namespace
@@ -16,6 +19,29 @@ struct FileHandle
             ::CloseHandle(handle);
     }
 };
+
+/// From the form that files of cases have.
+std::string Given(std::string_view shown)
+{
+    std::string text;
+    for (std::size_t at = 0; at < shown.size(); ++at)
+        if (shown.substr(at).starts_with("\xE2\x90")) // ␀ and the next ones
+            text += static_cast<char>(shown[at += 2] & 0x7F);
+        else if (shown.substr(at).starts_with("‹"))
+            text += static_cast<char>(std::stoi(std::string(shown.substr(at + 3, 2)), nullptr, 16)), at += 7;
+        else
+            text += shown[at];
+    return text;
+}
+
+std::string Shown(std::string_view text)
+{
+    std::string shown;
+    for (const char c : text)
+        shown += c < '\0' || c >= ' ' || c == '\n' ? std::string(1, c)
+                                                   : "\xE2\x90" + std::string(1, static_cast<char>(c | 0x80));
+    return shown;
+}
 
 const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
 
@@ -180,6 +206,32 @@ void DebugConsoleCapture::Clear()
 {
     StopDebugConsoleCapture();
     StartDebugConsoleCapture();
+}
+
+void ExpectAnswers(const char* file, const std::function<std::string(const std::string& given)>& answer)
+{
+    std::string path = std::string("Z:" TESTS_FOLDER "/") + file;
+    std::ranges::replace(path, '/', '\\');
+    std::istringstream lines(ReadFileBytes(ToWide(path)));
+    std::string given, expected;
+    int cases = 0;
+    const auto check = [&] {
+        if (cases++ > 0)
+        {
+            EXPECT_EQ(expected, Shown(answer(Given(given)))) << file << ": > " << given;
+        }
+        expected.clear();
+    };
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with('>'))
+        {
+            check();
+            given = line.substr(std::min<std::size_t>(line.size(), 2));
+        }
+        else if (!line.empty() && line[0] != '#')
+            expected += line + "\n";
+    check();
+    EXPECT_GT(cases, 1) << file;
 }
 
 bool OnWine()

@@ -1,6 +1,7 @@
 // What the tests share on both systems. Paths are Windows paths.
 #pragma once
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -69,6 +70,11 @@ public:
     int Tones() const; ///< beeps that were asked for meanwhile; none of them sounds
     void Clear();
 };
+
+/// The cases of a text file below tests/: each is a line "> given", and below it the lines that it is answered with.
+/// "#" begins a remark. Control characters are shown as ␀ to ␟ in both; in what is given, ␠ may be a blank and ‹FF› is
+/// a byte.
+void ExpectAnswers(const char* file, const std::function<std::string(const std::string& given)>& answer);
 
 /// What a program left behind when it had ended.
 struct ProgramResult

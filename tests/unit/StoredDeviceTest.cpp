@@ -46,27 +46,7 @@ protected:
     const Wide m_deviceXml = DeviceXmlLocation().Text();
 };
 
-TEST_F(StoredDevice, OneModel)
-{
-    DebugConsoleCapture console;
-    EXPECT_TRUE(StoreDevice(SampleDevice(), "", oneModel));
-    const std::string log = console.Text();
-    // The updater comes before the storage.
-    const std::string lines =
-        "addressString: 10.0.0.7\r\naddress2String: 10.0.0.7:80\r\ncommentPresents: 1\r\n"
-        "commentString: 2 < 3 & \"4\"\r\nconnectionTypeDWORD: 1\r\ndeviceIdString: MFG:Quellon;MDL:TARN 110;\r\n"
-        "deviceNameString: Hall\r\ndeviceSelectDWORD: 0\r\nextDeviceIdString: ext 1\r\n"
-        "hostNameString: hall.example\r\nlocationString: Desk\r\nmacAddressString: 02-00-00-00-00-07\r\n"
-        "mdlString: TARN 110\r\nmfgString: Quellon\r\npidDWORD: 4294967295 (0xffffffff)\r\nportNameString: QP_10\r\n"
-        "productNameString: TARN Scan\r\nserialNumberString: SN1\r\nsystemDeviceNameString: qlscan0\r\nuiMode: 1\r\n"
-        "userLocationPresents 1\r\nuserLocationString Desk\r\nvidDWORD: 6699 (0x1a2b)\r\nFile \"";
-    EXPECT_LT(log.find(lines), log.find("Hueward not found at expected location \"")) << log;
-    EXPECT_LT(log.find("Hueward not found"), log.find("keyOpenResult")) << log;
-    ExpectStored("Software\\QLScan\\TARN Scan", "Address=10.0.0.7|Location=Desk|VID=#6699");
-    EXPECT_FALSE(FileExists(m_config));
-}
-
-TEST_F(StoredDevice, DerivedValues)
+TEST_F(StoredDevice, DerivedValuesAmongOthers)
 {
     const std::string longText(500, 'h');
     const struct
@@ -95,10 +75,7 @@ TEST_F(StoredDevice, DerivedValues)
         EXPECT_EQ(device.userLocationPresents, console.Text().find("userLocationString ") != std::string::npos);
         ExpectStored(genericKey, expected + "|Address2=5|Changed=#5|Online=#5|UI_Mode=#1");
     }
-}
-
-TEST_F(StoredDevice, AnExistingConfigIniKeepsItsEncodingAndAllThatIsNotTheDevices)
-{
+    // So it does in Config.ini, which keeps its encoding.
     WriteFileBytes(m_config, "[Scan]\r\nMode=2\r\n[IO]\r\nTimeout=9\r\naddress=old\r\n");
     EXPECT_TRUE(StoreDevice(SampleDevice(), "/MODE 1"));
     EXPECT_TRUE(ReadFileBytes(m_config).starts_with(
