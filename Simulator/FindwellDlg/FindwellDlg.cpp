@@ -123,10 +123,13 @@ struct QueryReport
     GivenText macAddress;
     QueryDeviceAddressCallbackFunction* callback;
     std::chrono::milliseconds delay;
+    GivenText awaited; ///< a file's name
 
     void Deliver() const
     {
         std::this_thread::sleep_for(delay);
+        while (awaited && ::GetFileAttributesW(BesideLibrary(*awaited).c_str()) == INVALID_FILE_ATTRIBUTES)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
         const WCHAR* const addressText = address ? address->c_str() : nullptr;
         const WCHAR* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
         callback(&status, &change, &addressText, &macAddressText);
@@ -220,7 +223,8 @@ std::uint32_t QueryDeviceAddress(
             behaviour.Text(name, "address", Wide(address)),
             behaviour.Text(name, "macaddress", Wide(macAddress)),
             callback,
-            std::chrono::milliseconds(behaviour.Number(name, "delay", 0))};
+            std::chrono::milliseconds(behaviour.Number(name, "delay", 0)),
+            behaviour.Text(name, "until", GivenText())};
         if (behaviour.Text(name, "thread", GivenText()) == Wide(OLESTR("own")))
         {
             // The application may free the library while the thread is on its way back: this keeps it for good.

@@ -16,18 +16,24 @@ Wide MakeFolders(Wide path, std::initializer_list<Wide> below)
     return path;
 }
 
+const char* const settings = "ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series";
+
+/// Whether the updater wrote down its whole path and its argument.
+bool UpdaterRan(const Wide& record, const Installation& installation)
+{
+    const std::string started =
+        "\"" + ToUtf8(installation.File("Hueward.exe")) + "\" \"\"\"Quellon Weir C40 Series\"\"\"\n";
+    return Eventually([&] { return FileExists(record) && ReadFileBytes(record) == started; });
+}
+
 /// One dialog run: its library, its settings, its updater, its library's log are the ones beside it.
 void ExpectWholeRun(const Installation& installation, const Wide& currentFolder = {})
 {
-    installation.Settings("ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series");
+    installation.Settings(settings);
     const ProgramResult result = RunProgram(installation.Program(), installation.CommandLine(""), currentFolder);
     ASSERT_TRUE(result.started);
     EXPECT_EQ(0U, result.exitCode) << result.debugConsole;
-    EXPECT_EQ("192.0.2.41", Stored(Wide(twainKeys) + OLESTR("\\Run Driver"), "Address")) << result.debugConsole;
-    const Wide updaterRecord = installation.File("Hueward.log");
-    ASSERT_TRUE(Eventually([&] { return FileExists(updaterRecord) && ReadFileBytes(updaterRecord).ends_with('\n'); }));
-    EXPECT_TRUE(ReadFileBytes(updaterRecord).starts_with("\"" + ToUtf8(installation.File("Hueward.exe")) + "\" "))
-        << ReadFileBytes(updaterRecord);
+    EXPECT_TRUE(UpdaterRan(installation.File("Hueward.log"), installation)) << result.debugConsole;
     EXPECT_TRUE(installation.Asked().starts_with("GetDeviceList_LCode\n"));
 }
 
@@ -63,7 +69,7 @@ TEST(ProgramFolder, MayBeNamedByTheLongForm)
     if (!OnWine())
         GTEST_SKIP() << "the stand-in starts programs by their plain paths only";
     const Installation installation;
-    installation.Settings("ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series");
+    installation.Settings(settings);
     const Wide program = OLESTR("\\\\?\\") + installation.Program();
     const ProgramResult result = RunProgram(program, OLESTR("\"") + program + OLESTR("\""));
     ASSERT_TRUE(result.started);
@@ -85,7 +91,7 @@ TEST(ProgramFolder, MayBeReadOnly)
 {
     const TemporaryFolder records;
     const Installation installation;
-    installation.Settings("ProductName=Run Driver\r\nModelName=Quellon Weir C40 Series");
+    installation.Settings(settings);
     SetVariable("FINDWELL_RECORD", ToUtf8(records.File("library")));
     SetVariable("HUEWARD_RECORD", ToUtf8(records.File("updater")));
     const char* const files[] = {PROGRAM_NAME, "FindwellDlg.dll", "FindwellDlg.xml", "Hueward.exe", "ScanKELV.ini"};
@@ -94,8 +100,7 @@ TEST(ProgramFolder, MayBeReadOnly)
     SetReadOnly(installation.File("."), true);
 
     EXPECT_EQ(0U, installation.Run().exitCode);
-    EXPECT_EQ("192.0.2.41", Stored(Wide(twainKeys) + OLESTR("\\Run Driver"), "Address"));
-    EXPECT_TRUE(Eventually([&] { return FileExists(records.File("updater")); }));
+    EXPECT_TRUE(UpdaterRan(records.File("updater"), installation));
 
     SetVariable("FINDWELL_RECORD", "");
     SetVariable("HUEWARD_RECORD", "");
