@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <optional>
 #include <sys/stat.h>
 
@@ -245,14 +246,27 @@ std::string PathOf(const Char* file, DWORD& error)
     return error == NO_ERROR ? found.path : std::string();
 }
 
-/// The bytes of a file; none, and an error code, when there is no such file.
-template <class Char>
-std::string Load(const Char* file, DWORD& error)
+/// Hands over a file's bytes; none, and an error code, when it cannot be read. The file read last is kept: a run reads
+/// many keys of few files.
+template <class Use>
+DWORD WithBytes(const std::string& path, Use use)
 {
-    std::string bytes;
+    static std::mutex mutex;
+    static KeptFile& file = *new KeptFile; // static owners may still read at the process's end
+    const std::lock_guard lock(mutex);
+    const DWORD error = file.Read(path);
+    use(error == NO_ERROR ? std::string_view(file.Bytes()) : std::string_view());
+    return error;
+}
+
+template <class Char, class Use>
+DWORD Load(const Char* file, Use use)
+{
+    DWORD error = NO_ERROR;
     if (const std::string path = PathOf(file, error); !path.empty())
-        error = ReadWholeFile(path, bytes);
-    return bytes;
+        return WithBytes(path, use);
+    use(std::string_view());
+    return error;
 }
 
 template <class Char>
@@ -286,10 +300,11 @@ DWORD ReadString(const Char* section, const Char* key, const Char* preset, Char*
 {
     if (buffer == nullptr || size == 0)
         return 0;
-    DWORD error = NO_ERROR;
-    const std::string bytes = Load(file, error);
     const bool list = section == nullptr || key == nullptr;
-    auto text = list ? ReadNames(bytes, section) : ReadValue(bytes, section, key);
+    std::optional<Text<Char>> text;
+    const DWORD error = Load(file, [&](std::string_view bytes) {
+        text = list ? ReadNames(bytes, section) : ReadValue(bytes, section, key);
+    });
     if (!text)
     {
         View<Char> given = Terminated(preset);
@@ -347,10 +362,11 @@ UINT Number(View<Char> text)
 template <class Char>
 UINT ReadNumber(const Char* section, const Char* key, INT preset, const Char* file)
 {
-    DWORD error = NO_ERROR;
-    const std::string bytes = Load(file, error);
-    const auto text = section == nullptr || key == nullptr ? std::nullopt : ReadValue(bytes, section, key);
-    ::SetLastError(error);
+    std::optional<Text<Char>> text;
+    ::SetLastError(Load(file, [&](std::string_view bytes) {
+        if (section != nullptr && key != nullptr)
+            text = ReadValue(bytes, section, key);
+    }));
     return text && !text->empty() ? Number(View<Char>(*text)) : static_cast<UINT>(preset);
 }
 
@@ -395,7 +411,7 @@ EditOf(View<Unit> text, const Name& section, const Name* key, const std::optiona
     return edit;
 }
 
-/// Applies the write to the bytes of a file. @return false when they stay as they are
+/// Applies the write to the bytes of a file. @return false when they are so already
 template <class Char>
 bool Change(std::string& bytes, const Char* section, const Char* key, const Char* value)
 {
@@ -403,7 +419,7 @@ bool Change(std::string& bytes, const Char* section, const Char* key, const Char
     return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t mark) {
         const auto written = value == nullptr ? std::nullopt : std::optional(Converted<Unit>(View<Char>(value)));
         const auto edit = EditOf(text, Name(section), keyName ? &*keyName : nullptr, written);
-        if (!edit)
+        if (!edit || text.substr(edit->at, edit->removed) == edit->inserted)
             return false;
         std::string inserted(edit->inserted.size() * sizeof(Unit), '\0');
         std::memcpy(inserted.data(), edit->inserted.data(), inserted.size());
@@ -441,10 +457,14 @@ DWORD Write(const Char* section, const Char* key, const Char* value, const Char*
     if (!lock.MayWrite())
         return ERROR_SHARING_VIOLATION;
     std::string bytes;
-    error = ReadWholeFile(path, bytes);
+    error = WithBytes(path, [&bytes](std::string_view read) { bytes = read; });
     if (error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
         return error;
-    return Change(bytes, section, key, value) ? ReplaceWholeFile(path, bytes) : NO_ERROR;
+    if (Change(bytes, section, key, value))
+        return ReplaceWholeFile(path, bytes);
+    // What is there already is not written again, but refused where it could not be.
+    error = SharedFile().Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
+    return error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
 }
 
 /// A null section only flushes, and nothing waits to be written here.

@@ -1,7 +1,5 @@
 #include "SharedFile.h"
 
-#include "Descriptor.h"
-
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
@@ -305,48 +303,69 @@ DWORD ErrorFromErrno(int number)
     return ERROR_GEN_FAILURE;
 }
 
-DWORD ReadWholeFile(const std::string& path, std::string& bytes)
+DWORD KeptFile::Read(const std::string& path)
 {
-    bytes.clear();
-    Descriptor file;
-    file.Open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
-    struct ::stat status
+    struct ::stat now
     {
     };
-    if (!file.IsOpen() || ::fstat(file.Number(), &status) != 0)
-        return errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno);
-    if (!S_ISREG(status.st_mode))
-        return ERROR_ACCESS_DENIED;
-    // Open no longer than the reading takes, it claims nothing itself; it respects who keeps readers out.
-    if (ClaimedByOthers(file.Number(), deniesReading, 1))
+    const bool same = !m_path.empty() && path == m_path && ::stat(path.c_str(), &now) == 0 &&
+                      now.st_ino == m_status.st_ino && now.st_dev == m_status.st_dev &&
+                      now.st_size == m_status.st_size && now.st_ctim.tv_sec == m_status.st_ctim.tv_sec &&
+                      now.st_ctim.tv_nsec == m_status.st_ctim.tv_nsec;
+    if (!same)
+    {
+        m_path.clear();
+        m_file.Open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
+        if (!m_file.IsOpen() || ::fstat(m_file.Number(), &m_status) != 0)
+            return errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno);
+        if (!S_ISREG(m_status.st_mode))
+            return ERROR_ACCESS_DENIED;
+    }
+    // It claims nothing itself; it respects who keeps readers out.
+    if (ClaimedByOthers(m_file.Number(), deniesReading, 1))
         return ERROR_SHARING_VIOLATION;
-    if (static_cast<std::size_t>(status.st_size) > largestFile)
+    if (same)
+        return NO_ERROR;
+    ::timespec clock{};
+    ::clock_gettime(CLOCK_REALTIME, &clock);
+    const DWORD error = ReadToEnd();
+    // A change within the same tick of a file system's clock, a second at the most, would not show.
+    if (error == NO_ERROR && clock.tv_sec > m_status.st_ctim.tv_sec + 1)
+        m_path = path;
+    return error;
+}
+
+DWORD KeptFile::ReadToEnd()
+{
+    if (static_cast<std::size_t>(m_status.st_size) > largestFile)
         return ERROR_NOT_ENOUGH_MEMORY;
     std::size_t filled = 0;
     constexpr std::size_t smallest = 4096;
-    bytes.resize(static_cast<std::size_t>(status.st_size) + 1); // one more: the end shows in the first call
+    m_bytes.resize(static_cast<std::size_t>(m_status.st_size) + 1); // one more: the end shows in the first call
     for (;;)
     {
-        const ::ssize_t count = ::read(file.Number(), bytes.data() + filled, bytes.size() - filled);
+        const ::ssize_t count = ::read(m_file.Number(), m_bytes.data() + filled, m_bytes.size() - filled);
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
-        {
-            bytes.clear();
             return ErrorFromErrno(errno);
-        }
         filled += static_cast<std::size_t>(count);
-        if (count == 0 || filled < bytes.size())
+        if (count == 0 || filled < m_bytes.size())
             break;
         if (filled > largestFile) // it grows while it is read
-        {
-            bytes.clear();
             return ERROR_NOT_ENOUGH_MEMORY;
-        }
-        bytes.resize(filled + smallest);
+        m_bytes.resize(filled + smallest);
     }
-    bytes.resize(filled);
+    m_bytes.resize(filled);
     return NO_ERROR;
+}
+
+DWORD ReadWholeFile(const std::string& path, std::string& bytes)
+{
+    KeptFile file;
+    const DWORD error = file.Read(path);
+    bytes = error == NO_ERROR ? std::move(file.Bytes()) : std::string();
+    return error;
 }
 
 DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)

@@ -1,9 +1,12 @@
 // Files opened under Windows' sharing rules, which hold between all processes of one machine folder.
 #pragma once
 
+#include "Descriptor.h"
+
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <windows.h>
 
 namespace hostwindows
@@ -40,8 +43,27 @@ DWORD ErrorFromErrno(int number);
 /// Bytes of the largest file that is read whole.
 inline constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
 
-/// Whole contents of a file, unless an opening that is not shared for reading holds it. @return 0 or the error code; a
-/// file above the largest size gives 8
+/// A file's whole contents, kept: as long as the file stays the same, it is not read again.
+class KeptFile
+{
+public:
+    /// @return 0 or the error code: 32 when an opening that is not shared for reading holds the file, 8 when it is
+    /// above the largest size ...; the bytes are then of no meaning
+    DWORD Read(const std::string& path);
+    std::string& Bytes() { return m_bytes; }
+
+private:
+    DWORD ReadToEnd();
+
+    std::string m_path; ///< empty when the contents may have changed since without a trace
+    Descriptor m_file;
+    struct ::stat m_status
+    {
+    };
+    std::string m_bytes;
+};
+
+/// The same for one reading.
 DWORD ReadWholeFile(const std::string& path, std::string& bytes);
 
 /// Replaces a file whole, or leaves it as it was: a sibling is written and renamed over it. An existing file keeps its

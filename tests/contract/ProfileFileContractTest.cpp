@@ -260,8 +260,11 @@ TEST_F(ProfileFile, RefusalsLeaveTheFileAlone)
         const Read read(file, "S", "k");
         EXPECT_EQ(readError, read.error);
         EXPECT_EQ(readError == 0 ? "v" : "DEF", read.text);
-        const DWORD error = LastError().Of(WriteW(file, "S", "k", "w"));
-        EXPECT_TRUE(writeError == 0 ? test::FileExists(file) : error == writeError) << error;
+        for (const char* value : {"v", "w"}) // the one that is there is refused too
+        {
+            const DWORD error = LastError().Of(WriteW(file, "S", "k", value));
+            EXPECT_TRUE(writeError == 0 ? test::FileExists(file) : error == writeError) << error;
+        }
     }
     for (const HANDLE handle : handles)
         ::CloseHandle(handle);

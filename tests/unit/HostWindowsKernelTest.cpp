@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <tuple>
 
 namespace
@@ -181,6 +182,14 @@ TEST(HostProfileFile, OtherLinesStayByteForByte)
         EXPECT_EQ(row.after, test::ReadFileBytes(folder.File("a.ini")));
     }
     EXPECT_EQ(1U, EntriesIn(LinuxPath(folder.Path())));
+    const auto index = [&folder] {
+        struct ::stat status = {};
+        EXPECT_EQ(0, ::stat((LinuxPath(folder.Path()) + "/a.ini").c_str(), &status));
+        return status.st_ino;
+    };
+    const auto before = index(); // a value that is there already is not written
+    EXPECT_TRUE(::WritePrivateProfileStringA("S", "k", "v", file.c_str()));
+    EXPECT_EQ(before, index());
 
     // Reading where the documents decide.
     test::WriteFileBytes(folder.File("a.ini"), "[\xC3\x84\xD0\x96]\r\nN=-12\r\n\xC3\xBC=\xC3\xBC\xFF\r\n");
