@@ -22,9 +22,9 @@ using namespace scankelv;
 using Document = std::unique_ptr<::xmlDoc, decltype(&::xmlFreeDoc)>;
 using Wide = std::basic_string<WCHAR>;
 
-const WCHAR* const identifier =
+constexpr WideView identifier =
     OLESTR("mfg:quellon;cmd:pjl,pcl5e,pclxl,postscript,pdf,urf;mdl:Weir C40 Series;cls:printer;mode:prn,scn,fax;");
-const WCHAR* const legacyIdentifier = OLESTR("mfg:quellon;cmd:pjl,pcl5e,pclxl;mdl:Weir;cls:printer;mode:prn,fax;");
+constexpr WideView legacyIdentifier = OLESTR("mfg:quellon;cmd:pjl,pcl5e,pclxl;mdl:Weir;cls:printer;mode:prn,fax;");
 
 const char* const fieldNames[] = {"iotype", "comment",  "devicepath",  "scannerport",  "deviceid",   "devicename",
                                   "ext",    "hostname", "location",    "vendor",       "macaddress", "modelname",
@@ -35,7 +35,7 @@ Wide Widened(std::string_view text)
     return {text.begin(), text.end()};
 }
 
-Wide DeviceList(int devices, const WCHAR* deviceId)
+Wide DeviceList(int devices, WideView deviceId)
 {
     Wide text = OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">");
     for (int i = 0; i < devices; ++i)
@@ -177,11 +177,11 @@ void ReadIdentifier(benchmark::State& state)
 void PassOverIdentifier(benchmark::State& state)
 {
     constexpr int fields = 9; // looked at: 1 for the manufacturer, 3 for the model, 5 for the mode
-    const std::size_t bytes = WideView(identifier).size() * sizeof(WCHAR);
+    const std::size_t bytes = identifier.size() * sizeof(WCHAR);
     for (auto _ : state)
         for (int field = 0; field < fields; ++field)
         {
-            const void* text = identifier;
+            const void* text = identifier.data();
             benchmark::DoNotOptimize(text);
             benchmark::DoNotOptimize(std::memchr(text, 0x7F, bytes));
         }

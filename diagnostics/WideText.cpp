@@ -1,5 +1,7 @@
 #include "WideText.h"
 
+#include <cstring>
+
 namespace scankelv
 {
 
@@ -21,11 +23,21 @@ WideText WideFromNarrow(std::string_view text)
     return wide;
 }
 
-bool EqualsIgnoringAsciiCase(WideView left, WideView right)
+std::size_t FindFast(WideView text, WCHAR character, std::size_t from)
 {
-    const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + ('a' - 'A')) : c; };
-    return std::equal(
-        left.begin(), left.end(), right.begin(), right.end(), [&](WCHAR a, WCHAR b) { return lower(a) == lower(b); });
+    static_assert(sizeof(WCHAR) == 2);
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t size = text.size() * sizeof(WCHAR);
+    for (std::size_t at = from * sizeof(WCHAR); at < size; ++at)
+    {
+        const void* const found = std::memchr(bytes + at, character & 0xFF, size - at);
+        if (found == nullptr)
+            break;
+        at = static_cast<std::size_t>(static_cast<const unsigned char*>(found) - bytes);
+        if (text[at / sizeof(WCHAR)] == character) // and not the byte of another one, or the other byte of one
+            return at / sizeof(WCHAR);
+    }
+    return WideView::npos;
 }
 
 } // namespace scankelv

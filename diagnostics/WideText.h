@@ -22,7 +22,15 @@ std::string NarrowFromWide(WideView text);
 WideText WideFromNarrow(std::string_view text);
 
 /// Compares without regard to the letter case of ASCII letters; all other characters compare exactly.
-bool EqualsIgnoringAsciiCase(WideView left, WideView right);
+inline bool EqualsIgnoringAsciiCase(WideView left, WideView right)
+{
+    const auto lower = [](WCHAR c) { return c >= 'A' && c <= 'Z' ? static_cast<WCHAR>(c + ('a' - 'A')) : c; };
+    return std::equal(
+        left.begin(), left.end(), right.begin(), right.end(), [&](WCHAR a, WCHAR b) { return lower(a) == lower(b); });
+}
+
+/// Where the first such character lies, from `from` on; npos when there is none. As find(), at the speed of memchr.
+std::size_t FindFast(WideView text, WCHAR character, std::size_t from = 0);
 
 /// Hands the form of the text in the system's 8-bit code page to `take`, piece by piece as std::string_view, and
 /// allocates nothing.

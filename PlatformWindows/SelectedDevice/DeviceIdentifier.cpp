@@ -18,25 +18,31 @@ bool BeginsWith(WideView text, WideView start)
 class FieldCursor
 {
 public:
-    explicit FieldCursor(WideView identifier) : m_text(identifier) { FindFieldEnd(); }
+    explicit FieldCursor(WideView identifier) : m_text(identifier) {}
 
     bool AtField() const { return m_field < m_text.size(); }
     void NextField()
     {
-        m_field = m_fieldEnd == none ? m_text.size() : m_fieldEnd + 1;
-        FindFieldEnd();
+        const std::size_t end = FieldEnd();
+        m_field = end == none ? m_text.size() : end + 1;
+        m_fieldEnd = m_field;
     }
-    bool HasKey(WideView key) const { return BeginsWith(m_text.substr(m_field, m_fieldEnd - m_field), key); }
+    bool HasKey(WideView key) const { return BeginsWith(m_text.substr(m_field), key); } // no key holds a semicolon
 
-    bool FirstValue() { return StartValueBehind(m_text.find(OLESTR(':'), m_field)); }
-    bool NextValue() { return m_valueEnd != m_fieldEnd && StartValueBehind(m_valueEnd); }
+    bool FirstValue() { return StartValueBehind(FindFast(m_text, OLESTR(':'), m_field)); }
+    bool NextValue() { return m_valueEnd != FieldEnd() && StartValueBehind(m_valueEnd); }
 
     WideView Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
     /// Not bounded by the value's end: a vendor's name may hold a comma.
     bool ValueBeginsWith(WideView start) const { return BeginsWith(m_text.substr(m_value), start); }
 
 private:
-    void FindFieldEnd() { m_fieldEnd = m_text.find(OLESTR(';'), m_field); }
+    std::size_t FieldEnd() // looked for once a field, and only when asked for
+    {
+        if (m_fieldEnd == m_field)
+            m_fieldEnd = FindFast(m_text, OLESTR(';'), m_field);
+        return m_fieldEnd;
+    }
     bool StartValueBehind(std::size_t separator)
     {
         if (separator == none || separator + 1 == m_text.size())
@@ -51,7 +57,7 @@ private:
 
     WideView m_text;
     std::size_t m_field = 0;
-    std::size_t m_fieldEnd = none;
+    std::size_t m_fieldEnd = 0;
     std::size_t m_value = 0;
     std::size_t m_valueEnd = none;
 };

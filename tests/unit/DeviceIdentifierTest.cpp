@@ -21,18 +21,21 @@ TEST(DeviceIdentifier, Readers)
     EXPECT_TRUE(DeviceIdManufacturerIs(OLESTR("MFG:Quellon, Inc.;"), OLESTR("Quellon, Inc."))); // over the comma
 }
 
-// A reader that looked for the value of every field would not end within the hour.
+// A reader that looked for the value of every field, or for the field's end at every value, would not end within the
+// hour.
 TEST(DeviceIdentifier, HostileLength)
 {
-    for (const WCHAR* piece : {OLESTR(";"), OLESTR("x;"), OLESTR(":"), OLESTR(","), OLESTR("MDLMODEMFG")})
-    {
-        WideText text;
-        while (text.size() < 4'000'000)
-            text += piece;
-        WideView model;
-        EXPECT_FALSE(
-            DeviceIdHasScanMode(text) || DeviceIdManufacturerIs(text, OLESTR("Quellon")) || DeviceIdModel(text, model));
-    }
+    for (const WCHAR* start : {OLESTR(""), OLESTR("MODE:"), OLESTR("MFG:")})
+        for (const WCHAR* piece : {OLESTR(";"), OLESTR("x;"), OLESTR(":"), OLESTR(","), OLESTR("MDLMODEMFG")})
+        {
+            WideText text = start;
+            while (text.size() < 4'000'000)
+                text += piece;
+            WideView model;
+            EXPECT_FALSE(
+                DeviceIdHasScanMode(text) || DeviceIdManufacturerIs(text, OLESTR("Quellon")) ||
+                DeviceIdModel(text, model));
+        }
 }
 
 } // namespace
