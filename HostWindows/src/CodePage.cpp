@@ -9,55 +9,43 @@ namespace hostwindows
 namespace
 {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
+constexpr char32_t malformed = 0x110000;
 
-/// Hands over the characters one by one, U+FFFD for what is malformed. @return whether nothing was
-template <class Take>
-bool Characters(std::string_view text, Take take)
+/// Takes the first character off a text. A sequence that breaks off is one malformed character; what broke it starts
+/// the next.
+char32_t Take(std::string_view& text)
 {
-    bool wellFormed = true;
-    for (std::size_t i = 0; i < text.size();)
+    const auto lead = static_cast<unsigned char>(text.front());
+    text.remove_prefix(1);
+    if (lead < 0x80)
+        return lead;
+    constexpr char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
+    const unsigned more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
+    char32_t code = lead & (0x3FU >> more);
+    bool good = lead >= 0xC2 && lead <= 0xF4;
+    for (unsigned count = 0; good && count < more; ++count)
     {
-        const auto lead = static_cast<unsigned char>(text[i++]);
-        if (lead < 0x80)
+        good = !text.empty() && (static_cast<unsigned char>(text.front()) & 0xC0) == 0x80;
+        if (good)
         {
-            take(char32_t{lead});
-            continue;
+            code = (code << 6) | (static_cast<unsigned char>(text.front()) & 0x3FU);
+            text.remove_prefix(1);
         }
-        const unsigned more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
-        constexpr char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
-        char32_t code = lead & (0x3FU >> more);
-        bool good = lead >= 0xC2 && lead <= 0xF4;
-        // A sequence that breaks off is one malformed character; what broke it starts the next.
-        for (unsigned count = 0; good && count < more; ++count)
-        {
-            good = i < text.size() && (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
-            if (good)
-                code = (code << 6) | (static_cast<unsigned char>(text[i++]) & 0x3FU);
-        }
-        good = good && code >= smallest[more] && code <= 0x10FFFF && (code < 0xD800 || code >= 0xE000);
-        wellFormed = wellFormed && good;
-        take(good ? code : replacementCharacter);
     }
-    return wellFormed;
+    return good && code >= smallest[more] && code <= 0x10FFFF && (code < 0xD800 || code >= 0xE000) ? code : malformed;
 }
 
-template <class Take>
-bool Characters(std::u16string_view text, Take take)
+char32_t Take(std::u16string_view& text)
 {
-    bool wellFormed = true;
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        char32_t code = text[i];
-        if (code >= 0xD800 && code < 0xE000)
-        {
-            const bool pair = code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00;
-            code = pair ? 0x10000 + ((code - 0xD800) << 10) + (text[++i] - 0xDC00U) : replacementCharacter;
-            wellFormed = wellFormed && pair;
-        }
-        take(code);
-    }
-    return wellFormed;
+    const char32_t unit = text.front();
+    text.remove_prefix(1);
+    if (unit < 0xD800 || unit >= 0xE000)
+        return unit;
+    if (unit >= 0xDC00 || text.empty() || (text.front() & 0xFC00) != 0xDC00)
+        return malformed;
+    const char32_t code = 0x10000 + ((unit - 0xD800) << 10) + (text.front() - 0xDC00U);
+    text.remove_prefix(1);
+    return code;
 }
 
 template <class Put>
@@ -65,8 +53,8 @@ void Encode(char32_t code, Put put, char16_t)
 {
     if (code >= 0x10000)
     {
-        put(static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10)));
-        code = 0xDC00 + ((code - 0x10000) & 0x3FF);
+        put(static_cast<char16_t>(0xD7C0 + (code >> 10)));
+        code = 0xDC00 + (code & 0x3FF);
     }
     put(static_cast<char16_t>(code));
 }
@@ -75,23 +63,40 @@ template <class Put>
 void Encode(char32_t code, Put put, char)
 {
     if (code < 0x80)
-    {
-        put(static_cast<char>(code));
-        return;
-    }
+        return put(static_cast<char>(code));
     const unsigned more = code >= 0x10000 ? 3 : (code >= 0x800 ? 2 : 1);
     put(static_cast<char>(((0xFF00U >> (more + 1)) & 0xFFU) | (code >> (6 * more))));
     for (unsigned left = more; left-- > 0;)
         put(static_cast<char>(0x80 | ((code >> (6 * left)) & 0x3F)));
 }
 
+/// Writes what fits, U+FFFD for what is malformed. @return the units needed
 template <class To, class From>
-std::basic_string<To> Converted(std::basic_string_view<From> text)
+std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, bool& wellFormed)
 {
-    std::basic_string<To> converted;
-    converted.reserve(text.size());
-    const auto put = [&converted](To unit) { converted += unit; };
-    Characters(text, [&put](char32_t code) { Encode(code, put, To{}); });
+    std::size_t count = 0;
+    const auto put = [&](To unit) {
+        if (count < room)
+            to[count] = unit;
+        ++count;
+    };
+    for (wellFormed = true; !text.empty();)
+    {
+        const char32_t code = Take(text);
+        wellFormed = wellFormed && code != malformed;
+        Encode(code == malformed ? U'\xFFFD' : code, put, To{});
+    }
+    return count;
+}
+
+template <class To, class From>
+std::basic_string<To> Converted(std::basic_string_view<From> text, bool& wellFormed)
+{
+    std::basic_string<To> converted(text.size(), 0); // mostly that many
+    const std::size_t count = Write(text, converted.data(), converted.size(), wellFormed);
+    converted.resize(count);
+    if (count > text.size())
+        Write(text, converted.data(), count, wellFormed);
     return converted;
 }
 
@@ -109,16 +114,11 @@ int Convert(UINT codePage, bool strict, const From* text, int length, To* buffer
         return Refused(ERROR_INVALID_PARAMETER);
     const std::basic_string_view<From> view(
         text, length < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<std::size_t>(length));
-    const auto limit = static_cast<std::size_t>(room == 0 ? std::numeric_limits<int>::max() : room);
-    std::size_t count = 0;
-    const auto put = [&](To unit) {
-        if (room != 0 && count < limit)
-            buffer[count] = unit;
-        ++count;
-    };
-    const bool wellFormed = Characters(view, [&put](char32_t code) { Encode(code, put, To{}); });
+    bool wellFormed = true;
+    const std::size_t count = Write(view, buffer, static_cast<std::size_t>(room), wellFormed);
     if (strict && !wellFormed)
         return Refused(ERROR_NO_UNICODE_TRANSLATION);
+    const auto limit = static_cast<std::size_t>(room == 0 ? std::numeric_limits<int>::max() : room);
     return count > limit ? Refused(ERROR_INSUFFICIENT_BUFFER) : static_cast<int>(count);
 }
 
@@ -126,12 +126,14 @@ int Convert(UINT codePage, bool strict, const From* text, int length, To* buffer
 
 std::u16string Utf16FromUtf8(std::string_view text)
 {
-    return Converted<char16_t>(text);
+    bool wellFormed = true;
+    return Converted<char16_t>(text, wellFormed);
 }
 
-std::string Utf8FromUtf16(std::u16string_view text)
+std::string Utf8FromUtf16(std::u16string_view text, bool* wellFormed)
 {
-    return Converted<char>(text);
+    bool unasked = true;
+    return Converted<char>(text, wellFormed == nullptr ? unasked : *wellFormed);
 }
 
 } // namespace hostwindows

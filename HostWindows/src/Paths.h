@@ -35,6 +35,6 @@ std::u16string WindowsPath(std::string_view linuxPath);
 
 /// UTF-8 is the 8-bit code page. A malformed sequence or a lone surrogate becomes U+FFFD.
 std::u16string Utf16FromUtf8(std::string_view text);
-std::string Utf8FromUtf16(std::u16string_view text);
+std::string Utf8FromUtf16(std::u16string_view text, bool* wellFormed = nullptr);
 
 } // namespace hostwindows

@@ -2,11 +2,7 @@
 
 #include "Paths.h"
 #include "SharedFile.h"
-#include "XmlNames.h"
 #include "XmlParser.h"
-#include "XmlPattern.h"
-#include "XmlTree.h"
-#include "XmlWriter.h"
 
 #include <atomic>
 #include <exception>
@@ -94,7 +90,7 @@ IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node);
 class NodeList final : public ComObject<IXMLDOMNodeList, IID_IXMLDOMNodeList>
 {
 public:
-    NodeList(std::shared_ptr<Arena> arena, std::vector<const Node*> nodes)
+    NodeList(std::shared_ptr<Arena> arena, std::vector<Node*> nodes)
         : m_arena(std::move(arena)),
           m_nodes(std::move(nodes))
     {
@@ -108,7 +104,7 @@ public:
         if (index < 0 || static_cast<std::size_t>(index) >= m_nodes.size())
             return S_FALSE;
         return Guarded([&] {
-            *item = MakeNodeObject(m_arena, const_cast<Node&>(*m_nodes[static_cast<std::size_t>(index)]));
+            *item = MakeNodeObject(m_arena, *m_nodes[static_cast<std::size_t>(index)]);
             return S_OK;
         });
     }
@@ -123,7 +119,7 @@ public:
 
 private:
     std::shared_ptr<Arena> m_arena;
-    std::vector<const Node*> m_nodes;
+    std::vector<Node*> m_nodes;
 };
 
 class ParseError final : public ComObject<IXMLDOMParseError>
@@ -144,33 +140,19 @@ private:
 
 bool MayHold(const Node& parent, const Node& child)
 {
-    switch (child.kind)
-    {
-    case NodeKind::document:
-    case NodeKind::attribute:
-        return false;
-    case NodeKind::text:
-    case NodeKind::cdata:
-        return parent.kind == NodeKind::element;
-    case NodeKind::element:
-        if (parent.kind == NodeKind::document)
-        {
-            const Node* const root = RootElement(parent);
-            return root == nullptr || root == &child;
-        }
-        break;
-    default:
-        break;
-    }
-    if (!parent.HoldsNodes())
+    const bool isText = child.kind == NodeKind::text || child.kind == NodeKind::cdata;
+    const Node* const root = parent.kind == NodeKind::document ? RootElement(parent) : nullptr;
+    if (!parent.HoldsNodes() || child.kind == NodeKind::document || child.kind == NodeKind::attribute ||
+        (isText && parent.kind == NodeKind::document) ||
+        (child.kind == NodeKind::element && root != nullptr && root != &child))
         return false;
     // A node without children holds nobody's ancestor: a tree that grows downwards is not climbed for each node.
     if (child.First() == nullptr)
         return &parent != &child;
-    for (const Node* at = &parent; at != nullptr; at = at->parent)
-        if (at == &child)
-            return false;
-    return true;
+    const Node* at = &parent;
+    while (at != nullptr && at != &child)
+        at = at->parent;
+    return at == nullptr;
 }
 
 template <class Interface, const IID& id>
@@ -183,14 +165,16 @@ public:
     {
         if (outNewChild != nullptr)
             *outNewChild = nullptr;
-        const auto* const child = dynamic_cast<NodeReference*>(newChild);
+        auto* const child = dynamic_cast<NodeReference*>(newChild);
         if (child == nullptr)
             return E_INVALIDARG;
         if (!MayHold(*node, *child->node))
             return E_FAIL;
         return Guarded([&] {
-            Arena::Join(arena, child->arena);
+            Node* const moved = child->arena == arena ? child->node : arena->Import(*child->node);
             Unlink(*child->node);
+            child->arena = arena;
+            child->node = moved;
             LinkLast(*node, *child->node);
             if (outNewChild != nullptr)
             {
@@ -208,24 +192,23 @@ public:
 
     HRESULT get_xml(BSTR* xmlString) override
     {
-        return Give(xmlString, [this] { return Serialise(*node); });
+        return Give(xmlString, [this] { return MakeBstr(Serialise(*node)); });
     }
 
     HRESULT selectNodes(BSTR queryString, IXMLDOMNodeList** resultList) override
     {
-        return Select(queryString, resultList, [&](const Pattern& pattern) {
-            *resultList = new NodeList(arena, pattern.Find(*node, std::numeric_limits<LONG>::max()));
+        return Find(queryString, resultList, std::numeric_limits<LONG>::max(), [&](std::vector<Node*> found) {
+            *resultList = new NodeList(arena, std::move(found));
             return S_OK;
         });
     }
 
     HRESULT selectSingleNode(BSTR queryString, IXMLDOMNode** resultNode) override
     {
-        return Select(queryString, resultNode, [&](const Pattern& pattern) {
-            const std::vector<const Node*> found = pattern.Find(*node, 1);
+        return Find(queryString, resultNode, 1, [&](const std::vector<Node*>& found) {
             if (found.empty())
                 return S_FALSE;
-            *resultNode = MakeNodeObject(arena, const_cast<Node&>(*found.front()));
+            *resultNode = MakeNodeObject(arena, *found.front());
             return S_OK;
         });
     }
@@ -244,8 +227,8 @@ protected:
     }
 
 private:
-    template <class Result, class Find>
-    static HRESULT Select(BSTR query, Result** result, Find find)
+    template <class Result, class Use>
+    HRESULT Find(BSTR query, Result** result, std::size_t most, Use use)
     {
         if (result == nullptr)
             return E_INVALIDARG;
@@ -253,8 +236,8 @@ private:
         if (query == nullptr)
             return E_INVALIDARG;
         return Guarded([&]() -> HRESULT {
-            const std::optional<Pattern> pattern = Pattern::Parse(TextFrom(query));
-            return pattern ? find(*pattern) : E_FAIL;
+            auto found = Select(*node, TextFrom(query), most);
+            return found ? use(std::move(*found)) : E_FAIL;
         });
     }
 };
@@ -278,7 +261,7 @@ public:
             if (Node* const present = FindAttribute(*node, attributeName); present != nullptr)
                 arena->SetText(*present, text);
             else
-                LinkAttribute(*node, *arena->Make(NodeKind::attribute, arena->CopyName(attributeName), text));
+                LinkAttribute(*node, *arena->Make(NodeKind::attribute, arena->Copy(attributeName), text));
             return S_OK;
         });
     }
@@ -350,7 +333,7 @@ public:
             const std::string name = TextFrom(tagName);
             if (!IsXmlName(name))
                 return E_FAIL;
-            *element = new ElementObject(arena, *arena->Make(NodeKind::element, arena->CopyName(name)));
+            *element = new ElementObject(arena, *arena->Make(NodeKind::element, arena->Copy(name)));
             return S_OK;
         });
     }
@@ -372,13 +355,12 @@ public:
         return Guarded([&] {
             const std::string name = TextFrom(target);
             const std::string content = TextFrom(data);
-            Declaration declaration;
             if (!IsXmlName(name) || content.find("?>") != std::string::npos)
                 return E_FAIL;
-            if (name == "xml" && !ReadDeclaration(content, declaration))
+            if (name == "xml" && !content.starts_with("version"))
                 return xmlBadDeclaration;
             *instruction =
-                new InstructionObject(arena, *arena->Make(NodeKind::instruction, arena->CopyName(name), content));
+                new InstructionObject(arena, *arena->Make(NodeKind::instruction, arena->Copy(name), content));
             return S_OK;
         });
     }
@@ -414,8 +396,8 @@ public:
                 return HRESULT_FROM_WIN32(found.error);
             if (found.isFolder || found.folderNeeded)
                 return E_ACCESSDENIED;
-            std::string bytes;
-            return Encode(*node, bytes) ? HRESULT_FROM_WIN32(ReplaceWholeFile(found.path, bytes)) : E_FAIL;
+            const std::optional<std::string> bytes = Encode(*node);
+            return bytes ? HRESULT_FROM_WIN32(ReplaceWholeFile(found.path, *bytes)) : E_FAIL;
         });
     }
 

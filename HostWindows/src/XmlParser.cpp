@@ -1,14 +1,16 @@
 #include "XmlParser.h"
 
-#include "XmlEncoding.h"
+#include "Paths.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
+#include <climits>
+#include <iconv.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/SAX2.h>
 #include <new>
+#include <oleauto.h>
+#include <strings.h>
 #include <utility>
 
 namespace hostwindows
@@ -16,17 +18,14 @@ namespace hostwindows
 namespace
 {
 
+using namespace std::string_view_literals;
+
+constexpr std::string_view utf16Mark = "\xFF\xFE";
+constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
+
 const char* Narrow(const xmlChar* text)
 {
     return reinterpret_cast<const char*>(text);
-}
-
-/// A name in the dictionary; null there means that memory ran out.
-const char* Kept(const xmlChar* name)
-{
-    if (name == nullptr)
-        throw std::bad_alloc();
-    return Narrow(name);
 }
 
 bool IsBlank(char c)
@@ -34,82 +33,8 @@ bool IsBlank(char c)
     return xmlBlanks.find(c) != std::string_view::npos;
 }
 
-// The text as the parser asks for it, piece by piece, in UTF-8.
-class Source
-{
-public:
-    explicit Source(std::u16string_view units) : m_units(units) {}
-    explicit Source(std::string_view bytes) : m_bytes(bytes) {}
-
-    /// A zero or a lone surrogate was met: the text ended there for the parser.
-    bool Failed() const { return m_failed; }
-
-    static int Read(void* source, char* to, int room)
-    {
-        auto* const self = static_cast<Source*>(source);
-        const std::size_t count = self->m_units.empty() ? self->CopyBytes(to, static_cast<std::size_t>(room))
-                                                        : self->CopyUnits(to, to + room);
-        return self->m_failed ? -1 : static_cast<int>(count);
-    }
-
-private:
-    std::size_t CopyBytes(char* to, std::size_t room)
-    {
-        const std::size_t count = std::min(room, m_bytes.size());
-        if (count == 0)
-            return 0;
-        m_failed = m_failed || std::memchr(m_bytes.data(), 0, count) != nullptr;
-        std::copy_n(m_bytes.data(), count, to);
-        m_bytes.remove_prefix(count);
-        return count;
-    }
-
-    std::size_t CopyUnits(char* start, const char* end)
-    {
-        constexpr std::ptrdiff_t longestCharacter = 4;
-        char* to = start;
-        std::size_t i = 0;
-        for (; i < m_units.size() && end - to >= longestCharacter; ++i)
-        {
-            char32_t code = m_units[i];
-            const auto tail = [&code](unsigned shift) { return static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
-            if (code < 0x80)
-            {
-                *to++ = static_cast<char>(code);
-                m_failed = m_failed || code == 0;
-            }
-            else if (code < 0x800)
-            {
-                *to++ = static_cast<char>(0xC0 | (code >> 6));
-                *to++ = tail(0);
-            }
-            else if (code < 0xD800 || code >= 0xE000)
-            {
-                *to++ = static_cast<char>(0xE0 | (code >> 12));
-                *to++ = tail(6);
-                *to++ = tail(0);
-            }
-            else if (code < 0xDC00 && i + 1 < m_units.size() && (m_units[i + 1] & 0xFC00) == 0xDC00)
-            {
-                code = 0x10000 + ((code - 0xD800) << 10) + (m_units[++i] - 0xDC00U);
-                *to++ = static_cast<char>(0xF0 | (code >> 18));
-                *to++ = tail(12);
-                *to++ = tail(6);
-                *to++ = tail(0);
-            }
-            else
-                m_failed = true;
-        }
-        m_units.remove_prefix(i);
-        return static_cast<std::size_t>(to - start);
-    }
-
-    std::u16string_view m_units;
-    std::string_view m_bytes;
-    bool m_failed = false;
-};
-
-// Makes nodes of what the parser reports. The parser calls from C, so no exception leaves a member.
+// Makes nodes of what the parser reports. Names are as they are written, prefix and all, and lie in the parser's
+// dictionary. It calls from C, so no exception leaves a member.
 class TreeBuilder
 {
 public:
@@ -120,18 +45,16 @@ public:
     {
     }
 
-    /// Reads all of the source.
-    bool Build(Source& source);
+    /// Reads all of the text.
+    bool Build(std::string_view text);
 
 private:
-    static xmlParserCtxt& Context(void* context) { return *static_cast<xmlParserCtxt*>(context); }
-
     // An event of the document: not of its DTD, and none after a refusal. An entity's content is parsed by a context
     // of its own that shares the builder.
     template <class Event>
     static void On(void* context, Event event)
     {
-        xmlParserCtxt& parser = Context(context);
+        auto& parser = *static_cast<xmlParserCtxt*>(context);
         auto* const self = static_cast<TreeBuilder*>(parser._private);
         if (parser.inSubset != 0)
             return;
@@ -139,14 +62,15 @@ private:
         {
             try
             {
-                event(*self, parser);
+                event(*self);
             }
             catch (const std::bad_alloc&)
             {
                 self->m_refused = true;
             }
+            const int names = xmlDictSize(parser.dict);
             const std::size_t used = self->m_arena.Bytes() + self->m_text.size() +
-                                     nameOverhead * static_cast<std::size_t>(std::max(xmlDictSize(parser.dict), 0));
+                                     nameOverhead * static_cast<std::size_t>(names < 0 ? 0 : names);
             self->m_refused = self->m_refused || used > self->m_mostBytes;
         }
         if (self->m_refused)
@@ -158,71 +82,42 @@ private:
 
     static void OnCharacters(void* context, const xmlChar* text, int length)
     {
-        On(context, [=](TreeBuilder& self, xmlParserCtxt&) {
-            self.m_text.append(Narrow(text), static_cast<std::size_t>(length));
-        });
+        On(context, [=](TreeBuilder& self) { self.m_text.append(Narrow(text), static_cast<std::size_t>(length)); });
     }
 
     static void OnCData(void* context, const xmlChar* text, int length)
     {
-        On(context, [=](TreeBuilder& self, xmlParserCtxt&) {
+        On(context, [=](TreeBuilder& self) {
             self.Add(NodeKind::cdata, nullptr, {Narrow(text), static_cast<std::size_t>(length)});
         });
     }
 
     static void OnComment(void* context, const xmlChar* text)
     {
-        On(context, [=](TreeBuilder& self, xmlParserCtxt&) { self.Add(NodeKind::comment, nullptr, Narrow(text)); });
+        On(context, [=](TreeBuilder& self) { self.Add(NodeKind::comment, nullptr, Narrow(text)); });
     }
 
     static void OnInstruction(void* context, const xmlChar* target, const xmlChar* data)
     {
-        On(context, [=](TreeBuilder& self, xmlParserCtxt& parser) {
-            self.Add(
-                NodeKind::instruction, Kept(xmlDictLookup(parser.dict, target, -1)),
-                data == nullptr ? std::string_view() : Narrow(data));
+        On(context, [=](TreeBuilder& self) {
+            self.Add(NodeKind::instruction, Narrow(target), data == nullptr ? "" : Narrow(data));
         });
     }
 
-    static void OnStart(
-        void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar*, int namespaceCount,
-        const xmlChar** namespaces, int attributeCount, int, const xmlChar** attributes)
+    static void OnStart(void* context, const xmlChar* name, const xmlChar** attributes)
     {
-        On(context, [=](TreeBuilder& self, xmlParserCtxt& parser) {
-            self.FlushText();
-            if (++self.m_depth > deepestNesting)
-            {
-                self.m_refused = true;
-                return;
-            }
-            Node* const element = self.m_arena.Make(NodeKind::element, AsWritten(parser, prefix, name));
-            LinkLast(*self.m_current, *element);
-            self.m_current = element;
-            self.m_preserves[self.m_depth] = self.m_preserves[self.m_depth - 1];
-            for (std::ptrdiff_t i = 0; i < namespaceCount; ++i)
-            {
-                const xmlChar* const declared = namespaces[2 * i];
-                const xmlChar* const uri = namespaces[2 * i + 1];
-                constexpr const char* xmlns = "xmlns";
-                const auto* const word = reinterpret_cast<const xmlChar*>(xmlns);
-                self.AddAttribute(
-                    declared == nullptr ? Kept(xmlDictLookup(parser.dict, word, -1))
-                                        : AsWritten(parser, word, declared),
-                    uri == nullptr ? std::string_view() : Narrow(uri));
-            }
-            // Name, prefix, namespace, the value's start and end.
-            for (const xmlChar** at = attributes; at != attributes + 5 * std::ptrdiff_t{attributeCount}; at += 5)
-                self.AddAttribute(
-                    AsWritten(parser, at[1], at[0]), {Narrow(at[3]), static_cast<std::size_t>(at[4] - at[3])});
+        On(context, [=](TreeBuilder& self) {
+            self.m_current = self.Add(NodeKind::element, Narrow(name), {});
+            for (const xmlChar** at = attributes; at != nullptr && *at != nullptr; at += 2)
+                LinkAttribute(*self.m_current, *self.m_arena.Make(NodeKind::attribute, Narrow(at[0]), Narrow(at[1])));
         });
     }
 
-    static void OnEnd(void* context, const xmlChar*, const xmlChar*, const xmlChar*)
+    static void OnEnd(void* context, const xmlChar*)
     {
-        On(context, [](TreeBuilder& self, xmlParserCtxt&) {
+        On(context, [](TreeBuilder& self) {
             self.FlushText();
             self.m_current = self.m_current->parent;
-            --self.m_depth;
         });
     }
 
@@ -240,29 +135,17 @@ private:
             xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
     }
 
-    static const char* AsWritten(xmlParserCtxt& parser, const xmlChar* prefix, const xmlChar* name)
-    {
-        return Kept(prefix == nullptr ? name : xmlDictQLookup(parser.dict, prefix, name));
-    }
-
-    void AddAttribute(const char* name, std::string_view value)
-    {
-        LinkLast(*m_current, *m_arena.Make(NodeKind::attribute, name, value));
-        if (std::strcmp(name, "xml:space") == 0)
-            m_preserves[m_depth] = value == "preserve";
-    }
-
-    void Add(NodeKind kind, const char* name, std::string_view text)
+    Node* Add(NodeKind kind, const char* name, std::string_view text)
     {
         FlushText();
-        LinkLast(*m_current, *m_arena.Make(kind, name, text));
+        Node* const node = m_arena.Make(kind, name, text);
+        LinkLast(*m_current, *node);
+        return node;
     }
 
     void FlushText()
     {
-        if (m_text.empty())
-            return;
-        if (m_preserves[m_depth] || m_text.find_first_not_of(xmlBlanks) != std::string::npos)
+        if (!m_text.empty() && (m_text.find_first_not_of(xmlBlanks) != std::string::npos || PreservesSpace(*m_current)))
             LinkLast(*m_current, *m_arena.Make(NodeKind::text, nullptr, m_text));
         m_text.clear();
     }
@@ -274,18 +157,21 @@ private:
     std::size_t m_mostBytes;
     xmlParserCtxt* m_parser = nullptr;
     std::string m_text; // between two nodes
-    std::array<bool, deepestNesting + 1> m_preserves{};
-    unsigned m_depth = 0;
     bool m_refused = false;
 };
 
-bool TreeBuilder::Build(Source& source)
+bool TreeBuilder::Build(std::string_view text)
 {
-    xmlSAXHandler events{};
-    if (xmlSAXVersion(&events, 2) != 0)
-        return false;
-    events.startElementNs = OnStart;
-    events.endElementNs = OnEnd;
+    const std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)> parser(
+        xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())), &xmlFreeParserCtxt);
+    if (parser == nullptr)
+        throw std::bad_alloc();
+    m_parser = parser.get();
+    m_parser->_private = this;
+    xmlSAXHandler& events = *m_parser->sax;
+    xmlSAXVersion(&events, 1); // names with their prefixes
+    events.startElement = OnStart;
+    events.endElement = OnEnd;
     events.characters = OnCharacters;
     events.ignorableWhitespace = OnCharacters;
     events.cdataBlock = OnCData;
@@ -294,139 +180,222 @@ bool TreeBuilder::Build(Source& source)
     events.entityDecl = OnEntityDeclaration;
     events.reference = [](void*, const xmlChar*) {};
     events.externalSubset = [](void*, const xmlChar*, const xmlChar*, const xmlChar*) {};
-    events.serror = [](void*, xmlError*) {};
-
-    const std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)> parser(
-        xmlCreateIOParserCtxt(&events, nullptr, Source::Read, nullptr, &source, XML_CHAR_ENCODING_UTF8),
-        &xmlFreeParserCtxt);
-    if (parser == nullptr)
-        throw std::bad_alloc();
-    m_parser = parser.get();
-    m_parser->_private = this;
     xmlCtxtUseOptions(
         m_parser, XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_IGNORE_ENC);
-    // The names outlive the parser.
-    xmlDictReference(m_parser->dict);
-    m_arena.Keep(std::shared_ptr<void>(m_parser->dict, [](void* names) { xmlDictFree(static_cast<xmlDict*>(names)); }));
+    xmlDictReference(m_parser->dict); // the names outlive the parser
+    m_arena.names.reset(m_parser->dict, [](xmlDict* names) { xmlDictFree(names); });
 
     const bool parsed = xmlParseDocument(m_parser) == 0;
     if (m_parser->myDoc != nullptr) // what a DTD declared
         xmlFreeDoc(std::exchange(m_parser->myDoc, nullptr));
-    return parsed && m_parser->wellFormed == 1 && m_parser->nsWellFormed == 1 && !m_refused && !source.Failed();
+    return parsed && m_parser->wellFormed == 1 && !m_refused;
 }
 
-// The declaration's contents when the text begins with one.
-template <class Character>
-std::string DeclarationOf(std::basic_string_view<Character> text)
+bool Is(const std::string& encoding, const char* name)
+{
+    return ::strcasecmp(encoding.c_str(), name) == 0;
+}
+
+/// Nothing when a byte or character has no counterpart, or an encoding is unknown.
+std::optional<std::string> Converted(std::string_view text, const std::string& from, const std::string& to)
+{
+    const ::iconv_t converter = ::iconv_open(to.c_str(), from.c_str());
+    if (reinterpret_cast<std::intptr_t>(converter) == -1)
+        return std::nullopt;
+    const std::unique_ptr<void, decltype(&::iconv_close)> owner(converter, &::iconv_close);
+    constexpr std::size_t longestCharacter = 4;
+    std::string converted(longestCharacter * text.size() + 2 * longestCharacter, '\0');
+    char* in = const_cast<char*>(text.data()); // iconv's old signature: it is not written to
+    char* out = converted.data();
+    std::size_t left = text.size();
+    std::size_t room = converted.size();
+    // A number above zero counts characters that were replaced.
+    if (::iconv(converter, &in, &left, &out, &room) != 0 || ::iconv(converter, nullptr, nullptr, &out, &room) != 0)
+        return std::nullopt;
+    converted.resize(converted.size() - room);
+    return converted;
+}
+
+/// What stands in the declaration that a text begins with; empty when it begins with none.
+std::string DeclarationOf(std::string_view text)
 {
     constexpr std::string_view opening = "<?xml";
-    constexpr std::size_t longest = 1024;
-    std::string start;
-    for (const Character c : text.substr(0, longest))
-    {
-        if (c == '>')
-            break;
-        const char narrow = c < 0x80 && c > 0 ? static_cast<char>(c) : '?';
-        start += IsBlank(narrow) ? ' ' : narrow; // a line end is not kept as it was written
-    }
-    if (!start.starts_with(opening) || start.size() <= opening.size() || !IsBlank(start[opening.size()]) ||
-        !start.ends_with('?'))
+    if (!text.starts_with(opening) || text.size() == opening.size() || !IsBlank(text[opening.size()]))
         return {};
-    const std::size_t at = start.find_first_not_of(xmlBlanks, opening.size());
-    start.pop_back();
-    return start.substr(std::min(at, start.size()));
+    text.remove_prefix(opening.size());
+    text = text.substr(0, text.find("?>"));
+    std::string data(text.substr(std::min(text.find_first_not_of(xmlBlanks), text.size())));
+    std::ranges::replace_if(data, IsBlank, ' '); // a line end is not kept as it was written
+    return data;
 }
 
-bool Parse(Source source, std::string_view declaration, std::size_t mostBytes, Arena& arena, Node& document)
+/// The encoding that a declaration names, or an empty name.
+std::string EncodingOf(std::string_view declaration)
+{
+    constexpr std::string_view word = "encoding";
+    std::size_t at = declaration.find(word);
+    at = at == std::string_view::npos ? at : declaration.find_first_of("\"'", at);
+    const std::size_t end = at == std::string_view::npos ? at : declaration.find(declaration[at], at + 1);
+    return std::string(end == std::string_view::npos ? "" : declaration.substr(at + 1, end - at - 1));
+}
+
+/// @param given  bytes of the text as it was handed in
+bool Parse(std::string_view text, std::string_view declaration, std::size_t given, Arena& arena, Node& document)
 {
     static const bool ready = (xmlInitParser(), true); // once, whatever threads come first
+    constexpr std::size_t alwaysGranted = std::size_t{1024} * 1024;
+    constexpr std::size_t timesTheText = 8;
+    if (!ready || text.empty() || text.size() > INT_MAX || text.find('\0') != std::string_view::npos)
+        return false;
     if (!declaration.empty())
         LinkLast(document, *arena.Make(NodeKind::instruction, "xml", declaration));
-    return ready && TreeBuilder(arena, document, mostBytes).Build(source);
+    return TreeBuilder(arena, document, std::max(alwaysGranted, timesTheText * given)).Build(text);
 }
 
-constexpr std::size_t alwaysGranted = std::size_t{1024} * 1024;
-constexpr std::size_t timesTheText = 9;
+struct Escape
+{
+    char character;
+    std::string_view text;
+};
+constexpr Escape inText[] = {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'\r', "&#13;"}, {'\n', "\r\n"}};
+constexpr Escape inAttribute[] = {{'&', "&amp;"},  {'<', "&lt;"},   {'>', "&gt;"}, {'"', "&quot;"},
+                                  {'\r', "&#13;"}, {'\n', "&#10;"}, {'\t', "&#9;"}};
+constexpr Escape inMarkup[] = {{'\n', "\r\n"}};
+
+template <std::size_t count>
+void Put(std::string_view text, const Escape (&escapes)[count], std::string& to)
+{
+    std::size_t written = 0;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        for (const Escape& escape : escapes)
+            if (text[i] == escape.character)
+            {
+                to.append(text, written, i - written).append(escape.text);
+                written = i + 1;
+            }
+    to.append(text, written);
+}
+
+void Put(const Node& node, std::string& to)
+{
+    switch (node.kind)
+    {
+    case NodeKind::document:
+        for (const Node* at = node.First(); at != nullptr; at = at->Next())
+        {
+            Put(*at, to);
+            to += "\r\n";
+        }
+        break;
+    case NodeKind::element:
+        to.append("<").append(node.name);
+        for (const Node* at = node.attributes; at != nullptr; at = at->next)
+        {
+            to += ' ';
+            Put(*at, to);
+        }
+        to += node.last != nullptr ? ">" : "/>";
+        for (const Node* at = node.First(); at != nullptr; at = at->Next())
+            Put(*at, to);
+        if (node.last != nullptr)
+            to.append("</").append(node.name).append(">");
+        break;
+    case NodeKind::attribute:
+        to.append(node.name).append("=\"");
+        Put(node.Text(), inAttribute, to);
+        to += '"';
+        break;
+    case NodeKind::text:
+        Put(node.Text(), inText, to);
+        break;
+    case NodeKind::cdata:
+        to += "<![CDATA[";
+        Put(node.Text(), inMarkup, to);
+        to += "]]>";
+        break;
+    case NodeKind::comment:
+        to += "<!--";
+        Put(node.Text(), inMarkup, to);
+        to += "-->";
+        break;
+    case NodeKind::instruction:
+        to.append("<?").append(node.name).append(" ");
+        Put(node.Text(), inMarkup, to);
+        to += "?>";
+        break;
+    }
+}
 
 } // namespace
 
-bool ReadDeclaration(std::string_view data, Declaration& declaration)
-{
-    constexpr std::string_view names[] = {"version", "encoding", "standalone"};
-    declaration = {};
-    const auto skipBlanks = [&data] { data.remove_prefix(std::min(data.find_first_not_of(xmlBlanks), data.size())); };
-    for (std::size_t i = 0; i < std::size(names); ++i)
-    {
-        skipBlanks();
-        if (!data.starts_with(names[i]))
-        {
-            if (i == 0)
-                return false;
-            continue;
-        }
-        data.remove_prefix(names[i].size());
-        skipBlanks();
-        if (!data.starts_with('='))
-            return false;
-        data.remove_prefix(1);
-        skipBlanks();
-        const std::size_t end =
-            data.empty() || (data[0] != '"' && data[0] != '\'') ? std::string_view::npos : data.find(data[0], 1);
-        if (end == std::string_view::npos)
-            return false;
-        if (i == 1)
-            declaration.encoding = data.substr(1, end - 1);
-        data.remove_prefix(end + 1);
-    }
-    skipBlanks();
-    return data.empty();
-}
-
 bool ParseText(std::u16string_view text, Arena& arena, Node& document)
 {
-    constexpr char16_t mark = 0xFEFF;
-    if (text.starts_with(mark))
-        text.remove_prefix(1);
-    const std::string data = DeclarationOf(text);
-    Declaration declaration;
-    if (ReadDeclaration(data, declaration) && EncodingNamed(declaration.encoding) == Encoding::unknown)
-        return false;
-    const std::size_t mostBytes = std::max(alwaysGranted, timesTheText * text.size() * sizeof(char16_t));
-    return Parse(Source(text), data, mostBytes, arena, document);
+    text.remove_prefix(text.starts_with(u'\xFEFF') ? 1 : 0);
+    bool wellFormed = true;
+    const std::string bytes = Utf8FromUtf16(text, &wellFormed);
+    const std::string declaration = DeclarationOf(bytes);
+    const std::string encoding = EncodingOf(declaration);
+    const bool known =
+        encoding.empty() || Is(encoding, "UTF-8") || Is(encoding, "UTF-16") || Converted("", encoding, "UTF-8");
+    return wellFormed && known && Parse(bytes, declaration, text.size() * sizeof(char16_t), arena, document);
 }
 
 bool ParseBytes(std::string bytes, Arena& arena, Node& document)
 {
-    constexpr std::string_view littleEndian = "\xFF\xFE";
-    constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
-    if (bytes.starts_with(littleEndian))
-    {
-        if (bytes.size() % sizeof(char16_t) != 0)
-            return false;
-        return ParseText(
-            {reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)}, arena, document);
-    }
+    const std::size_t given = bytes.size();
+    if (bytes.starts_with(utf16Mark))
+        return given % sizeof(char16_t) == 0 &&
+               ParseText({reinterpret_cast<const char16_t*>(bytes.data()), given / sizeof(char16_t)}, arena, document);
     const bool marked = bytes.starts_with(utf8Mark);
-    std::string_view text = bytes;
-    text.remove_prefix(marked ? utf8Mark.size() : 0);
-    const std::string data = DeclarationOf(text);
-    Declaration declaration;
-    ReadDeclaration(data, declaration);
-    const Encoding encoding = EncodingNamed(declaration.encoding);
-    if (encoding == Encoding::utf16 || encoding == Encoding::unknown)
+    const std::string declaration = DeclarationOf(std::string_view(bytes).substr(marked ? utf8Mark.size() : 0));
+    const std::string encoding = EncodingOf(declaration);
+    if (Is(encoding, "UTF-16"))
         return false;
-    const std::size_t size = bytes.size();
-    if (encoding == Encoding::other && !marked)
+    if (!marked && !encoding.empty() && !Is(encoding, "UTF-8"))
     {
-        std::string converted;
-        if (!Convert(text, std::string(declaration.encoding), "UTF-8", converted))
+        std::optional<std::string> converted = Converted(bytes, encoding, "UTF-8");
+        if (!converted)
             return false;
-        bytes = std::move(converted);
-        text = bytes;
+        bytes = std::move(*converted);
     }
-    const std::size_t mostBytes =
-        std::max(alwaysGranted, std::max((timesTheText + 1) * size, bytes.size()) - bytes.size());
-    return Parse(Source(text), data, mostBytes, arena, document);
+    return Parse(std::string_view(bytes).substr(marked ? utf8Mark.size() : 0), declaration, given, arena, document);
+}
+
+BSTR MakeBstr(std::string_view text)
+{
+    const int length = static_cast<int>(text.size());
+    const int units = length <= 0 ? 0 : ::MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0);
+    BSTR made = text.size() <= INT_MAX ? ::SysAllocStringLen(nullptr, static_cast<UINT>(units)) : nullptr;
+    if (made == nullptr)
+        throw std::bad_alloc();
+    if (units != 0)
+        ::MultiByteToWideChar(CP_UTF8, 0, text.data(), length, made, units);
+    return made;
+}
+
+std::string Serialise(const Node& node)
+{
+    std::string text;
+    constexpr std::size_t usual = 4096;
+    text.reserve(usual);
+    Put(node, text);
+    return text;
+}
+
+std::optional<std::string> Encode(const Node& document)
+{
+    const Node* declaration = document.First();
+    while (declaration != nullptr && (declaration->kind != NodeKind::instruction || declaration->name != "xml"sv))
+        declaration = declaration->Next();
+    const std::string encoding = EncodingOf(declaration == nullptr ? std::string_view() : declaration->Text());
+    std::string text = Serialise(document);
+    if (encoding.empty() || Is(encoding, "UTF-8"))
+        return text;
+    if (!Is(encoding, "UTF-16"))
+        return Converted(text, "UTF-8", encoding);
+    const std::u16string units = Utf16FromUtf8(text);
+    text.assign(utf16Mark).append(reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t));
+    return text;
 }
 
 } // namespace hostwindows

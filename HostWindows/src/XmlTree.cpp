@@ -1,20 +1,93 @@
 #include "XmlTree.h"
 
 #include <algorithm>
-#include <iterator>
-#include <memory_resource>
+#include <libxml/tree.h>
 #include <new>
+#include <utility>
 
 namespace hostwindows
 {
-
-Node* FirstChild(const Node& parent)
+namespace
 {
-    Node* node = parent.First();
-    while (node != nullptr && node->kind == NodeKind::attribute)
-        node = node->Next();
-    return node;
+
+struct Step
+{
+    std::string_view name;
+    bool below; // any number of levels below the step before it
+    bool attribute;
+};
+struct Path
+{
+    bool fromTop;
+    std::vector<Step> steps;
+};
+
+std::string_view Trimmed(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(xmlBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(xmlBlanks) + 1); // npos + 1 is 0
 }
+
+std::optional<Path> PathOf(std::string_view query)
+{
+    const auto take = [&query](std::string_view text) {
+        const bool found = query.starts_with(text);
+        query.remove_prefix(found ? text.size() : 0);
+        return found;
+    };
+    const bool fromNode = query.starts_with("./");
+    query.remove_prefix(fromNode ? 1 : 0);
+    bool below = take("//");
+    const bool rooted = below || take("/");
+    Path path{rooted && !fromNode, {}};
+    for (bool more = true; more;)
+    {
+        const bool attribute = take("@");
+        const std::string_view name = query.substr(0, query.find('/'));
+        if (name != "*" && !IsXmlName(std::string(name)))
+            return std::nullopt;
+        path.steps.push_back({name, below, attribute});
+        query.remove_prefix(name.size());
+        below = take("//");
+        more = below || take("/");
+        if (attribute && more)
+            return std::nullopt;
+    }
+    return path;
+}
+
+/// Whether the path's first `count` steps lead from `start` to the node.
+bool Matches(const Path& path, std::size_t count, const Node* node, const Node& start)
+{
+    if (count == 0)
+        return node == &start;
+    const Step& step = path.steps[count - 1];
+    if (node == nullptr || node == &start || node->kind != (step.attribute ? NodeKind::attribute : NodeKind::element) ||
+        (step.name != "*" && step.name != node->name))
+        return false;
+    bool found = false;
+    do
+        node = node->parent;
+    while (!(found = Matches(path, count - 1, node, start)) && step.below && node != nullptr);
+    return found;
+}
+
+/// The node behind `node` in document order within what `top` holds, `depth` levels below it and `deepest` at the most;
+/// null at the end.
+const Node* Following(const Node* node, const Node& top, std::size_t& depth, std::size_t deepest = SIZE_MAX)
+{
+    if (const Node* const first = depth < deepest ? node->First() : nullptr; first != nullptr)
+    {
+        ++depth;
+        return first;
+    }
+    for (; node != &top; node = node->parent, --depth)
+        if (const Node* const next = node->Next(); next != nullptr)
+            return next;
+    return nullptr;
+}
+
+} // namespace
 
 Node* RootElement(const Node& document)
 {
@@ -22,24 +95,6 @@ Node* RootElement(const Node& document)
     while (node != nullptr && node->kind != NodeKind::element)
         node = node->Next();
     return node;
-}
-
-const Node& Topmost(const Node& node)
-{
-    const Node* top = &node;
-    while (top->parent != nullptr)
-        top = top->parent;
-    return *top;
-}
-
-const Node* Following(const Node& node, const Node& top)
-{
-    if (const Node* const first = node.First(); first != nullptr)
-        return first;
-    for (const Node* at = &node; at != &top; at = at->parent)
-        if (const Node* const next = at->Next(); next != nullptr)
-            return next;
-    return nullptr;
 }
 
 void Unlink(Node& node)
@@ -54,180 +109,149 @@ void Unlink(Node& node)
     if (parent->last == &node)
         parent->last = before == &node ? nullptr : before;
     node.parent = nullptr;
-    node.next = nullptr;
 }
-
-namespace
-{
-
-void LinkBehind(Node& parent, Node* before, Node& node)
-{
-    node.parent = &parent;
-    node.next = before == nullptr ? &node : before->next;
-    if (before != nullptr)
-        before->next = &node;
-}
-
-} // namespace
 
 void LinkLast(Node& parent, Node& node)
 {
-    LinkBehind(parent, parent.last, node);
+    node.parent = &parent;
+    node.next = parent.last == nullptr ? &node : std::exchange(parent.last->next, &node);
     parent.last = &node;
 }
 
 void LinkAttribute(Node& element, Node& attribute)
 {
-    Node* before = element.last; // in front of the first
-    for (Node* at = element.First(); at != nullptr && at->kind == NodeKind::attribute; at = at->Next())
-        before = at;
-    const bool isLast = before == nullptr || (before == element.last && before->kind == NodeKind::attribute);
-    LinkBehind(element, before, attribute);
-    if (isLast)
-        element.last = &attribute;
+    attribute.parent = &element;
+    Node** end = &element.attributes;
+    while (*end != nullptr)
+        end = &(*end)->next;
+    *end = &attribute;
 }
 
 Node* FindAttribute(const Node& element, std::string_view name)
 {
-    for (Node* at = element.First(); at != nullptr && at->kind == NodeKind::attribute; at = at->Next())
-        if (at->IsNamed(name))
-            return at;
-    return nullptr;
+    Node* at = element.attributes;
+    while (at != nullptr && at->name != name)
+        at = at->next;
+    return at;
 }
 
 bool PreservesSpace(const Node& node)
 {
     for (const Node* at = &node; at != nullptr; at = at->parent)
-        if (at->kind == NodeKind::element)
-            if (const Node* const space = FindAttribute(*at, "xml:space"); space != nullptr)
-                return space->Text() == "preserve";
+        if (const Node* const space = FindAttribute(*at, "xml:space"); space != nullptr)
+            return space->Text() == "preserve";
     return false;
 }
 
-std::vector<std::string_view> TextContent(const Node& node)
+bool IsXmlName(const std::string& text)
 {
-    if (node.kind == NodeKind::attribute || node.kind == NodeKind::comment || node.kind == NodeKind::instruction)
-        return {node.Text()};
+    return ::xmlValidateQName(reinterpret_cast<const xmlChar*>(text.c_str()), 0) == 0;
+}
 
-    std::vector<std::string_view> pieces;
-    // Trimming stops at a CDATA section: these are the first one's place and the one behind the last one's.
-    std::size_t firstLiteral = 0;
+std::string TextContent(const Node& node)
+{
+    if (!node.HoldsNodes() && node.kind != NodeKind::text && node.kind != NodeKind::cdata)
+        return std::string(node.Text());
+    std::string text;
+    // Trimming stops at a CDATA section.
+    std::size_t literalBegin = std::string::npos;
     std::size_t literalEnd = 0;
-    for (const Node* at = &node; at != nullptr; at = Following(*at, node))
+    std::size_t depth = 0;
+    for (const Node* at = &node; at != nullptr; at = Following(at, node, depth))
     {
-        if (at->kind != NodeKind::text && at->kind != NodeKind::cdata)
+        const bool literal = at->kind == NodeKind::cdata;
+        if (!literal && at->kind != NodeKind::text)
             continue;
-        pieces.push_back(at->Text());
-        if (at->kind == NodeKind::cdata)
-        {
-            firstLiteral = literalEnd == 0 ? pieces.size() - 1 : firstLiteral;
-            literalEnd = pieces.size();
-        }
+        literalBegin = literal ? std::min(literalBegin, text.size()) : literalBegin;
+        text += at->Text();
+        literalEnd = literal ? text.size() : literalEnd;
     }
-    if (PreservesSpace(node))
-        return pieces;
-    if (literalEnd == 0)
-        firstLiteral = pieces.size();
-    for (std::size_t i = 0; i < firstLiteral; ++i)
+    if (!PreservesSpace(node))
     {
-        pieces[i].remove_prefix(std::min(pieces[i].find_first_not_of(xmlBlanks), pieces[i].size()));
-        if (!pieces[i].empty())
-            break;
+        text.resize(std::max(literalEnd, text.find_last_not_of(xmlBlanks) + 1)); // npos + 1 is 0
+        text.erase(0, std::min({literalBegin, text.find_first_not_of(xmlBlanks), text.size()}));
     }
-    for (std::size_t i = pieces.size(); i > literalEnd; --i)
+    return text;
+}
+
+std::optional<std::vector<Node*>> Select(Node& from, std::string_view query, std::size_t most)
+{
+    Node* top = &from;
+    while (top->parent != nullptr)
+        top = top->parent;
+    std::vector<Path> paths;
+    bool anyDepth = false;
+    std::size_t deepest = 0;
+    for (std::size_t begin = 0, end = 0; end != std::string_view::npos; begin = end + 1)
     {
-        std::string_view& piece = pieces[i - 1];
-        piece = piece.substr(0, piece.find_last_not_of(xmlBlanks) + 1); // npos + 1 is 0
-        if (!piece.empty())
-            break;
+        end = query.find('|', begin);
+        std::optional<Path> path = PathOf(Trimmed(query.substr(begin, end - begin)));
+        if (!path)
+            return std::nullopt;
+        anyDepth = anyDepth || (!paths.empty() && paths[0].fromTop != path->fromTop) ||
+                   std::ranges::any_of(path->steps, &Step::below);
+        deepest = anyDepth ? SIZE_MAX : std::max(deepest, path->steps.size());
+        paths.push_back(std::move(*path));
     }
-    return pieces;
+    // One walk over all that any path may reach.
+    const Node& reach = std::ranges::any_of(paths, &Path::fromTop) ? *top : from;
+    std::vector<Node*> found;
+    std::size_t depth = 0;
+    for (const Node* node = &reach; node != nullptr && found.size() < most;
+         node = Following(node, reach, depth, deepest))
+    {
+        const auto leads = [&](const Node* to) {
+            return std::ranges::any_of(paths, [&](const Path& path) {
+                return Matches(path, path.steps.size(), to, path.fromTop ? *top : from);
+            });
+        };
+        if (leads(node))
+            found.push_back(const_cast<Node*>(node));
+        for (Node* at = node->attributes; at != nullptr; at = at->next)
+            if (leads(at))
+                found.push_back(at);
+    }
+    return found;
 }
 
-struct Arena::Pool
+void* Arena::Take(std::size_t bytes, std::size_t alignment)
 {
-    // Two, so that texts need no padding.
-    static constexpr std::size_t firstNodes = 64 * sizeof(Node);
-    static constexpr std::size_t firstCharacters = 1024;
-    std::pmr::monotonic_buffer_resource nodes{firstNodes};
-    std::pmr::monotonic_buffer_resource characters{firstCharacters};
-    std::vector<std::shared_ptr<void>> names;
-};
-
-Arena::Arena()
-{
-    m_pools.push_back(std::make_unique<Pool>());
-}
-
-Arena::~Arena() = default;
-
-Arena& Arena::Owner()
-{
-    Arena* arena = this;
-    while (arena->m_owner != nullptr)
-        arena = arena->m_owner.get();
-    return *arena;
-}
-
-Node* Arena::Make(NodeKind kind, const char* name)
-{
-    Arena& owner = Owner();
-    void* const place = owner.m_pools.front()->nodes.allocate(sizeof(Node), alignof(Node));
-    owner.m_bytes += sizeof(Node);
-    return new (place) Node{nullptr, nullptr, name, {nullptr}, 0, kind};
+    m_bytes += bytes;
+    return m_memory.allocate(bytes, alignment);
 }
 
 Node* Arena::Make(NodeKind kind, const char* name, std::string_view text)
 {
-    Node* const node = Make(kind, name);
-    SetText(*node, text);
+    Node* const node =
+        new (Take(sizeof(Node), alignof(Node))) Node{nullptr, nullptr, name, nullptr, {nullptr}, 0, kind};
+    if (!node->HoldsNodes())
+        SetText(*node, text);
     return node;
-}
-
-char* Arena::Characters(std::size_t size)
-{
-    Arena& owner = Owner();
-    owner.m_bytes += size;
-    return static_cast<char*>(owner.m_pools.front()->characters.allocate(size, 1));
 }
 
 void Arena::SetText(Node& node, std::string_view text)
 {
-    char* const copy = Characters(text.size());
-    std::copy(text.begin(), text.end(), copy);
-    node.text = copy;
+    node.text = Copy(text);
     node.length = static_cast<std::uint32_t>(text.size());
 }
 
-const char* Arena::CopyName(std::string_view name)
+const char* Arena::Copy(std::string_view text)
 {
-    char* const copy = Characters(name.size() + 1);
-    *std::copy(name.begin(), name.end(), copy) = '\0';
+    char* const copy = static_cast<char*>(Take(text.size() + 1, 1));
+    *std::copy(text.begin(), text.end(), copy) = '\0';
     return copy;
 }
 
-void Arena::Keep(std::shared_ptr<void> names)
+Node* Arena::Import(const Node& node)
 {
-    Owner().m_pools.front()->names.push_back(std::move(names));
-}
-
-void Arena::Join(const std::shared_ptr<Arena>& one, const std::shared_ptr<Arena>& other)
-{
-    // Owners only ever point from one that gave its pools away to one that has them: no ring can come about.
-    std::shared_ptr<Arena> target = one;
-    std::shared_ptr<Arena> given = other;
-    while (target->m_owner != nullptr)
-        target = target->m_owner;
-    while (given->m_owner != nullptr)
-        given = given->m_owner;
-    if (target == given)
-        return;
-    target->m_pools.insert(
-        target->m_pools.end(), std::make_move_iterator(given->m_pools.begin()),
-        std::make_move_iterator(given->m_pools.end()));
-    given->m_pools.clear();
-    target->m_bytes += given->m_bytes;
-    given->m_owner = std::move(target);
+    Node* const copy = Make(node.kind, node.name == nullptr ? nullptr : Copy(node.name));
+    if (!node.HoldsNodes())
+        SetText(*copy, node.Text());
+    for (const Node* at = node.attributes; at != nullptr; at = at->next)
+        LinkAttribute(*copy, *Import(*at));
+    for (const Node* at = node.First(); at != nullptr; at = at->Next())
+        LinkLast(*copy, *Import(*at));
+    return copy;
 }
 
 } // namespace hostwindows
