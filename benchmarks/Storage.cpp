@@ -53,7 +53,8 @@ void LogLineOfTheCLibrary(benchmark::State& state)
             static_cast<unsigned>(local.tm_year + 1900), static_cast<unsigned>(local.tm_mon + 1),
             static_cast<unsigned>(local.tm_mday), static_cast<unsigned>(local.tm_hour),
             static_cast<unsigned>(local.tm_min), static_cast<unsigned>(local.tm_sec),
-            static_cast<unsigned>(now.tv_nsec / 1000000), "Agent", 0x1234UL, 7232UL, 7232UL);
+            static_cast<unsigned>(now.tv_nsec / 1000000), "Agent", static_cast<unsigned long>(::gettid()), 7232UL,
+            7232UL);
         if (::write(file, line, static_cast<std::size_t>(length)) != length)
             state.SkipWithError("not written");
     }

@@ -143,26 +143,27 @@ constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
     if (doubled)
         return piece;
 
+    // Letter by letter: every logged line passes here, and comparing texts costs a call each.
+    const auto take = [&rest](char letter) {
+        const bool taken = rest.starts_with(letter);
+        rest.remove_prefix(taken ? 1 : 0);
+        return taken;
+    };
     const std::size_t before = rest.size();
-    if (rest.starts_with('0'))
-    {
-        piece.zeros = true;
-        rest.remove_prefix(1);
-    }
+    piece.zeros = take('0');
     constexpr std::size_t widest = 32;
     for (; !rest.empty() && rest[0] >= '0' && rest[0] <= '9' && piece.width <= widest; rest.remove_prefix(1))
         piece.width = piece.width * 10 + static_cast<std::size_t>(rest[0] - '0');
-    for (const std::string_view size : {"hh", "ll", "h", "l"})
-        if (rest.starts_with(size))
+    for (const char size : {'h', 'l'})
+        if (take(size))
         {
-            rest.remove_prefix(size.size());
+            take(size);
             break;
         }
     const bool bare = rest.size() == before;
-    if (bare && rest.starts_with("ws"))
+    if (bare && take('w'))
     {
-        piece.conversion = 'S';
-        rest.remove_prefix(2);
+        piece.conversion = take('s') ? 'S' : '?';
         return piece;
     }
     const std::string_view allowed = bare ? "diuxXcsS" : "diuxX";
