@@ -285,7 +285,10 @@ public:
     std::string_view Blob(int column) const
     {
         const auto* data = static_cast<const char*>(::sqlite3_column_blob(m_statement, column));
-        return {data == nullptr ? "" : data, static_cast<std::size_t>(::sqlite3_column_bytes(m_statement, column))};
+        const auto size = static_cast<std::size_t>(::sqlite3_column_bytes(m_statement, column));
+        if (data == nullptr && size != 0) // the database library had no memory for it
+            throw std::bad_alloc();
+        return {data == nullptr ? "" : data, size};
     }
 
     void Read(StoredValue& value) const
