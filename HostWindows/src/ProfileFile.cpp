@@ -9,6 +9,7 @@
 #include "SharedFile.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <optional>
@@ -246,13 +247,24 @@ std::string PathOf(const Char* file, DWORD& error)
     return error == NO_ERROR ? found.path : std::string();
 }
 
-/// Hands over a file's bytes; none, and an error code, when it cannot be read. The file read last is kept: a run reads
-/// many keys of few files.
+/// The file read last, since a run reads many keys of few files, and one reader of it at a time.
+struct LastRead
+{
+    std::mutex mutex;
+    KeptFile file;
+};
+LastRead& TheLastRead()
+{
+    static LastRead& last = *new LastRead; // not destroyed: static owners may still read at the process's end
+    [[maybe_unused]] static const int closedThere = std::atexit([] { last.file.Close(); });
+    return last;
+}
+
+/// Hands over a file's bytes; none, and an error code, when it cannot be read.
 template <class Use>
 DWORD WithBytes(const std::string& path, Use use)
 {
-    static std::mutex mutex;
-    static KeptFile& file = *new KeptFile; // static owners may still read at the process's end
+    auto& [mutex, file] = TheLastRead();
     const std::lock_guard lock(mutex);
     const DWORD error = file.Read(path);
     use(error == NO_ERROR ? std::string_view(file.Bytes()) : std::string_view());

@@ -51,6 +51,11 @@ public:
     /// above the largest size ...; the bytes are then of no meaning
     DWORD Read(const std::string& path);
     std::string& Bytes() { return m_bytes; }
+    void Close()
+    {
+        m_path.clear();
+        m_file = Descriptor();
+    }
 
 private:
     DWORD ReadToEnd();
