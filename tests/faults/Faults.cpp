@@ -182,6 +182,7 @@ extern "C" void Fault_free(char* memory)
 }
 
 FAULT(Allocation, mmap, WithErrno(-1, ENOMEM))
+FAULT(Allocation, mmap64, WithErrno(-1, ENOMEM))
 
 // All forms, because a sanitizer brings each of its own.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept

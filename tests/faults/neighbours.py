@@ -2,13 +2,12 @@
 
 import dataclasses
 import os
-import pathlib
 import re
 import shutil
 import threading
 
-from agent import (CONFIG_INI, DEVICE_XML, DRIVER_KEY, GENERIC_KEY, KINDS, NEW_DEVICE, Broken, Machine, device_xml,
-                   utf16)
+from agent import CONFIG_INI, DEVICE_XML, DRIVER_KEY, GENERIC_KEY, KINDS, NEW_DEVICE, STORAGES, Broken, Machine, drive_z, \
+    utf16
 
 MEMORY = 200 << 20  # bytes that a run may take, whatever lies about
 STATED = ("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.2\"><device><Address>192.0.2.9</Address>"
@@ -16,111 +15,101 @@ STATED = ("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.
 
 
 def sparse(path):
-    with open(path, "wb") as file:
-        file.write(utf16(STATED.format("x")))
-        file.truncate(1 << 30)
+    path.write_bytes(utf16(STATED.format("x")))
+    os.truncate(path, 1 << 30)
 
 
-def endless(path):
-    """Text without end, for as long as it is read."""
-    path.symlink_to("/dev/zero")
+def read_only(path):
+    path.touch(0o444)
 
 
-class Replaced:
-    """device.xml is another one all the time, by turns whole and cut, renamed over and written over."""
-
-    def __init__(self, path):
-        self.path, self.end = path, threading.Event()
-        self.thread = threading.Thread(target=self.run)
-
-    def run(self):
-        other = self.path.with_name("other")
-        turn = 0
-        while not self.end.is_set():
-            turn += 1
-            content = utf16(STATED.format("y" * (turn % 7 * 9000)))
-            if turn % 3 == 0:
-                self.path.write_bytes(content[:len(content) // 2])
-            else:
-                other.write_bytes(content)
-                other.rename(self.path)
-        other.unlink(missing_ok=True)
-
-    def __enter__(self):
-        self.thread.start()
-
-    def __exit__(self, *_):
-        self.end.set()
-        self.thread.join()
+def sibling(path):
+    return path.with_name(f".{path.name}.new")
 
 
-def hold(path):
-    path.write_bytes(b"")
-    path.chmod(0o444)
-
-
-# What lies in the place of device.xml, given its path and that of a file outside.
+# What lies in the place of device.xml, given its path and that of a file outside; and whether it stays there, because
+# it cannot be replaced.
 DEVICE_XMLS = {
-    "link to a file outside": lambda path, outside: path.symlink_to(outside),
-    "link to nothing": lambda path, outside: path.symlink_to(outside.with_name("made outside")),
-    "link to itself": lambda path, outside: path.symlink_to(path),
-    "second name of a file outside": lambda path, outside: os.link(outside, path),
-    "fifo": lambda path, outside: os.mkfifo(path),
-    "folder": lambda path, outside: path.mkdir(),
-    "1 GB": lambda path, outside: sparse(path),
-    "endless": lambda path, outside: endless(path),
-    "read-only": lambda path, outside: hold(path),
-    "fifo in the sibling's place": lambda path, outside: os.mkfifo(path.with_name(".device.xml.new")),
-    "link in the sibling's place": lambda path, outside: path.with_name(".device.xml.new").symlink_to(outside),
-    "folder in the sibling's place": lambda path, outside: path.with_name(".device.xml.new").mkdir(),
+    "link to a file outside": (lambda path, outside: path.symlink_to(outside), False),
+    "link to nothing": (lambda path, outside: path.symlink_to(outside.with_name("made outside")), False),
+    "link to itself": (lambda path, outside: path.symlink_to(path), True),
+    "second name of a file outside": (lambda path, outside: os.link(outside, path), False),
+    "fifo": (lambda path, outside: os.mkfifo(path), True),
+    "folder": (lambda path, outside: path.mkdir(), True),
+    "1 GB": (lambda path, outside: sparse(path), False),
+    "endless": (lambda path, outside: path.symlink_to("/dev/zero"), False),
+    "read-only": (lambda path, outside: read_only(path), True),
+    "fifo in the sibling's place": (lambda path, outside: os.mkfifo(sibling(path)), False),
+    "link in the sibling's place": (lambda path, outside: sibling(path).symlink_to(outside), False),
+    "folder in the sibling's place": (lambda path, outside: sibling(path).mkdir(), True),
     "link in the place of Config.ini's sibling":
-        lambda path, outside: path.parents[4].joinpath(CONFIG_INI).with_name(".Config.ini.new").symlink_to(outside),
+        (lambda path, outside: sibling(path.parents[4] / CONFIG_INI).symlink_to(outside), False),
 }
-# What cannot be replaced; everything else gives way to the new file.
-STAYS = ("fifo", "folder", "read-only", "link to itself", "folder in the sibling's place")
+
+
+def judge_stored(machine, result, *beside):
+    if result.code != 0 or result.peak > MEMORY:
+        raise Broken(f"exit code {result.code}, {result.peak >> 20} MB\n{result.console}")
+    if machine.registry().get(GENERIC_KEY + r"\Serial") != NEW_DEVICE["serialnumber"]:
+        raise Broken("the registry's values are not stored")
+    if written := {entry.name for entry in machine.root.parent.iterdir()} - {"machine", "machine-registry", *beside}:
+        raise Broken(f"written outside: {written}")
 
 
 def hostile_device_xml(installation, folder, table):
     title = "device.xml of hostile neighbours"
-    kind = KINDS[0]
-    for name, place in DEVICE_XMLS.items():
+    for name, (place, stays) in DEVICE_XMLS.items():
         machine = Machine(folder / "hostile" / name / "machine")
         machine.make_empty()
         path = machine.file(DEVICE_XML)
-        path.parent.mkdir(parents=True)
-        machine.file(CONFIG_INI).parent.mkdir(parents=True)
+        for made in (path, machine.file(CONFIG_INI)):
+            made.parent.mkdir(parents=True)
         outside = machine.root.parent / "outside"
         outside.write_bytes(b"not yours")
         place(path, outside)
         try:
-            result = installation.run(machine, kind)
-            if result.code != 0 or result.peak > MEMORY:
-                raise Broken(f"exit code {result.code}, {result.peak >> 20} MB\n{result.console}")
-            if outside.read_bytes() != b"not yours" or {entry.name for entry in machine.root.parent.iterdir()} - {
-                    "machine", "machine-registry", "outside"}:
+            result = installation.run(machine, KINDS[0])
+            judge_stored(machine, result, "outside")
+            if outside.read_bytes() != b"not yours":
                 raise Broken("written outside")
-            if machine.registry().get((GENERIC_KEY, "DeviceName")) != "Weir":
-                raise Broken("the registry's values are not stored")
-            if (not path.is_symlink() and path.is_file() and path.read_bytes().startswith(b"\xff\xfe")
-                    and path.stat().st_size < 1 << 20) == (name in STAYS):
-                raise Broken("device.xml was to be replaced" if name not in STAYS else "device.xml was to stay")
-            if name in STAYS and "exportResult" not in result.console:
-                raise Broken(f"no report of a device.xml that cannot be written\n{result.console}")
+            replaced = (not path.is_symlink() and path.is_file() and path.stat().st_size < 1 << 20 and
+                        path.read_bytes().startswith(b"\xff\xfe"))
+            if replaced == stays or stays != ("exportResult" in result.console):
+                raise Broken(f"device.xml was to {'stay, with a report' if stays else 'be replaced'}\n{result.console}")
         except Broken as broken:
             table.found(title, f"{name}: {broken}")
     table.count(title, len(DEVICE_XMLS))
 
 
 def replaced_device_xml(installation, folder, runs, table):
+    """device.xml is another one all the time, by turns whole and cut, renamed over and written over."""
     title = "device.xml replaced while it is read"
-    machine = Machine(folder / "replaced")
+    machine = Machine(folder / "replaced" / "machine")
+
+    def replace(path, ended):
+        other = path.with_name("other")
+        turn = 0
+        while not ended.is_set():
+            turn += 1
+            content = utf16(STATED.format("y" * (turn % 7 * 9000)))
+            if turn % 3 == 0:
+                path.write_bytes(content[:len(content) // 2])
+            else:
+                other.write_bytes(content)
+                other.rename(path)
+
     for number in range(runs):
         machine.make_empty()
-        machine.make(DEVICE_XML, utf16(STATED.format("")))
-        with Replaced(machine.file(DEVICE_XML)):
-            result = installation.run(machine, KINDS[0])
-        if result.code != 0 or machine.registry().get((GENERIC_KEY, "DeviceName")) != "Weir":
-            table.found(title, f"run {number}: {result.code}\n{result.console}")
+        machine.make(DEVICE_XML, b"")
+        ended = threading.Event()
+        neighbour = threading.Thread(target=replace, args=(machine.file(DEVICE_XML), ended))
+        neighbour.start()
+        try:
+            judge_stored(machine, installation.run(machine, KINDS[0]))
+        except Broken as broken:
+            table.found(title, f"run {number}: {broken}")
+        ended.set()
+        neighbour.join()
     table.count(title, runs)
 
 
@@ -131,24 +120,18 @@ def planted_libraries(installation, folder, table):
     machine.make_empty()
     kind = dataclasses.replace(KINDS[0], name="planted")
     installation.prepare(kind)
-    program = installation.program(kind)
-    current = folder / "current folder"
+    program, current = installation.program(kind), folder / "current folder"
     current.mkdir()
+    library = program / "FindwellDlg.dll"
     names = ("Shell32.dll", "version.dll", "msxml3.dll", "FindwellDlg.dll.dll", "FindwellDlg", "libsqlite3.so.0")
-    for name in names:
-        shutil.copy(program / "FindwellDlg.dll", program / name)
-    for name in (*names, "FindwellDlg.dll"):
-        shutil.copy(program / "FindwellDlg.dll", current / name)
-    for beside in (True, False):  # with and without the library that is meant
-        if not beside:
-            (program / "FindwellDlg.dll").unlink()
+    for place in (*(program / name for name in names), *(current / name for name in (*names, library.name))):
+        shutil.copy(library, place)
+    for wanted, code in (({str(library)}, 0), (set(), 1)):  # with and without the library that is meant
         result = installation.run(machine, kind, folder=current, LD_DEBUG="files")
-        loaded = set(re.findall(r"calling init: (.*)", result.console))
-        planted = {path for path in loaded if str(folder) in path} - {str(program / "FindwellDlg.dll")}
-        if planted or result.code != (0 if beside else 1):
-            table.found(title, f"exit code {result.code}, loaded {planted}")
-        if beside and str(program / "FindwellDlg.dll") not in loaded:
-            table.found(title, "the loader does not tell what it loads")
+        loaded = {path for path in re.findall(r"calling init: (.*)", result.console) if str(folder) in path}
+        if (loaded, result.code) != (wanted, code):
+            table.found(title, f"exit code {result.code}, loaded {loaded}")
+        library.unlink(missing_ok=True)
     table.count(title, 2 * len(names) + 1)
 
 
@@ -156,52 +139,57 @@ HOSTILE_TEXTS = (r"..\..\..\x", "../../x", r"C:\x", "a]b=c;d", "[IO]", '"quoted"
                  "line\r\nAddress=evil\r\n[IO]\r\nAddress=evil", "one\rtwo", "one\n\ntwo")
 
 
+def values_of_a_device(installation, machine, text, name):
+    """Stored as they are, with what follows, and read back as they are by the next run."""
+    machine.make_empty()
+    is_line = "\n" not in text and "\r" not in text
+    is_product = is_line and '"' not in text and "/" not in text
+    kind = dataclasses.replace(KINDS[0], name=name, arguments=("/M", text) if is_product else ())
+    installation.prepare(kind, NEW_DEVICE | {"devicename": text, "comment": text})
+    record = machine.root.parent / "record"
+    for _ in range(2):
+        result = installation.run(machine, kind, FINDWELL_RECORD=drive_z(record))
+        if result.code != 0:
+            raise Broken(f"exit code {result.code}\n{result.console}")
+    key = STORAGES + text if is_product else GENERIC_KEY
+    stored = machine.registry()
+    expected = {"DeviceName": text, "Comment": text, "HostName": NEW_DEVICE["hostname"]}
+    if any(stored.get(rf"{key}\{name}") != value for name, value in expected.items()):
+        raise Broken(f"stored: {stored}")
+    lines = machine.file(CONFIG_INI).read_bytes().decode("utf-16").split("\r\n")
+    first = {}
+    for line in lines[1:lines.index("[IO]", 1) if "[IO]" in lines[1:] else None]:
+        first.setdefault(*line.partition("=")[::2])
+    expected = {"Address": "192.0.2.41", "HostName": "qlweir"} | ({"DeviceName": text} if is_line else {})
+    if lines[0] != "[IO]" or not expected.items() <= first.items():
+        raise Broken(f"Config.ini: {lines}")
+    asked = [line for line in record.read_text().split("\n") if line.startswith("  filterText")]
+    if is_line and f"<comment>{text}</comment>" not in asked[1].replace("&quot;", '"'):
+        raise Broken(f"the next run reads {asked[1]}")
+    if written := {entry.name for entry in machine.root.parent.iterdir()} - {"machine", "machine-registry", "record"}:
+        raise Broken(f"written outside: {written}")
+
+
+def value_of_hostreg(installation, machine, text, _):
+    """A name and a text, exported and imported."""
+    exported = drive_z(machine.root.parent / "exported.reg")
+    machine.make_empty()
+    told = [installation.reg(machine, "add", DRIVER_KEY, "/v", text, "/d", text, "/f"),
+            installation.reg(machine, "export", DRIVER_KEY, exported, "/y")]
+    before = machine.registry()
+    machine.make_empty()
+    told.append(installation.reg(machine, "import", exported))
+    if before != {rf"{DRIVER_KEY}\{text}": text} or machine.registry() != before:
+        raise Broken(f"{told} {before} {machine.registry()}")
+
+
 def hostile_values(installation, folder, table):
-    """A device's texts, and product names: stored as they are, read back as they are, and nothing else is touched."""
     title = "values that try to leave their place"
     for number, text in enumerate(HOSTILE_TEXTS):
-        machine = Machine(folder / "values" / str(number) / "machine")
-        machine.make_empty()
-        is_line = "\n" not in text and "\r" not in text
-        product = text if is_line and '"' not in text and "/" not in text else None
-        kind = dataclasses.replace(KINDS[0], name=f"values {number}",
-                                   arguments=("/M", product) if product else ())
-        installation.prepare(kind, NEW_DEVICE | {"devicename": text, "comment": text, "hostname": "after"})
-        key = GENERIC_KEY if product is None else rf"HKEY_CURRENT_USER\Software\QLScan\{product}"
-        try:
-            record = machine.root.parent / "record"
-            for _ in range(2):
-                result = installation.run(machine, kind,
-                                          FINDWELL_RECORD="Z:" + str(record).replace("/", "\\"))
-                if result.code != 0:
-                    raise Broken(f"exit code {result.code}\n{result.console}")
-            stored = {name: value for (path, name), value in machine.registry().items() if path == key}
-            if (stored.get("DeviceName"), stored.get("Comment"), stored.get("HostName")) != (text, text, "after"):
-                raise Broken(f"stored: {stored}")
-            lines = machine.file(CONFIG_INI).read_bytes()[2:].decode("utf-16-le").split("\r\n")
-            first = {}
-            for line in lines[1:lines.index("[IO]", 1) if "[IO]" in lines[1:] else None]:
-                first.setdefault(*line.partition("=")[::2])
-            wanted = {"Address": "192.0.2.41", "HostName": "after"} | ({"DeviceName": text} if is_line else {})
-            if lines[0] != "[IO]" or any(first.get(name) != value for name, value in wanted.items()):
-                raise Broken(f"Config.ini: {lines}")
-            asked = [line for line in record.read_text().split("\n") if line.startswith("  filterText")]
-            escaped = re.escape(re.sub(r"<(.*)>", r"\1", device_xml({"x": text})))
-            if is_line and f"<comment>{text}</comment>" not in asked[1].replace("&quot;", '"'):
-                raise Broken(f"the next run reads {asked[1]} for {escaped}")
-            if {entry.name for entry in machine.root.parent.iterdir()} - {"machine", "machine-registry", "record"}:
-                raise Broken("written outside")
-        except Broken as broken:
-            table.found(title, f"{text!r}: {broken}")
-    for text in HOSTILE_TEXTS:
-        machine = Machine(folder / "names")
-        machine.make_empty()
-        exported = str(folder / "exported.reg").replace("/", "\\")
-        added = installation.reg(machine, "add", DRIVER_KEY, "/v", text, "/d", text, "/f")
-        left = installation.reg(machine, "export", DRIVER_KEY, "Z:" + exported, "/y")
-        before = machine.registry()
-        machine.make_empty()
-        taken = installation.reg(machine, "import", "Z:" + exported)
-        if before != {(DRIVER_KEY, text): text} or machine.registry() != before:
-            table.found(title, f"name {text!r}: {added} {left} {taken} {before} {machine.registry()}")
+        for check in (values_of_a_device, value_of_hostreg):
+            name = f"{check.__name__} {number}"
+            try:
+                check(installation, Machine(folder / name / "machine"), text, name)
+            except Broken as broken:
+                table.found(title, f"{text!r}: {broken}")
     table.count(title, 2 * len(HOSTILE_TEXTS))
