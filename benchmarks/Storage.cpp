@@ -1,14 +1,16 @@
 // What is stored and logged. The floors call the C library, and SQLite with the registry's own statements.
-#include "Files.h"
+#include "floors/Files.h"
 #include "Loggers.h"
 #include "LoggerType.h"
 #include "Works.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <memory>
 #include <sqlite3.h>
+#include <thread>
 #include <windows.h>
 
 namespace benchmarks
@@ -196,20 +198,28 @@ std::string ProfileText(std::size_t size)
     return text;
 }
 
-std::string ProfilePath(const char* side)
+/// The Linux path of a profile file, which is made when it is first asked for.
+std::string ProfileFile(const std::string& name, std::size_t size)
 {
-    return WorkFolder() + "/machine/drive_c/ProgramData/" + side + ".ini";
+    Key(); // the machine is there
+    const std::string path = WorkFolder() + "/machine/drive_c/ProgramData/" + name;
+    if (::access(path.c_str(), F_OK) != 0)
+    {
+        WriteWhole(path, ProfileText(size));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2100)); // a file that was just written is read each time
+    }
+    return path;
 }
 
 Side ReadProfile(std::size_t size)
 {
     return [size](benchmark::State& state) {
-        Key(); // the machine is there
-        WriteWhole(ProfilePath("project"), ProfileText(size));
+        const std::string name = std::to_string(size) + ".ini";
+        ProfileFile(name, size);
         WCHAR value[64];
+        const WideText path = WideFromNarrow("C:\\ProgramData\\" + name);
         for (auto _ : state)
-            if (::GetPrivateProfileStringW(
-                    OLESTR("IO"), OLESTR("Key18"), nullptr, value, 64, OLESTR("C:\\ProgramData\\project.ini")) != 19)
+            if (::GetPrivateProfileStringW(OLESTR("IO"), OLESTR("Key18"), nullptr, value, 64, path.c_str()) != 19)
                 state.SkipWithError("no value");
     };
 }
@@ -218,11 +228,10 @@ Side ReadProfile(std::size_t size)
 Side ScanProfile(std::size_t size)
 {
     return [size](benchmark::State& state) {
-        Key();
-        WriteWhole(ProfilePath("floor"), ProfileText(size));
+        const std::string path = ProfileFile(std::to_string(size) + ".ini", size);
         for (auto _ : state)
         {
-            const std::string bytes = ReadWhole(ProfilePath("floor"));
+            const std::string bytes = ReadWhole(path);
             const char* value = nullptr;
             bool inSection = false;
             for (const char *line = bytes.data(), *end = line + bytes.size(); line < end && value == nullptr;)
@@ -241,50 +250,44 @@ Side ScanProfile(std::size_t size)
     };
 }
 
+/// What is there already is not written: each round writes other values.
+const char* const values[] = {"198.51.100.7 Weir C40", "198.51.100.8 Weir C40"};
+
 void WriteProfile(benchmark::State& state)
 {
-    Key();
-    WriteWhole(ProfilePath("project"), ProfileText(1000));
-    for (auto _ : state)
-        for (char i = 0; i < profileKeys; ++i)
+    ProfileFile("project.ini", 1000);
+    for (std::size_t round = 0; auto _ : state)
+        for (int i = 0; i < profileKeys; ++i)
             if (::WritePrivateProfileStringA(
-                    "IO", ("Key" + std::to_string(i)).c_str(), "198.51.100.7 Weir C40",
+                    "IO", ("Key" + std::to_string(i)).c_str(), values[round++ / profileKeys % 2],
                     "C:\\ProgramData\\project.ini") == 0)
                 state.SkipWithError("not written");
 }
 
 void ReplaceProfile(benchmark::State& state)
 {
-    Key();
-    WriteWhole(ProfilePath("floor"), ProfileText(1000));
-    const std::string path = ProfilePath("floor");
-    for (auto _ : state)
+    const std::string path = ProfileFile("floor.ini", 1000);
+    for (std::size_t round = 0; auto _ : state)
         for (int i = 0; i < profileKeys; ++i)
         {
             std::string bytes = ReadWhole(path);
-            const std::size_t at = bytes.find("Key" + std::to_string(i) + "=");
-            bytes.replace(
-                bytes.find('=', at) + 1, bytes.find('\r', at) - bytes.find('=', at) - 1, "198.51.100.7 Weir C40");
+            const std::size_t at = bytes.find('=', bytes.find("Key" + std::to_string(i) + "=")) + 1;
+            bytes.replace(at, bytes.find('\r', at) - at, values[round++ / profileKeys % 2]);
             ReplaceWhole(path, bytes);
         }
 }
 
 } // namespace
 
-std::vector<Work> StorageWorks()
+void AddStorageWorks()
 {
-    constexpr std::size_t small = 1000;
-    constexpr std::size_t large = 1000000;
-    return {
-        {"log-file", "log line to a file; C library and one write", 1.5, LogLine, LogLineOfTheCLibrary},
-        {"log-silent", "log line of a silent logger; a call through a pointer", 2, SilentLine, CallThroughPointer,
-         Judged::nanoseconds},
-        {"registry-read", "registry value read; the prepared statement", 1.3, ReadRegistry, ReadRow},
-        {"registry-write", "registry value written; the prepared statement", 1.3, WriteRegistry, WriteRow},
-        {"profile-read-1k", "profile value read from 1 kB; read and scan", 1.5, ReadProfile(small), ScanProfile(small)},
-        {"profile-read-1m", "profile value read from 1 MB", 1.5, ReadProfile(large), ScanProfile(large)},
-        {"profile-write", "19 profile keys written; 19 whole-file replacements", 1.5, WriteProfile, ReplaceProfile},
-    };
+    Add("log-file", LogLine, LogLineOfTheCLibrary);
+    Add("log-silent", SilentLine, CallThroughPointer);
+    Add("registry-read", ReadRegistry, ReadRow);
+    Add("registry-write", WriteRegistry, WriteRow);
+    Add("profile-read-1k", ReadProfile(1000), ScanProfile(1000));
+    Add("profile-read-1m", ReadProfile(1000000), ScanProfile(1000000));
+    Add("profile-write", WriteProfile, ReplaceProfile);
 }
 
 } // namespace benchmarks

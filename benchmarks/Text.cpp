@@ -189,35 +189,18 @@ void PassOverIdentifier(benchmark::State& state)
 
 } // namespace
 
-std::vector<Work> TextWorks()
+void AddTextWorks()
 {
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     std::vector<const char*> all(std::begin(fieldNames), std::end(fieldNames));
     all.insert(all.end(), {"systemdevicename", "userlocation"}); // looked for, and not there
-    const std::vector<const char*> matched = {"deviceid", "iotype"};
-    const Wide one = DeviceList(1, identifier);
-    const Wide legacy = DeviceList(1, legacyIdentifier);
-    std::vector<Work> works = {
-        {"filter-text", "filter text; the same tree built with libxml2", 1.2, FilterTextOfTheAgent, FilterTextOfLibxml},
-        {"match", "device match; parsing the text with libxml2", 1.15, Match(one), Lookups(one, matched)},
-        {"match-table", "device match by the legacy table", 1.15, Match(legacy), Lookups(legacy, matched)},
-        {"identifier", "three identifier readers; one memchr pass per field", 3, ReadIdentifier, PassOverIdentifier},
-    };
-    constexpr struct
-    {
-        const char* name;
-        const char* title;
-        int devices;
-    } lists[] = {
-        {"list-1", "list of 1 device; the same look-ups with libxml2", 1},
-        {"list-10", "list of 10 devices", 10},
-        {"list-1000", "list of 1,000 devices", 1000},
-    };
-    for (const auto& [name, title, devices] : lists)
-        works.push_back(
-            {name, title, 1.2, ParseAnswer(DeviceList(devices, identifier)),
-             Lookups(DeviceList(devices, identifier), all)});
-    return works;
+    for (const auto& [name, text] : {std::pair{"match", identifier}, std::pair{"match-table", legacyIdentifier}})
+        Add(name, Match(DeviceList(1, text)), Lookups(DeviceList(1, text), {"deviceid", "iotype"}));
+    for (const int devices : {1, 10, 1000})
+        Add("list-" + std::to_string(devices), ParseAnswer(DeviceList(devices, identifier)),
+            Lookups(DeviceList(devices, identifier), all));
+    Add("filter-text", FilterTextOfTheAgent, FilterTextOfLibxml);
+    Add("identifier", ReadIdentifier, PassOverIdentifier);
 }
 
 } // namespace benchmarks

@@ -1,39 +1,24 @@
-// What is measured: each work beside its floor, the cheapest honest way to the same bytes or the same answer.
+// The works that are measured within one process: each beside its floor, the cheapest honest way to the same bytes or
+// the same answer. benchmarks/run pairs them by name and prints the table.
 #pragma once
 
 #include <benchmark/benchmark.h>
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace benchmarks
 {
 
 using Side = std::function<void(benchmark::State&)>;
 
-enum class Judged
+inline void Add(const std::string& name, const Side& project, const Side& floor)
 {
-    ratio,      ///< of the medians
-    nanoseconds ///< by which the project takes longer
-};
+    for (const auto& [suffix, side] : {std::pair{"/project", project}, std::pair{"/floor", floor}})
+        benchmark::RegisterBenchmark((name + suffix).c_str(), side)->UseRealTime();
+}
 
-struct Work
-{
-    const char* name;
-    const char* title;
-    double goal; ///< no test asks for it: the table shows it
-    Side project;
-    Side floor;
-    Judged judged = Judged::ratio;
-    /// Of one side's time, such as the records of a run.
-    double projectUnits = 1;
-    double floorUnits = 1;
-    bool processes = false; ///< each iteration is one run of a program, timed by itself
-};
-
-std::vector<Work> TextWorks();
-std::vector<Work> StorageWorks();
-std::vector<Work> RunWorks();
+void AddTextWorks();
+void AddStorageWorks();
 
 /// The folder of everything that this process makes; its machine is `machine` in it.
 const std::string& WorkFolder();

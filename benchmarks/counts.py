@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""counts.py print|check|update INSTALLATION HELPERS: what a whole run asks of the system, counted.
+"""counts.py print|check|update INSTALLATION NOTHING: what a run asks of the system, and how large the programs are.
 
-The agent runs on a fresh machine and twice more; the last run is counted: its system calls by kind, its allocations.
-`check` fails when a number is above that in counts.txt; `update` writes counts.txt. Peak memory is only printed.
+A run on a machine that has seen two before is counted: its system calls beyond those of NOTHING, the empty program of
+the same libraries, its allocations, its memory. `check` fails when a number is above that in counts.txt; `update` writes
+counts.txt.
 """
 import collections
+import contextlib
 import ctypes
 import os
 import re
@@ -12,11 +14,13 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
+
+import machine
 
 TABLE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "counts.txt")
-KINDS = {
+CALLS = {
     "files opened": "open openat creat",
-    "files closed": "close",
     "looks at files": "stat lstat fstat newfstatat statx access faccessat readlink",
     "folders read": "getdents64",
     "locks": "flock fcntl",
@@ -25,84 +29,86 @@ KINDS = {
     "moves in a file": "lseek",
     "names changed": "rename link unlink mkdir rmdir chmod fchmod chown fchown",
     "syncs": "fsync fdatasync sync sync_file_range",
-    "memory": "mmap munmap mprotect brk mremap",
 }
-KIND_OF = {call: kind for kind, calls in KINDS.items() for call in calls.split()}
-ROWS = [*KINDS, "other calls", "allocations"]
-DEBUG_INI = "[Modules]\nAgent=2\nKELVClient=2\nKELVFindwellLibrary=2\n[Format]\nShowTime=1\nShowModule=1\n"
-SINGLE = "[Settings]\nProductName=Quellon Weir C40\nVendorName=Quellon\nModelName=Weir C40 Series\nMode=0\n"
-RUNS = {"single": (SINGLE, ["/L", "en"]), "generic": ("", ["/L", "en"]), "stored-ui": ("", ["/L", "en"])}
+RUN_ROWS = [*CALLS, "allocations", "peak of heap, stack, kB"]
+ROW_OF = {call: row for row, calls in CALLS.items() for call in calls.split()}
+# Not ours alone: other compilers, libraries and addresses give a little more or less.
+SLACK = {"allocations": 1.01, "peak of heap, stack, kB": 1.05, "size": 1.05}
+SECTIONS = ".text .rodata .rdata .data .data.rel.ro .bss .eh_frame .rela.dyn .reloc .idata .rsrc .pdata .xdata".split()
+BUILDS = {"host": "ScanKELV", "windows-x64": "ScanKELV.exe", "windows-x86": "ScanKELV.exe"}
 
 
-def count(settings, arguments, last, installation, helpers):
-    with tempfile.TemporaryDirectory(prefix="counts-", dir="/tmp") as folder:
-        program = shutil.copytree(installation, folder + "/program")
-        shutil.copy(helpers + "/Nothing", program + "/Hueward.exe")
-        shutil.copy(helpers + "/libAllocations.so", folder)
-        data = folder + "/machine/drive_c/Users/bench/AppData/Local/ScanKELV"
-        os.makedirs(data)
-        with open(data + "/Debug.ini", "w") as file:
-            file.write(DEBUG_INI)
-        if settings:
-            with open(program + "/ScanKELV.ini", "w") as file:
-                file.write(settings)
-        environment = {
-            "HOSTWINDOWS_ROOT": folder + "/machine", "HOSTWINDOWS_DEBUG_CONSOLE": folder + "/console.txt",
-            "FINDWELL_RECORD": folder + "/library.txt", "ALLOCATIONS": folder + "/allocations",
-            "LOGNAME": "bench", "HOME": folder, "TZ": "UTC"}  # and no other: what is read and kept of it is counted too
-        agent = [program + "/ScanKELV"]
+def traced(on, command, code=0):
+    strace = shutil.which("strace") or sys.exit("counts: strace is not installed")
+    on.run([strace, "-qq", "-o", on.folder + "/trace", *command], code)
+    called = re.findall(r"^(\w+)\(", machine.read(on.folder + "/trace"), re.MULTILINE)
+    return collections.Counter(ROW_OF[call] for call in called if call in ROW_OF)
 
-        def run(command, **more):
-            process = subprocess.Popen(command, env={**environment, **more})
-            _, status, usage = os.wait4(process.pid, 0)
-            process.returncode = os.waitstatus_to_exitcode(status)
-            if process.returncode != 0:
-                sys.exit(f"{command[0]} ended with {process.returncode}")
-            try:
-                while True:
-                    os.wait()  # the updater, which the run does not wait for
-            except ChildProcessError:
-                return process.pid, usage.ru_maxrss
 
-        run(agent + arguments)
-        run(agent + arguments)
-        run([shutil.which("strace") or sys.exit("strace is not installed"), "-qq", "-o", folder + "/trace", *agent, *last])
-        process, memory = run(agent + last, LD_PRELOAD=folder + "/libAllocations.so")
-        counts = collections.Counter()
-        with open(folder + "/trace", errors="replace") as trace:
-            for call in re.findall(r"^(\w+)\(", trace.read(), re.MULTILINE):
-                if call not in ("futex", "wait4"):  # chance: whether a thread waits, whether the updater has ended
-                    counts[KIND_OF.get(call, "other calls")] += 1
-        with open(f"{folder}/allocations.{process}") as file:
-            counts["allocations"] = int(file.read())
-        return counts, memory
+def counts(on, kind):
+    _, _, arguments, refused = machine.KINDS[kind]
+    with machine.OtherAgent(on) if refused else contextlib.nullcontext():
+        numbers = traced(on, on.agent(arguments), int(refused))
+        usage = on.folder + "/usage"
+        on.run(["/bin/sh", "-c", 'exec "$@" 2>"$0"', usage, *on.agent(arguments)], int(refused),
+               LD_PRELOAD="libmemusage.so", MEMUSAGE_PROG_NAME="ScanKELV")
+    numbers.subtract(traced(on, [on.program + "/Hueward.exe"]))
+    report = re.sub(r"\x1b\[[0-9;]*m", "", machine.read(usage))
+    numbers["allocations"] = sum(int(n) for n in re.findall(r"(?:malloc|calloc|realloc)\|\s*(\d+)", report))
+    peaks = re.search(r"heap peak: (\d+), stack peak: (\d+)", report)
+    numbers["peak of heap, stack, kB"] = (int(peaks[1]) + int(peaks[2])) // 1024
+    return {row: numbers[row] for row in RUN_ROWS}
+
+
+def sizes(build):
+    program = f"{machine.ROOT}/build/{build}/bin/{BUILDS[build]}"
+    if not os.path.exists(program):
+        return None
+    listed = subprocess.run(["size", "-A", "-d", program], capture_output=True, text=True, check=True).stdout
+    return {section: int(size) for section, size in re.findall(r"^(\.\S+) +(\d+) ", listed, re.M) if section in SECTIONS}
+
+
+def format_table(title, columns, rows):
+    """Columns of numbers by row, as text; what is not there is a dash."""
+    lines = [f"{title:<24}" + "".join(f"{name:>13}" for name in columns)]
+    lines += [f"{row:<24}" + "".join(f"{column.get(row, '-') if column else '-':>13}" for column in columns.values())
+              for row in rows]
+    return "\n".join(lines) + "\n"
+
+
+def read_table(text):
+    """The numbers of printed tables, by row and column."""
+    numbers = {}
+    for block in text.split("\n\n"):
+        head, *lines = block.splitlines()
+        numbers.update({(line[:24].rstrip(), name): int(number) for line in lines
+                        for name, number in zip(head[24:].split(), line[24:].split(), strict=True) if number != "-"})
+    return numbers
 
 
 def main():
+    what, installation, nothing = sys.argv[1], *map(os.path.abspath, sys.argv[2:])
     ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER: what a run leaves behind comes to us
-    what, installation, helpers = sys.argv[1], *map(os.path.abspath, sys.argv[2:])
-    results = {
-        name: count(settings, arguments, arguments if name != "stored-ui" else ["/U"], installation, helpers)
-        for name, (settings, arguments) in RUNS.items()}
-    lines = ["{:<18}".format("") + "".join(f"{name:>12}" for name in RUNS)]
-    lines += [f"{row:<18}" + "".join(f"{results[name][0][row]:>12}" for name in RUNS) for row in ROWS]
-    table = "\n".join(lines) + "\n"
-    if what == "update":
-        with open(TABLE, "w") as file:
-            file.write(table)
-    grown = []
-    if what == "check":
-        with open(TABLE) as file:
-            committed = {line[:18].rstrip(): line[18:].split() for line in file}
-        for row in ROWS:
-            for name, number in zip(RUNS, committed[row], strict=True):
-                slack = 5 if row == "allocations" else 0  # one or two depend on addresses
-                if results[name][0][row] > int(number) + slack:
-                    grown.append(f"{row} of the {name} run: {results[name][0][row]}, in counts.txt {number}")
+    with tempfile.TemporaryDirectory(prefix="counts-", dir="/tmp") as folder:
+        machines = {}
+        for kind, (settings, before, _, _) in machine.KINDS.items():
+            machines[kind] = machine.Machine(f"{folder}/{kind}", installation, nothing, settings)
+            for _ in range(2):
+                machines[kind].run(machines[kind].agent(before))
+        time.sleep(2.1)  # a profile file that was just written is read each time
+        runs = {kind: counts(on, kind) for kind, on in machines.items()}
+    present = {build: sizes(build) for build in BUILDS}
+    table = format_table("one run", runs, RUN_ROWS) + "\n" + format_table("bytes of a section", present, SECTIONS)
     print(table, end="")
-    print("{:<18}".format("peak memory, kB") + "".join(f"{results[name][1]:>12}" for name in RUNS))
-    if grown:
-        sys.exit("A count has grown:\n" + "\n".join(grown))
+    if what == "update":
+        machine.write(TABLE, table)
+    if what == "check":
+        committed = read_table(machine.read(TABLE))
+        grown = [f"{row} of {name}: {number}, in counts.txt {committed.get((row, name), 'nothing')}"
+                 for (row, name), number in read_table(table).items()
+                 if number > committed.get((row, name), 0) * SLACK.get("size" if row in SECTIONS else row, 1)]
+        if grown:
+            sys.exit("A count has grown:\n" + "\n".join(grown))
 
 
 main()

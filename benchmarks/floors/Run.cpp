@@ -2,10 +2,11 @@
 // the same rows, device.xml, Config.ini and log lines, as cheaply as they can be had: what the agent works out is read
 // from RECORDED, the folder that an agent's run was copied to. Nothing that the agent owes is left out: one agent at a
 // time, each registry value its own transaction, whole files in place of old ones, one write for each log line.
-#include "../Files.h"
+#include "Files.h"
 
 #include <FindwellDlg.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -63,11 +64,6 @@ public:
                 return;
         }
     }
-    std::string FilterText() const
-    {
-        const std::size_t begin = m_recorded.find("<?xml", m_recorded.find("contentFilterOption"));
-        return m_recorded.substr(begin, m_recorded.find("</option>", begin) + 9 - begin) + "\r\n";
-    }
 
 private:
     std::string m_recorded;
@@ -104,22 +100,26 @@ std::string Element(const WCHAR* text, const char* name)
     return content;
 }
 
+/// Reads each device's text; whether it is one to show is in the recorded answers.
 class Handler : public IAppHandler
 {
 public:
+    explicit Handler(std::string recorded) : m_recorded(std::move(recorded)) {}
     std::uint32_t CheckDevice(const WCHAR* deviceXml, const void*) override
     {
-        const std::string identifier = Element(deviceXml, "deviceid");
-        const auto has = [&identifier](const char* text) { return ::strcasestr(identifier.c_str(), text) != nullptr; };
-        // Of the vendor, and scans or is the simulated device that scans without saying so.
-        return (has("mfg:quellon") || has("mfg:ql,quellon") || has("manufacturer:quellon")) &&
-               (has("scn") || has("fountel s2"));
+        Element(deviceXml, "deviceid");
+        m_at = m_recorded.find(" -> ", m_recorded.find("CheckDevice(", m_at)) + 4;
+        return m_recorded.at(m_at) == '1';
     }
     std::uint32_t HandleEvent(const WCHAR* event, std::uint32_t, std::uint32_t, std::uint32_t* out) override
     {
         *out = event[0] == 'a' ? 1 : 0;
         return *out != 0 ? 6 : 0;
     }
+
+private:
+    std::string m_recorded;
+    std::size_t m_at = 0;
 };
 
 /// The registry's rows: read once, and written again one by one.
@@ -203,6 +203,19 @@ private:
     std::string m_path;
 };
 
+/// What goes to the debugger's console is there when the call returns: a write for each line.
+void WriteConsole(std::string_view recorded)
+{
+    const int file = ::open(std::getenv("HOSTWINDOWS_DEBUG_CONSOLE"), O_WRONLY | O_APPEND | O_CREAT, 0666);
+    for (std::size_t end = 0; !recorded.empty(); recorded.remove_prefix(end))
+    {
+        end = std::min(recorded.find('\n'), recorded.size() - 1) + 1;
+        if (::write(file, recorded.data(), end) != static_cast<::ssize_t>(end))
+            std::abort();
+    }
+    ::close(file);
+}
+
 std::uint32_t Answer(const std::uint32_t*, const std::uint32_t*, const WCHAR* const*, const WCHAR* const*)
 {
     return 0;
@@ -219,12 +232,16 @@ int main(int, char** arguments)
     const std::string data = machine + "/drive_c/ProgramData/";
     const std::string config = data + "QLScan/Quellon Generic Scan Driver/Config.ini";
     Log log(recorded + "Log.txt", machine + "/drive_c/Users/bench/AppData/Local/ScanKELV/Log.txt");
+    ReadWhole(machine + "/drive_c/Users/bench/AppData/Local/ScanKELV/Debug.ini");
+    WriteConsole(ReadWhole(recorded + "console.txt"));
     const Guard guard(machine + "/objects");
     if (guard.refused)
     {
         log.WriteTo({});
         return 1;
     }
+    if (const std::string settings = program + "ScanKELV.ini"; ::access(settings.c_str(), R_OK) == 0)
+        ReadWhole(settings);
     void* library = ::dlopen((program + "FindwellDlg.dll").c_str(), RTLD_NOW | RTLD_LOCAL);
     const auto resolve = [library](const char* name) { return ::dlsym(library, name); };
     for (const char* name :
@@ -235,15 +252,15 @@ int main(int, char** arguments)
     const auto freeDeviceList = reinterpret_cast<FreeDeviceListFunction*>(resolve("FreeDeviceList"));
     const auto query = reinterpret_cast<QueryDeviceAddressFunction*>(resolve("QueryDeviceAddress"));
 
-    if (mode == "dialog" || mode == "generic")
+    if (mode == "single" || mode == "generic")
     {
         Rows rows(machine + "/registry", "");
         ReadWhole(data + "Quellon/ScanKELV/device.xml"); // presets for the values
         log.WriteTo("contentFilterOption");
         std::uint32_t result = 0;
         WCHAR* list = nullptr;
-        Handler handler;
-        getDeviceList(0, "en", Widened(log.FilterText()).c_str(), &result, &list, &handler);
+        Handler handler(ReadWhole(recorded + "library.txt"));
+        getDeviceList(0, "en", Widened(ReadWhole(recorded + "Filter.xml")).c_str(), &result, &list, &handler);
         if (Element(list, "deviceid").empty())
             return 1;
         log.WriteTo("triple-quoted");

@@ -1,0 +1,141 @@
+"""The machine of a benchmark: an installation and a machine folder, and runs of programs on it."""
+import contextlib
+import fcntl
+import getpass
+import os
+import re
+import shutil
+import struct
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+DEBUG_INI = "[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n[Format]\r\nShowTime=1\r\nShowModule=1\r\n"
+SINGLE = "[Settings]\r\nProductName=Quellon Weir C40\r\nVendorName=Quellon\r\nModelName=Weir C40 Series\r\nMode=0\r\n"
+DIALOG = ["/L", "en"]
+# The settings, the run before, the run itself, and whether another agent is there to refuse it.
+KINDS = {
+    "single": (SINGLE, DIALOG, DIALOG, False),
+    "generic": ("", DIALOG, DIALOG, False),
+    "refused": ("", DIALOG, DIALOG, True),
+    "online": ("", DIALOG, ["/Q"], False),
+    "stored-ui": ("", DIALOG, ["/U"], False),
+}
+
+
+def write(path, text):
+    with open(path, "w", encoding="latin-1", newline="") as file:
+        file.write(text)
+
+
+def read(path):
+    """The bytes of a file as a text, whatever their code page."""
+    with open(path, encoding="latin-1", newline="") as file:
+        return file.read()
+
+
+class Machine:
+    """Both sides run in one environment that holds nothing else: what a process is given costs time and calls too."""
+
+    awaits_all = True  # what a run started and did not wait for ends before the next one
+
+    def __init__(self, folder, programs, updater, settings=""):
+        self.prepare(folder)
+        shutil.copytree(programs, self.program)
+        shutil.copy(updater, self.program + "/Hueward.exe")
+        library = self.program + "/FindwellDlg.xml"
+        write(library, re.sub("<thread>own</thread>|<delay>500</delay>", "", read(library)))  # it answers at once
+        os.makedirs(self.data, exist_ok=True)
+        write(self.data + "/Debug.ini", DEBUG_INI)
+        if settings:
+            write(self.program + "/ScanKELV.ini", settings)
+
+    def prepare(self, folder):
+        self.folder, self.program, self.drive_c = folder, folder + "/program", folder + "/machine/drive_c"
+        self.data = self.drive_c + "/Users/bench/AppData/Local/ScanKELV"
+        self.environment = {
+            "HOSTWINDOWS_ROOT": folder + "/machine", "HOSTWINDOWS_DEBUG_CONSOLE": folder + "/console.txt",
+            "FINDWELL_RECORD": folder + "/library.txt", "LOGNAME": "bench", "HOME": folder, "TZ": "UTC"}
+
+    def agent(self, arguments):
+        return [self.program + "/ScanKELV", *arguments]
+
+    def run(self, command, code=0, **more):
+        """One run, from empty logs. Returns its time in seconds."""
+        for file in (self.data + "/Log.txt", self.folder + "/console.txt", self.folder + "/library.txt"):
+            write(file, "")
+        return run(command, {**self.environment, **more}, code, self.awaits_all)
+
+    def record(self, arguments, code=0):
+        """Runs the agent and keeps what it left, for the bare program to leave the same."""
+        self.run(self.agent(arguments), code)
+        os.makedirs(self.folder + "/recorded", exist_ok=True)
+        data = self.drive_c + "/ProgramData/"
+        for file in (self.data + "/Log.txt", self.folder + "/console.txt", self.folder + "/library.txt", data + "Quellon/ScanKELV/device.xml",
+                     data + "QLScan/Quellon Generic Scan Driver/Config.ini"):
+            if os.path.exists(file):
+                shutil.copy(file, self.folder + "/recorded")
+        log = read(self.folder + "/recorded/Log.txt")
+        filter_text = re.search(r"contentFilterOption.*?(<\?xml.*?</option>)", log, re.DOTALL)
+        if filter_text:
+            write(self.folder + "/recorded/Filter.xml", filter_text[1] + "\r\n")
+
+
+class WineMachine(Machine):
+    """The same in a Wine prefix that stays warm until the end."""
+
+    awaits_all = False  # as Wine's own processes stay
+    wine, server = "/usr/lib/wine/wine64", "/usr/lib/wine/wineserver64"
+
+    def prepare(self, folder):
+        prefix = ROOT + "/build/wine/benchmarks"
+        self.folder, self.program, self.drive_c = folder, folder + "/program", prefix + "/drive_c"
+        self.environment = {
+            "WINEPREFIX": prefix, "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml=", "LC_ALL": "C.UTF-8",
+            "FINDWELL_RECORD": self.windows_path("library.txt"), "HOME": folder, "TZ": "UTC"}
+        os.makedirs(prefix, exist_ok=True)
+        for command in ([self.server, "-p"], [self.wine, "wineboot", "-u"]):
+            run(command, self.environment, awaits_all=False)
+        self.data = f"{self.drive_c}/users/{getpass.getuser()}/AppData/Local/ScanKELV"
+
+    def windows_path(self, name):
+        return "Z:" + (self.folder + "/" + name).replace("/", "\\")
+
+    def agent(self, arguments):
+        return [self.wine, self.program + "/ScanKELV.exe", *arguments]
+
+    def end(self):
+        run([self.server, "-k"], self.environment, awaits_all=False)
+
+
+def run(command, environment, code=0, awaits_all=True):
+    quiet = [(os.POSIX_SPAWN_OPEN, output, "/dev/null", os.O_WRONLY, 0) for output in (1, 2)]
+    begin = time.perf_counter()
+    process = os.posix_spawn(command[0], command, environment, file_actions=quiet)
+    _, status = os.waitpid(process, 0)
+    seconds = time.perf_counter() - begin
+    with contextlib.suppress(ChildProcessError):
+        while awaits_all:
+            os.wait()
+    if os.waitstatus_to_exitcode(status) != code:
+        raise RuntimeError(f"{' '.join(command)} ended with {os.waitstatus_to_exitcode(status)}, not {code}")
+    return seconds
+
+
+class OtherAgent:
+    """While it lasts, a running agent as other ones see it: a word in a file that is locked."""
+
+    def __init__(self, machine):
+        objects = machine.folder + "/machine/objects"
+        self.path = objects + "/local-{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"
+        os.makedirs(objects, exist_ok=True)
+
+    def __enter__(self):
+        set_lock_of_this_opening = 37
+        self.file = os.open(self.path, os.O_RDWR | os.O_CREAT, 0o600)
+        os.write(self.file, struct.pack("i", os.getpid()))
+        whole = struct.pack("hhxxxxqqixxxx", fcntl.F_RDLCK, os.SEEK_SET, 0, 0, 0)
+        fcntl.fcntl(self.file, set_lock_of_this_opening, whole)
+
+    def __exit__(self, *_):
+        os.unlink(self.path)
+        os.close(self.file)
