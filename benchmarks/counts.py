@@ -33,7 +33,7 @@ CALLS = {
 RUN_ROWS = [*CALLS, "allocations", "peak of heap, stack, kB"]
 ROW_OF = {call: row for row, calls in CALLS.items() for call in calls.split()}
 # Not ours alone: other compilers, libraries and addresses give a little more or less.
-SLACK = {"allocations": 1.01, "peak of heap, stack, kB": 1.05, "size": 1.05}
+SLACK = {"allocations": 1.02, "peak of heap, stack, kB": 1.05, "size": 1.05}
 SECTIONS = ".text .rodata .rdata .data .data.rel.ro .bss .eh_frame .rela.dyn .reloc .idata .rsrc .pdata .xdata".split()
 BUILDS = {"host": "ScanKELV", "windows-x64": "ScanKELV.exe", "windows-x86": "ScanKELV.exe"}
 

@@ -57,16 +57,23 @@ HMODULE ProgramModule()
     return program;
 }
 
-/// The Linux path of a module's file; empty when it is no module.
-std::string FileOf(HMODULE module)
+/// The Linux path of the program's file, as it was called when it started.
+const std::string& ProgramFile()
 {
-    if (module == nullptr || module == ProgramModule())
-    {
+    static const std::string file = [] {
         std::string path(PATH_MAX, '\0');
         const ::ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
         path.resize(static_cast<std::size_t>(std::max<::ssize_t>(length, 0)));
         return path;
-    }
+    }();
+    return file;
+}
+
+/// The Linux path of a module's file; empty when it is no module.
+std::string FileOf(HMODULE module)
+{
+    if (module == nullptr || module == ProgramModule())
+        return ProgramFile();
     ::Dl_info info;
     return ::dladdr(module, &info) != 0 && info.dli_fbase == module ? info.dli_fname : std::string();
 }

@@ -11,15 +11,14 @@
 #include <mutex>
 #include <new>
 #include <string_view>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <windows.h>
 
 namespace
 {
 
-/// The debugger console's file. It stays open, because a run writes some two hundred texts; under another name, and
-/// when it was removed meanwhile, it is opened anew.
+/// The debugger console's file. It stays open, because a run writes some two hundred texts; under another name it is
+/// opened anew.
 class ConsoleFile
 {
 public:
@@ -28,9 +27,7 @@ public:
     {
         if (name == nullptr || *name == '\0')
             return STDERR_FILENO;
-        struct ::stat status;
-        if (!m_file.IsOpen() || std::strcmp(m_name, name) != 0 || ::fstat(m_file.Number(), &status) != 0 ||
-            status.st_nlink == 0)
+        if (!m_file.IsOpen() || std::strcmp(m_name, name) != 0)
         {
             m_file.Open(name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
             m_name[std::string_view(name).copy(m_name, sizeof(m_name) - 1)] = '\0';

@@ -78,7 +78,7 @@ void StartDebugConsoleCapture()
 {
     consoleCalls.clear();
     tones = 0;
-    fs::remove(consoleFile);
+    std::ofstream(consoleFile, std::ios::trunc); // and not removed: who writes it keeps it open
     ::setenv(consoleVariable, consoleFile.c_str(), 1);
 }
 
