@@ -2,7 +2,7 @@
 // nothing of it. Settings, from the environment:
 //   FAULT_CLASS    kinds of calls that are counted, parted by commas: see `classes`
 //   FAULT_AT       the number of the call, counted from 1 and from the program's main function on
-//   FAULT_ACTION   fail: this call; failon: this one and all behind it; kill, killafter: SIGKILL before it or behind it
+//   FAULT_ACTION   fail: this call; failon: this one and all behind it; kill: SIGKILL before it
 //   FAULT_ERROR    (optional) the error number that a failing call gives: errno's, or the database library's result
 //   FAULT_REPORT   file that is told of the fault when it is met, and at the end what was counted and left open
 // Programs that the program starts are left alone.
@@ -51,9 +51,8 @@ enum Action : unsigned
     Fail,
     FailOn,
     Kill,
-    KillAfter,
 };
-constexpr std::string_view actions[] = {"fail", "failon", "kill", "killafter"};
+constexpr std::string_view actions[] = {"fail", "failon", "kill"};
 
 unsigned counted = 0; // a bit for each class
 std::uint64_t faultAt = 0;
@@ -150,13 +149,7 @@ bool IsLocking(Word command, Word lock)
     extern "C" Word Fault_##name(Word a, Word b, Word c, Word d, Word e, Word f)                                       \
     {                                                                                                                  \
         static Function* next = nullptr;                                                                               \
-        const bool isMet = IsMet(kind, #name);                                                                         \
-        if (isMet && action != KillAfter)                                                                              \
-            return failed;                                                                                             \
-        const Word result = Next(next, #name)(a, b, c, d, e, f);                                                       \
-        if (isMet)                                                                                                     \
-            ::kill(::getpid(), SIGKILL);                                                                               \
-        return result;                                                                                                 \
+        return IsMet(kind, #name) ? failed : Next(next, #name)(a, b, c, d, e, f);                                      \
     }
 
 #define ALLOCATION(name, size)                                                                                         \
@@ -172,7 +165,6 @@ bool IsLocking(Word command, Word lock)
 ALLOCATION(malloc, a)
 ALLOCATION(calloc, a* b)
 ALLOCATION(realloc, b)
-ALLOCATION(aligned_alloc, b)
 extern "C" void Fault_free(char* memory) STANDS_FOR(free);
 extern "C" void Fault_free(char* memory)
 {
@@ -207,19 +199,15 @@ void* operator new[](std::size_t size)
 
 FAULT(Open, open, WithErrno(-1, EACCES))
 FAULT(Open, open64, WithErrno(-1, EACCES))
-FAULT(Open, openat, WithErrno(-1, EACCES))
-FAULT(Open, openat64, WithErrno(-1, EACCES))
 FAULT(Open, opendir, WithErrno(0, EACCES))
 FAULT(Open, memfd_create, WithErrno(-1, EMFILE))
 
 // What is told to the terminal, or to whoever reads it, is no change of anything.
 FAULT(static_cast<int>(a) <= STDERR_FILENO ? None : Write, write, WithErrno(-1, ENOSPC))
-FAULT(Write, pwrite, WithErrno(-1, ENOSPC))
 FAULT(Write, pwrite64, WithErrno(-1, ENOSPC))
 FAULT(Write, ftruncate, WithErrno(-1, ENOSPC))
 FAULT(Write, ftruncate64, WithErrno(-1, ENOSPC))
 FAULT(Write, posix_fallocate, Error(ENOSPC))
-FAULT(Write, posix_fallocate64, Error(ENOSPC))
 FAULT(Write, fchmod, WithErrno(-1, EPERM))
 FAULT(Write, fchown, WithErrno(-1, EPERM))
 FAULT(Write, chmod, WithErrno(-1, EPERM))

@@ -112,7 +112,7 @@ class Machine:
                 for path in self.root.rglob("*") if not path.is_dir()}
 
     def registry(self):
-        """All values by their paths: texts and numbers. A copy is read: what a killed process left is the next run's."""
+        """All values by their paths. A copy is read: what a killed process left is the next run's."""
         copy = self.root.with_name(self.root.name + "-registry")
         shutil.rmtree(copy, ignore_errors=True)
         copy.mkdir()
@@ -127,7 +127,7 @@ class Machine:
                     raise Broken(f"registry: {check}")
                 rows = database.execute(
                     "WITH RECURSIVE path(id, hive, text) AS (SELECT id, folded, x'' FROM key WHERE parent=0 UNION ALL "
-                    "SELECT key.id, hive, CAST(text || x'5C00' || key.name AS BLOB) FROM key JOIN path ON parent=path.id) "
+                    "SELECT key.id, hive, CAST(text || x'5C00' || name AS BLOB) FROM key JOIN path ON parent=path.id) "
                     "SELECT hive, text, value.name, type, data FROM value JOIN path ON path.id=key").fetchall()
         except sqlite3.Error as error:
             raise Broken(f"registry: {error}") from error

@@ -10,8 +10,8 @@ from agent import Broken
 
 CLASSES = ("open", "write", "rename", "lock", "registry", "allocation", "module", "document", "process")
 # Besides the usual error of a call, those that are likely to be taken for something else: the file is there, the call
-# was interrupted, no more descriptors; of the database: busy, damaged, full, no memory. (A file that opens as if it were
-# not there is made anew, and should be.)
+# was interrupted, no more descriptors; of the database: busy, damaged, full, no memory. (A file that opens as if it
+# were not there is made anew, and should be.)
 OTHER_ERRORS = {
     "open": (errno.EMFILE, errno.EIO), "write": (errno.EIO, errno.EINTR), "rename": (errno.ENOENT, errno.EEXIST),
     "lock": (errno.EAGAIN, errno.EINTR), "registry": (5, 11, 13, 7), "process": (errno.ENOENT, errno.ENOEXEC)}
@@ -112,5 +112,4 @@ def failures(benches, table, each, allocations, variants):
 
 
 def kills(benches, table, each):
-    rows = [("kill", 0, each), ("killafter", 0, each)]
-    loop(benches, WRITING, rows, killed_run, table, "killed at a writing call")
+    loop(benches, WRITING, [("kill", 0, each)], killed_run, table, "killed at a writing call")

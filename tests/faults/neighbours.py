@@ -1,4 +1,4 @@
-"""Others who may write where the agent reads: device.xml, libraries in other places, and values that try to leave theirs."""
+"""Others who write where the agent reads: device.xml, libraries in other places, values that try to leave theirs."""
 
 import dataclasses
 import os
@@ -6,11 +6,11 @@ import re
 import shutil
 import threading
 
-from agent import CONFIG_INI, DEVICE_XML, DRIVER_KEY, GENERIC_KEY, KINDS, NEW_DEVICE, STORAGES, Broken, Machine, drive_z, \
-    utf16
+from agent import (CONFIG_INI, DEVICE_XML, DRIVER_KEY, GENERIC_KEY, KINDS, NEW_DEVICE, STORAGES, Broken, Machine,
+                   drive_z, utf16)
 
 MEMORY = 200 << 20  # bytes that a run may take, whatever lies about
-STATED = ("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.2\"><device><Address>192.0.2.9</Address>"
+STATED = ('<?xml version="1.0" encoding="UTF-16"?><devicelist version="1.0.2"><device><Address>192.0.2.9</Address>'
           "<Comment>{}</Comment></device></devicelist>")
 
 
