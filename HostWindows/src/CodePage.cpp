@@ -80,6 +80,14 @@ std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, b
             to[count] = unit;
         ++count;
     };
+    // Mostly all of it is ASCII.
+    for (const From unit : text.substr(0, room))
+    {
+        if (static_cast<char16_t>(unit) >= 0x80)
+            break;
+        to[count++] = static_cast<To>(unit);
+    }
+    text.remove_prefix(count);
     for (wellFormed = true; !text.empty();)
     {
         const char32_t code = Take(text);

@@ -465,15 +465,21 @@ DWORD Write(const Char* section, const Char* key, const Char* value, const Char*
     const std::string path = PathOf(file, error);
     if (path.empty())
         return error;
-    const WritersLock lock(path);
-    if (!lock.MayWrite())
-        return ERROR_SHARING_VIOLATION;
     std::string bytes;
-    error = WithBytes(path, [&bytes](std::string_view read) { bytes = read; });
-    if (error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
+    const auto changes = [&] {
+        error = WithBytes(path, [&bytes](std::string_view read) { bytes = read; });
+        error = error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
+        return error == NO_ERROR && Change(bytes, section, key, value);
+    };
+    if (changes())
+    {
+        const WritersLock lock(path);
+        if (!lock.MayWrite())
+            return ERROR_SHARING_VIOLATION;
+        return changes() ? ReplaceWholeFile(path, bytes) : error; // of what others have written meanwhile
+    }
+    if (error != NO_ERROR)
         return error;
-    if (Change(bytes, section, key, value))
-        return ReplaceWholeFile(path, bytes);
     // What is there already is not written again, but refused where it could not be.
     error = SharedFile().Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
     return error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
