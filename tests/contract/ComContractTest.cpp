@@ -3,12 +3,13 @@
 
 #include <ole2.h>
 #include <thread>
-#include <tuple>
+#include <utility>
 
 namespace
 {
 
 using test::Com;
+using test::Wide;
 
 constexpr CLSID noClass = {0x12345678, 0x1234, 0x1234, {1, 2, 3, 4, 5, 6, 7, 8}};
 
@@ -88,47 +89,40 @@ TEST(ComContract, NodesAnswerForTheirInterfaces)
     ASSERT_TRUE(test::Load(document, "<a k='v'/>"));
     const Com<IXMLDOMText> text = test::NewText(document, OLESTR("t"));
     Com<IXMLDOMProcessingInstruction> instruction;
-    ASSERT_EQ(S_OK, test::NewInstruction(document, "p", "d", instruction));
     Com<IXMLDOMNode> element, attribute;
+    ASSERT_EQ(S_OK, test::NewInstruction(document, "p", "d", instruction));
     ASSERT_EQ(S_OK, test::Select(document, "/a", element));
     ASSERT_EQ(S_OK, test::Select(document, "/a/@k", attribute));
-    const std::tuple<IXMLDOMNode*, const IID*> rows[] = {
-        {document, &IID_IXMLDOMDocument},
-        {element, &IID_IXMLDOMElement},
-        {text, &IID_IXMLDOMText},
-        {instruction, &IID_IXMLDOMProcessingInstruction},
-        {attribute, nullptr}};
-    const IID* const special[] = {
-        &IID_IXMLDOMDocument, &IID_IXMLDOMElement, &IID_IXMLDOMText, &IID_IXMLDOMProcessingInstruction,
-        &IID_IXMLDOMNodeList};
-    for (const auto& [node, own] : rows)
+    const IID special[] = {
+        IID_IXMLDOMDocument, IID_IXMLDOMElement, IID_IXMLDOMText, IID_IXMLDOMProcessingInstruction,
+        IID_IXMLDOMNodeList};
+    IXMLDOMNode* const nodes[] = {document, element, text, instruction, attribute}; // in the order of their interfaces
+    for (std::size_t i = 0; i < 5; ++i)
     {
-        SCOPED_TRACE(&own - &std::get<1>(rows[0]));
         Com<IUnknown> viewed;
-        for (const IID* id : {&IID_IUnknown, &IID_IXMLDOMNode})
-            EXPECT_EQ(S_OK, node->QueryInterface(*id, reinterpret_cast<void**>(viewed.Receive())));
-        for (const IID* id : special)
+        for (const IID& id : {IID_IUnknown, IID_IXMLDOMNode})
+            EXPECT_EQ(S_OK, nodes[i]->QueryInterface(id, reinterpret_cast<void**>(viewed.Receive()))) << i;
+        for (std::size_t j = 0; j < 5; ++j)
             EXPECT_EQ(
-                id == own ? S_OK : E_NOINTERFACE,
-                node->QueryInterface(*id, reinterpret_cast<void**>(viewed.Receive())));
+                i == j && i < 4 ? S_OK : E_NOINTERFACE,
+                nodes[i]->QueryInterface(special[j], reinterpret_cast<void**>(viewed.Receive())))
+                << i << ' ' << j;
     }
 }
 
 TEST(ComContract, TextsKnowTheirLength)
 {
     const WCHAR inner[] = OLESTR("ab\0cd");
-    const std::tuple<BSTR, UINT, WCHAR> rows[] = {
-        {::SysAllocString(inner), 2, OLESTR('b')},
-        {::SysAllocStringLen(inner, 5), 5, OLESTR('d')},
-        {::SysAllocStringLen(inner, 1), 1, OLESTR('a')}};
-    for (const auto& [text, length, last] : rows)
+    for (const auto& [text, expected] :
+         {std::pair(::SysAllocString(inner), Wide(OLESTR("ab"))),
+          {::SysAllocStringLen(inner, 5), Wide(inner, 5)},
+          {::SysAllocStringLen(inner, 1), Wide(OLESTR("a"))}})
     {
-        ASSERT_EQ(length, ::SysStringLen(text));
-        EXPECT_TRUE(text[length - 1] == last && text[length] == 0) << length;
+        ASSERT_EQ(expected.size(), ::SysStringLen(text));
+        EXPECT_EQ(expected + WCHAR(), Wide(text, expected.size() + 1));
         ::SysFreeString(text);
     }
-    EXPECT_EQ(nullptr, ::SysAllocString(nullptr));
-    EXPECT_EQ(0U, ::SysStringLen(nullptr));
+    EXPECT_TRUE(::SysAllocString(nullptr) == nullptr && ::SysStringLen(nullptr) == 0);
     ::SysFreeString(nullptr);
 }
 

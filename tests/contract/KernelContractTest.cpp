@@ -73,12 +73,9 @@ TEST(Kernel, TimeAndSleep)
 TEST(Kernel, InterlockedOperationsGiveTheNewOrTheOldValue)
 {
     LONG value = 5;
-    EXPECT_EQ(4, InterlockedDecrement(&value));
-    EXPECT_EQ(5, InterlockedIncrement(&value));
-    EXPECT_EQ(5, InterlockedExchange(&value, 7));
-    EXPECT_EQ(7, InterlockedExchangeAdd(&value, 3));
-    EXPECT_EQ(10, InterlockedCompareExchange(&value, 1, 9));
-    EXPECT_EQ(10, InterlockedCompareExchange(&value, 40000, 10));
+    EXPECT_TRUE(InterlockedDecrement(&value) == 4 && InterlockedIncrement(&value) == 5);
+    EXPECT_TRUE(InterlockedExchange(&value, 7) == 5 && InterlockedExchangeAdd(&value, 3) == 7);
+    EXPECT_TRUE(InterlockedCompareExchange(&value, 1, 9) == 10 && InterlockedCompareExchange(&value, 40000, 10) == 10);
     const auto count = [&value] {
         for (int i = 0; i < 20000; ++i)
             InterlockedDecrement(&value);
@@ -123,14 +120,8 @@ TEST(Kernel, PointerProbes)
 
 TEST(Kernel, Conversions)
 {
-    const struct
-    {
-        const char* text;
-        int length, room;
-        DWORD flags;
-        int count;
-        DWORD error;
-    } rows[] = {
+    const std::tuple<const char*, int, int, DWORD, int, DWORD> rows[] = {
+        // text, length, room, flags; count, error
         {"a\xE2\x82\xAC", -1, 8, 0, 3, kept}, // with its terminator
         {"a\xF0\x9F\x96\xA8", 5, 8, 0, 3, kept},
         {"a\xE2\x82\xAC", -1, 0, 0, 3, kept}, // asks for the room
@@ -138,20 +129,19 @@ TEST(Kernel, Conversions)
         {"a\x80", -1, 8, MB_ERR_INVALID_CHARS, 0, ERROR_NO_UNICODE_TRANSLATION},
         {"a\x80", -1, 8, 0, 3, kept},
         {"a", 0, 8, 0, 0, ERROR_INVALID_PARAMETER},
-        {nullptr, 1, 8, 0, 0, ERROR_INVALID_PARAMETER},
-    };
-    for (const auto& row : rows)
+        {nullptr, 1, 8, 0, 0, ERROR_INVALID_PARAMETER}};
+    for (const auto& [text, length, room, flags, count, error] : rows)
     {
-        SCOPED_TRACE(&row - rows);
         WCHAR wide[9] = {};
         ::SetLastError(kept);
-        EXPECT_EQ(row.count, ::MultiByteToWideChar(CP_UTF8, row.flags, row.text, row.length, wide, row.room));
-        EXPECT_EQ(row.error, ::GetLastError());
+        EXPECT_EQ(count, ::MultiByteToWideChar(CP_UTF8, flags, text, length, wide, room))
+            << &count - &std::get<4>(rows[0]);
+        EXPECT_EQ(error, ::GetLastError());
     }
     char bytes[9] = {};
+    const WCHAR lone[] = {'a', 0xD800, 0};
     EXPECT_EQ(6, ::WideCharToMultiByte(CP_UTF8, 0, OLESTR("a\xD83D\xDDA8"), -1, bytes, 9, nullptr, nullptr));
     EXPECT_STREQ("a\xF0\x9F\x96\xA8", bytes);
-    const WCHAR lone[] = {'a', 0xD800, 0};
     EXPECT_EQ(5, ::WideCharToMultiByte(CP_UTF8, 0, lone, -1, bytes, 9, nullptr, nullptr));
     EXPECT_STREQ("a\xEF\xBF\xBD", bytes);
     EXPECT_EQ(

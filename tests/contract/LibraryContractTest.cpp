@@ -16,21 +16,20 @@ TEST(Library, WhatIsNoLibraryIsRefused)
     const test::TemporaryFolder folder;
     ::CreateDirectoryW(folder.File("folder").c_str(), nullptr);
     const std::string whole = test::ReadFileBytes(test::ToWide(SAMPLE_LIBRARY));
-    test::WriteFileBytes(folder.File("empty.dll"), "");
-    test::WriteFileBytes(folder.File("text.dll"), std::string(5000, 't'));
-    test::WriteFileBytes(folder.File("head.dll"), whole.substr(0, 40));
-    test::WriteFileBytes(folder.File("half.dll"), whole.substr(0, whole.size() / 3));
-    const std::tuple<Wide, DWORD> rows[] = {
-        {folder.File("none.dll"), ERROR_MOD_NOT_FOUND},   {folder.File("none\\none.dll"), ERROR_MOD_NOT_FOUND},
-        {folder.File("folder"), ERROR_MOD_NOT_FOUND},     {Wide(), ERROR_MOD_NOT_FOUND},
-        {folder.File("empty.dll"), ERROR_BAD_EXE_FORMAT}, {folder.File("text.dll"), ERROR_BAD_EXE_FORMAT},
-        {folder.File("head.dll"), ERROR_BAD_EXE_FORMAT},  {folder.File("half.dll"), ERROR_BAD_EXE_FORMAT},
-    };
-    for (const auto& [path, error] : rows)
+    for (const auto& [name, bytes] :
+         {std::pair("empty.dll", std::string()),
+          {"text.dll", std::string(5000, 't')},
+          {"head.dll", whole.substr(0, 40)},
+          {"half.dll", whole.substr(0, whole.size() / 3)}})
     {
-        SCOPED_TRACE(test::ToUtf8(path));
-        EXPECT_EQ(error, LastError().Of(::LoadLibraryW(path.c_str())));
-        EXPECT_EQ(error, LastError().Of(::LoadLibraryA(test::ToUtf8(path).c_str())));
+        test::WriteFileBytes(folder.File(name), bytes);
+        EXPECT_EQ(ERROR_BAD_EXE_FORMAT, LastError().Of(::LoadLibraryW(folder.File(name).c_str()))) << name;
+        EXPECT_EQ(ERROR_BAD_EXE_FORMAT, LastError().Of(::LoadLibraryA(test::ToUtf8(folder.File(name)).c_str())));
+    }
+    for (const Wide& path : {folder.File("none.dll"), folder.File("none\\none.dll"), folder.File("folder"), Wide()})
+    {
+        EXPECT_EQ(ERROR_MOD_NOT_FOUND, LastError().Of(::LoadLibraryW(path.c_str()))) << test::ToUtf8(path);
+        EXPECT_EQ(ERROR_MOD_NOT_FOUND, LastError().Of(::LoadLibraryA(test::ToUtf8(path).c_str())));
     }
     EXPECT_EQ(ERROR_MOD_NOT_FOUND, LastError().Of(::LoadLibraryA(nullptr)));
 }

@@ -50,70 +50,50 @@ const bool holder = test::InRole(OLESTR("hold"), [](const Wide&) -> UINT {
 
 TEST(NamedMapping, CreationTellsNewFromExisting)
 {
-    constexpr DWORD exists = ERROR_ALREADY_EXISTS;
-    const struct
-    {
-        const WCHAR* name;
-        DWORD size, protection, error; // 0 and "exists" come with a handle
-    } rows[] = {
-        {OLESTR("other"), 4, PAGE_READWRITE, 0},
-        {OLESTR("{braces}"), 4, PAGE_READWRITE, exists},
-        {OLESTR("{braces}"), 65536, PAGE_READWRITE, exists},
-        {OLESTR("{BRACES}"), 4, PAGE_READWRITE, 0},
-        {OLESTR("Local\\{braces}"), 4, PAGE_READWRITE, exists},
-        {OLESTR("Global\\{braces}"), 4, PAGE_READWRITE, 0},
-        {OLESTR("a\\b"), 4, PAGE_READWRITE, ERROR_PATH_NOT_FOUND},
-        {OLESTR("../{braces}%2F"), 4, PAGE_READWRITE, 0},
-        {nullptr, 4, PAGE_READWRITE, 0},
-        {OLESTR(""), 4, PAGE_READWRITE, 0},
-        {OLESTR("{braces}"), 0, PAGE_READWRITE, ERROR_INVALID_PARAMETER},
-        {OLESTR("other"), 4, 0, ERROR_INVALID_PARAMETER},
-    };
     const Mapping first(OLESTR("{braces}"));
-    ASSERT_EQ(0U, first.error);
     LONG* const word = first.Word();
     EXPECT_EQ(0, std::exchange(*word, 4711));
-    for (const auto& [name, size, protection, error] : rows)
-    {
-        SCOPED_TRACE(name == nullptr ? "(null)" : test::ToUtf8(name));
-        const Mapping mapping(name, size, protection);
-        EXPECT_EQ(error, mapping.error);
+    test::ExpectAnswers("contract/data/MappingNames.txt", [&first](const std::string& given) {
+        const std::vector<std::string> parts = test::Parts(given); // name, size, protection
+        const Mapping mapping(
+            parts[0] == "null" ? nullptr : test::ToWide(parts[0]).c_str(), static_cast<DWORD>(std::stoul(parts[1])),
+            static_cast<DWORD>(std::stoul(parts[2])));
         EXPECT_NE(first.handle, mapping.handle);
-        ASSERT_EQ(error == 0 || error == exists, mapping.handle != nullptr);
+        const std::string answer = test::ErrorName(mapping.error);
         if (mapping.handle == nullptr)
-            continue;
+            return answer + "\n";
         const auto* view = static_cast<const LONG*>(::MapViewOfFile(mapping.handle, FILE_MAP_READ, 0, 0, 4));
-        ASSERT_NE(nullptr, view);
-        EXPECT_EQ(error == 0 ? 0 : 4711, *view);
+        EXPECT_NE(nullptr, view);
+        const LONG seen = *view;
         ::UnmapViewOfFile(view);
         // The first size stays.
         EXPECT_EQ(ERROR_ACCESS_DENIED, LastError().Of(::MapViewOfFile(mapping.handle, FILE_MAP_READ, 0, 0, 65536)));
-    }
+        return answer + ", holds " + std::to_string(seen) + "\n";
+    });
     ::UnmapViewOfFile(word);
 }
 
 TEST(NamedMapping, ViewsStayWithinTheirObjectAndRights)
 {
     const Mapping both(OLESTR("rw")), readOnly(OLESTR("ro"), 4, PAGE_READONLY), asked(OLESTR("rw"), 4, PAGE_READONLY);
+    constexpr DWORD denied = ERROR_ACCESS_DENIED, all = FILE_MAP_ALL_ACCESS;
     const std::tuple<HANDLE, DWORD, DWORD, SIZE_T, DWORD> rows[] = {
-        {both.handle, FILE_MAP_ALL_ACCESS, 0, 4, kept},
-        {both.handle, FILE_MAP_ALL_ACCESS, 0, 0, kept},
+        {both.handle, all, 0, 4, kept},
+        {both.handle, all, 0, 0, kept},
         {both.handle, FILE_MAP_WRITE, 0, 4096, kept},
-        {both.handle, FILE_MAP_ALL_ACCESS, 0, 4097, ERROR_ACCESS_DENIED},
-        {both.handle, FILE_MAP_ALL_ACCESS, 4096, 4, ERROR_MAPPED_ALIGNMENT},
+        {both.handle, all, 0, 4097, denied},
+        {both.handle, all, 4096, 4, ERROR_MAPPED_ALIGNMENT},
         {readOnly.handle, FILE_MAP_READ, 0, 4, kept},
-        {readOnly.handle, FILE_MAP_WRITE, 0, 4, ERROR_ACCESS_DENIED},
-        {readOnly.handle, FILE_MAP_ALL_ACCESS, 0, 4, ERROR_ACCESS_DENIED},
-        {asked.handle, FILE_MAP_WRITE, 0, 4, ERROR_ACCESS_DENIED},
+        {readOnly.handle, FILE_MAP_WRITE, 0, 4, denied},
+        {readOnly.handle, all, 0, 4, denied},
+        {asked.handle, FILE_MAP_WRITE, 0, 4, denied},
         {asked.handle, FILE_MAP_READ, 0, 4, kept},
-        {nullptr, FILE_MAP_READ, 0, 4, ERROR_INVALID_HANDLE},
-    };
+        {nullptr, FILE_MAP_READ, 0, 4, ERROR_INVALID_HANDLE}};
     for (const auto& [handle, access, offset, bytes, error] : rows)
     {
-        SCOPED_TRACE(&error - &std::get<4>(rows[0]));
         const LastError last;
         const void* view = ::MapViewOfFile(handle, access, 0, offset, bytes);
-        ASSERT_EQ(error, last.Of(view));
+        EXPECT_EQ(error, last.Of(view)) << &error - &std::get<4>(rows[0]);
         EXPECT_EQ(view == nullptr ? ERROR_INVALID_ADDRESS : kept, LastError().Of(::UnmapViewOfFile(view)));
         EXPECT_EQ(ERROR_INVALID_ADDRESS, LastError().Of(::UnmapViewOfFile(view)));
     }

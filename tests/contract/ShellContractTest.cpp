@@ -27,43 +27,36 @@ TEST(ShellContract, SpecialFolders)
 {
     IMalloc* allocator = nullptr;
     ASSERT_EQ(S_OK, ::SHGetMalloc(&allocator));
-    for (const auto& [identifier, end] :
-         {std::pair(CSIDL_LOCAL_APPDATA, "\\AppData\\Local"), {CSIDL_COMMON_APPDATA, "C:\\ProgramData"}})
+    WCHAR wide[MAX_PATH] = OLESTR("untouched");
+    const auto get = [&wide](int folder) {
+        return ::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, wide);
+    };
+    // The last has no path.
+    const std::pair<int, const char*> folders[] = {
+        {CSIDL_LOCAL_APPDATA, "\\AppData\\Local"}, {CSIDL_COMMON_APPDATA, "C:\\ProgramData"}, {CSIDL_CONTROLS, ""}};
+    for (const auto& [identifier, end] : folders)
     {
         LPITEMIDLIST list = nullptr;
         ASSERT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, identifier, &list));
         char path[MAX_PATH] = "untouched";
-        EXPECT_TRUE(::SHGetPathFromIDListA(list, path));
-        EXPECT_TRUE(std::string_view(path).ends_with(end)) << path;
+        EXPECT_EQ(*end != '\0', ::SHGetPathFromIDListA(list, path));
+        EXPECT_TRUE(*end != '\0' ? std::string_view(path).ends_with(end) : *path == '\0') << path;
         EXPECT_EQ(1, allocator->DidAlloc(list));
         allocator->Free(list);
-        WCHAR wide[MAX_PATH] = {};
-        EXPECT_EQ(S_OK, ::SHGetFolderPathW(nullptr, identifier, nullptr, SHGFP_TYPE_CURRENT, wide));
+        if (*end == '\0')
+            continue;
+        EXPECT_EQ(S_OK, get(identifier));
         EXPECT_EQ(path, test::ToUtf8(wide));
         EXPECT_EQ(FILE_ATTRIBUTE_DIRECTORY, ::GetFileAttributesW(wide));
     }
-    // A folder without a path, none, and no such folder.
-    LPITEMIDLIST list = nullptr;
-    EXPECT_EQ(S_OK, ::SHGetSpecialFolderLocation(nullptr, CSIDL_CONTROLS, &list));
-    for (const LPITEMIDLIST without : {list, LPITEMIDLIST{}})
-    {
-        char path[MAX_PATH] = "untouched";
-        EXPECT_FALSE(::SHGetPathFromIDListA(without, path));
-        EXPECT_EQ(0, path[0]);
-    }
-    allocator->Free(list);
     allocator->Release();
+    char path[MAX_PATH] = "untouched";
+    EXPECT_TRUE(!::SHGetPathFromIDListA(nullptr, path) && path[0] == '\0');
+    LPITEMIDLIST list = nullptr;
     EXPECT_EQ(E_INVALIDARG, ::SHGetSpecialFolderLocation(nullptr, 0x7F, &list));
-    EXPECT_EQ(nullptr, list);
-
-    WCHAR path[MAX_PATH] = OLESTR("untouched");
-    const auto get = [&path](int folder) {
-        return ::SHGetFolderPathW(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path);
-    };
-    EXPECT_EQ(E_INVALIDARG, get(0x7F));
-    EXPECT_EQ(0, path[0]);
+    EXPECT_TRUE(list == nullptr && get(0x7F) == E_INVALIDARG && wide[0] == 0);
     ASSERT_EQ(S_OK, get(CSIDL_CDBURN_AREA | CSIDL_FLAG_CREATE));
-    EXPECT_TRUE(::RemoveDirectoryW(path)); // it was made
+    EXPECT_TRUE(::RemoveDirectoryW(wide)); // it was made
     EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), get(CSIDL_CDBURN_AREA));
 }
 
@@ -80,8 +73,7 @@ TEST(ShellContract, FoldersWithParents)
         {OLESTR("Y:\\a\\b"), ERROR_PATH_NOT_FOUND},
         {OLESTR("relative\\b"), ERROR_BAD_PATHNAME},
         {Wide(), ERROR_BAD_PATHNAME},
-        {folder.File("a*b\\c"), ERROR_INVALID_NAME},
-    };
+        {folder.File("a*b\\c"), ERROR_INVALID_NAME}};
     for (const auto& [path, result] : rows)
     {
         EXPECT_EQ(result, ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr)) << test::ToUtf8(path);

@@ -12,16 +12,6 @@
 namespace test
 {
 
-/// The parts of a text, a bar behind each; it may lack behind the last.
-inline std::vector<std::string> Parts(const std::string& text)
-{
-    std::vector<std::string> parts;
-    std::istringstream all(text);
-    for (std::string part; std::getline(all, part, '|');)
-        parts.push_back(part);
-    return parts;
-}
-
 /// Makes a key of these values, "name=text" or "name=#number", in place of what was there.
 inline void Store(int hive, const std::string& path, const std::string& values)
 {

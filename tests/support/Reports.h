@@ -42,14 +42,6 @@ inline std::string ReportedExpressions(const DebugConsoleCapture& console)
     return expressions;
 }
 
-// The checks of a registry key's members that other members build on.
-inline constexpr char queryExpression[] =
-    "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), bytes )";
-inline constexpr char setExpression[] =
-    "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), bytes )";
-inline constexpr char stringExpression[] = "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )";
-inline constexpr char numberExpression[] = "( QueryValue<CharType>(name, &type, value, &bytes) && (type == ( 4 )) )";
-
 /// The system's message for an error code, as reports hold it.
 inline std::string SystemText(DWORD code)
 {

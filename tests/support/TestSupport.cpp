@@ -103,6 +103,17 @@ std::string Utf16Bytes(std::basic_string_view<WCHAR> text)
     return bytes;
 }
 
+std::vector<std::string> Parts(std::string_view text)
+{
+    std::vector<std::string> parts;
+    for (std::size_t at = 0; !text.empty() && at <= text.size();)
+    {
+        parts.emplace_back(text.substr(at, text.find('|', at) - at));
+        at += parts.back().size() + 1;
+    }
+    return parts;
+}
+
 TemporaryFolder::TemporaryFolder() : m_path(MakeTemporaryFolder()) {}
 
 TemporaryFolder::~TemporaryFolder()

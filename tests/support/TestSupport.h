@@ -21,6 +21,9 @@ std::string ToUtf8(std::basic_string_view<WCHAR> text);
 /// The bytes of a text as UTF-16LE.
 std::string Utf16Bytes(std::basic_string_view<WCHAR> text);
 
+/// The parts between bars.
+std::vector<std::string> Parts(std::string_view text);
+
 /// A new empty folder, removed with all it holds at the end, read-only files too.
 class TemporaryFolder
 {

@@ -5,7 +5,8 @@
 #include "Reports.h"
 #include "ResourceLocationShell.h"
 
-#include <cstring>
+#include <array>
+#include <tuple>
 
 using namespace scankelv;
 using namespace test;
@@ -42,21 +43,17 @@ TEST(MemoryArray, OwnsItsZeroedElements)
 TEST(ResourceLocation, ComposesEveryMixOfParts)
 {
     const char* const none = nullptr;
-    const struct
-    {
-        const char *root, *part1, *part2, *part3;
-        const char* expected;
-    } cases[] = {
-        {"C:\\root", "a", "b", "c.ini", "C:\\root\\a\\b\\c.ini"},
-        {"C:\\root", none, "ScanKELV", "Log.txt", "C:\\root\\ScanKELV\\Log.txt"},
-        {"C:\\Temp\\", none, "b", "c", "C:\\Temp\\\\b\\c"},
-        {none, none, "b", "c", "\\b\\c"},
-        {"", "a", none, none, "\\a"},
-        {"C:\\root", none, none, none, "C:\\root"},
-        {none, none, none, none, ""},
-    };
-    for (const auto& row : cases)
-        EXPECT_STREQ(row.expected, ComposeLocation(row.root, row.part1, row.part2, row.part3, false).Text());
+    const std::pair<const char*, std::array<const char*, 4>> rows[] = {
+        // the location, its root and parts
+        {"C:\\root\\a\\b\\c.ini", {"C:\\root", "a", "b", "c.ini"}},
+        {"C:\\root\\ScanKELV\\Log.txt", {"C:\\root", none, "ScanKELV", "Log.txt"}},
+        {"C:\\Temp\\\\b\\c", {"C:\\Temp\\", none, "b", "c"}},
+        {"\\b\\c", {none, none, "b", "c"}},
+        {"\\a", {"", "a", none, none}},
+        {"C:\\root", {"C:\\root", none, none, none}},
+        {"", {none, none, none, none}}};
+    for (const auto& [expected, parts] : rows)
+        EXPECT_STREQ(expected, ComposeLocation(parts[0], parts[1], parts[2], parts[3], false).Text());
 }
 
 TEST(ResourceLocation, CreatesTheFoldersButNotTheFile)
@@ -85,19 +82,16 @@ TEST(FolderOperations, PathExistsInBothWidths)
     const TemporaryFolder folder;
     const Wide file = folder.File("file \xC3\xA4");
     WriteFileBytes(file, "");
-    const struct
+    const std::tuple<Wide, bool, bool> rows[] = {
+        // path, is a folder meant, does it exist
+        {file, false, true},           {file, true, true},          {folder.File("none"), false, false},
+        {folder.Path(), false, false}, {folder.Path(), true, true}, {OLESTR(""), true, false}};
+    for (const auto& [path, isFolder, exists] : rows)
     {
-        Wide path;
-        bool folder, exists;
-    } rows[] = {{file, false, true},           {file, true, true},          {folder.File("none"), false, false},
-                {folder.Path(), false, false}, {folder.Path(), true, true}, {OLESTR(""), true, false}};
-    for (const auto& row : rows)
-    {
-        const std::string narrow = NarrowFromWide(row.path);
+        const std::string narrow = NarrowFromWide(path);
         const DebugConsoleCapture console;
-        EXPECT_EQ(row.exists, PathExists(narrow.c_str(), row.folder));
-        EXPECT_EQ(row.exists, PathExists(row.path.c_str(), row.folder));
-        EXPECT_EQ(Line(narrow, row.exists) + Line(narrow, row.exists), console.Text());
+        EXPECT_TRUE(PathExists(narrow.c_str(), isFolder) == exists && PathExists(path.c_str(), isFolder) == exists);
+        EXPECT_EQ(Line(narrow, exists) + Line(narrow, exists), console.Text());
     }
 }
 
@@ -175,9 +169,10 @@ TEST(BinaryExecuteShell, StartsAndReports)
     EXPECT_EQ(SystemText(::GetLastError()), ReportsIn(console.Text())[0].context);
 
     console.Clear();
+    // Nobody waits for it: in a folder that stays.
     const ResourceLocationWide own = ModuleFileLocation<WCHAR>();
-    EXPECT_TRUE(
-        BinaryExecuteShellNoWait(own.Text(), OLESTR("open"), OLESTR("--gtest_list_tests"), folder.Path().c_str()));
+    EXPECT_TRUE(BinaryExecuteShellNoWait(
+        own.Text(), OLESTR("open"), OLESTR("--gtest_list_tests"), ModuleFolderLocation<WCHAR>().Text()));
     EXPECT_TRUE(console.Text().ends_with(
         Format<char>("%sstart <%ws> successful, not waiting for finish\r\n", prefix, own.Text())));
 }
