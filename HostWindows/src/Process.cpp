@@ -11,8 +11,10 @@
 #include <csignal>
 #include <cstring>
 #include <elf.h>
+#include <list>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <poll.h>
 #include <spawn.h>
@@ -36,10 +38,11 @@ constexpr DWORD signalBase = 128; // exit code of a program that a signal ended,
 class Unwatched
 {
 public:
-    void Add(::pid_t id)
+    /// Takes no memory: a handle is closed without it.
+    void Add(std::list<::pid_t>& id)
     {
         const std::lock_guard lock(m_mutex);
-        m_ids.push_back(id);
+        m_ids.splice(m_ids.end(), id);
     }
     void CollectEnded()
     {
@@ -49,7 +52,7 @@ public:
 
 private:
     std::mutex m_mutex;
-    std::vector<::pid_t> m_ids;
+    std::list<::pid_t> m_ids;
 };
 Unwatched& UnwatchedProcesses()
 {
@@ -64,7 +67,7 @@ public:
     ~ProcessHandle() override
     {
         if (!HasEnded())
-            UnwatchedProcesses().Add(m_id);
+            UnwatchedProcesses().Add(m_kept);
         UnwatchedProcesses().CollectEnded();
     }
 
@@ -116,6 +119,7 @@ private:
     }
 
     ::pid_t m_id;
+    std::list<::pid_t> m_kept{m_id}; ///< for the time behind this handle
     Descriptor m_descriptor;
     std::mutex m_mutex;
     std::optional<DWORD> m_exitCode;
@@ -184,10 +188,17 @@ bool IsNoProgram(const std::string& path)
 struct SpawnActions
 {
     ::posix_spawn_file_actions_t actions{};
-    SpawnActions() { ::posix_spawn_file_actions_init(&actions); }
+    SpawnActions() { Demand(::posix_spawn_file_actions_init(&actions)); }
     SpawnActions(const SpawnActions&) = delete;
     SpawnActions& operator=(const SpawnActions&) = delete;
     ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions); }
+
+    /// Each of these fails for want of memory alone; without it the program would run elsewhere, or keep files open.
+    static void Demand(int error)
+    {
+        if (error != 0)
+            throw std::bad_alloc();
+    }
 };
 
 } // namespace
@@ -214,8 +225,8 @@ DWORD StartProcess(
 
     SpawnActions spawn;
     if (!folder.empty())
-        ::posix_spawn_file_actions_addchdir_np(&spawn.actions, folder.c_str());
-    ::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, STDERR_FILENO + 1);
+        SpawnActions::Demand(::posix_spawn_file_actions_addchdir_np(&spawn.actions, folder.c_str()));
+    SpawnActions::Demand(::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, STDERR_FILENO + 1));
 
     ::pid_t id = 0;
     const int error =
