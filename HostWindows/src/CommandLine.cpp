@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <system_error>
 #include <vector>
 
 namespace hostwindows
@@ -21,6 +22,7 @@ namespace
 }
 
 /// The zero-terminated texts of a file below /proc/self.
+/// @throws std::system_error when they cannot be read: a line without its commands would ask for something else
 std::vector<std::string> TextsOf(const char* file)
 {
     std::vector<std::string> texts;
@@ -28,7 +30,10 @@ std::vector<std::string> TextsOf(const char* file)
     opened.Open(std::string("/proc/self/") + file, O_RDONLY);
     char piece[4096];
     bool open = false;
-    for (::ssize_t count = 0; (count = ::read(opened.Number(), piece, sizeof(piece))) > 0;)
+    for (::ssize_t count = 0; (count = ::read(opened.Number(), piece, sizeof(piece))) != 0;)
+    {
+        if (count < 0)
+            throw std::system_error(errno, std::system_category(), file);
         for (const char c : std::string_view(piece, static_cast<std::size_t>(count)))
         {
             if (!open)
@@ -37,6 +42,7 @@ std::vector<std::string> TextsOf(const char* file)
             if (open)
                 texts.back() += c;
         }
+    }
     return texts;
 }
 

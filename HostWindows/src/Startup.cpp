@@ -1,7 +1,7 @@
 // The start of a windowless program, which defines wWinMain instead of main.
 
 #include <cstdlib>
-#include <new>
+#include <exception>
 #include <windows.h>
 
 namespace
@@ -29,9 +29,9 @@ int main()
     {
         line = ::GetCommandLineW();
     }
-    catch (const std::bad_alloc&)
+    catch (const std::exception&)
     {
-        ::OutputDebugStringA("hostwindows: the program cannot be started, memory ran out\n");
+        ::OutputDebugStringA("hostwindows: the program cannot be started, its command line cannot be read\n");
         return EXIT_FAILURE;
     }
     return ::wWinMain(::GetModuleHandleW(nullptr), nullptr, ArgumentsIn(line), showDefault);
