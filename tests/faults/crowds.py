@@ -1,6 +1,7 @@
 """Many at once: a hundred agents, writers and readers of one registry, and two thousand runs one after another."""
 
 import collections
+import concurrent.futures
 import dataclasses
 import hashlib
 import random
@@ -61,8 +62,7 @@ def one_registry(installation, folder, seconds, table):
         marked = {element: f"{name} of agent {number} {'y' * 30 * number}." for name, element in MARKED.items()}
         installation.prepare(kind, NEW_DEVICE | marked)
     written = [0] * EACH
-    totals = collections.Counter()
-    lock = threading.Lock()
+    is_written = threading.Event()
     end = time.monotonic() + seconds
 
     def agent(number):
@@ -80,10 +80,11 @@ def one_registry(installation, folder, seconds, table):
         code, output = installation.reg(machine, "add", GENERIC_KEY, "/v", "Shared", "/d", text, "/f")
         if code != 0:
             raise Broken(f"hostreg add: {output}")
+        is_written.set()
         return "writes"
 
     def reader(_):
-        is_there = totals["writes"] > 0
+        is_there = is_written.is_set()
         code, output = installation.reg(machine, "query", GENERIC_KEY)
         if code != 0 and "unable to find" in output and not is_there:
             return "reads of nothing"
@@ -100,24 +101,18 @@ def one_registry(installation, folder, seconds, table):
         return "reads"
 
     def repeat(work, number):
+        done = collections.Counter()
         try:
             while time.monotonic() < end:
-                done = work(number)
-                with lock:
-                    totals[done] += 1
+                done[work(number)] += 1
         except Broken as broken:
             table.found(title, str(broken))
+        return done
 
-    threads = [threading.Thread(target=repeat, args=(work, number))
-               for work in (agent, writer, reader) for number in range(EACH)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    try:
-        machine.registry()
-    except Broken as broken:
-        table.found(title, str(broken))
+    with concurrent.futures.ThreadPoolExecutor(3 * EACH) as pool:
+        works = [work for work in (agent, writer, reader) for _ in range(EACH)]
+        totals = sum(pool.map(repeat, works, 3 * list(range(EACH))), collections.Counter())
+    machine.registry()
     if not all(totals[what] for what in ("agent runs", "writes", "reads")):
         table.found(title, f"not everybody got on: {totals}")
     table.count(title, totals.total(), ", ".join(f"{number / seconds:.0f} {what}/s" for what, number in totals.items()))
