@@ -8,8 +8,6 @@ namespace test
 namespace
 {
 
-constexpr char32_t replacementCharacter = 0xFFFD;
-
 struct FileHandle
 {
     HANDLE handle;
@@ -49,46 +47,19 @@ const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
 
 Wide ToWide(std::string_view utf8)
 {
-    Wide wide;
-    for (std::size_t i = 0; i < utf8.size();)
-    {
-        const auto lead = static_cast<unsigned char>(utf8[i++]);
-        int more = 0;
-        if (lead >= 0xC0)
-            more = lead >= 0xF0 ? 3 : (lead >= 0xE0 ? 2 : 1);
-        char32_t code = more == 0 ? lead : lead & (0x3FU >> static_cast<unsigned>(more));
-        for (; more > 0 && i < utf8.size(); --more)
-            code = (code << 6) | (static_cast<unsigned char>(utf8[i++]) & 0x3FU);
-        if (code >= 0x10000)
-        {
-            wide += static_cast<WCHAR>(0xD800 + ((code - 0x10000) >> 10));
-            code = 0xDC00 + ((code - 0x10000) & 0x3FF);
-        }
-        wide += static_cast<WCHAR>(code);
-    }
+    Wide wide(utf8.size(), 0);
+    const auto bytes = static_cast<int>(utf8.size());
+    wide.resize(static_cast<std::size_t>(
+        ::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), static_cast<int>(wide.size()))));
     return wide;
 }
 
 std::string ToUtf8(std::basic_string_view<WCHAR> text)
 {
-    std::string utf8;
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        char32_t code = static_cast<char16_t>(text[i]);
-        if (code >= 0xD800 && code < 0xDC00 && i + 1 < text.size() && (text[i + 1] & 0xFC00) == 0xDC00)
-            code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<char16_t>(text[++i]) - 0xDC00U);
-        else if (code >= 0xD800 && code < 0xE000)
-            code = replacementCharacter;
-        const auto tail = [&](unsigned shift) { utf8 += static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
-        if (code < 0x80)
-            utf8 += static_cast<char>(code);
-        else if (code < 0x800)
-            utf8 += static_cast<char>(0xC0 | (code >> 6)), tail(0);
-        else if (code < 0x10000)
-            utf8 += static_cast<char>(0xE0 | (code >> 12)), tail(6), tail(0);
-        else
-            utf8 += static_cast<char>(0xF0 | (code >> 18)), tail(12), tail(6), tail(0);
-    }
+    std::string utf8(text.size() * 3, '\0');
+    const auto units = static_cast<int>(text.size());
+    utf8.resize(static_cast<std::size_t>(::WideCharToMultiByte(
+        CP_UTF8, 0, text.data(), units, utf8.data(), static_cast<int>(utf8.size()), nullptr, nullptr)));
     return utf8;
 }
 
