@@ -66,13 +66,13 @@ void ReportFailedExpression(
 }
 
 bool Checked(
-    LoggerTypeAbstract& logger, CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place)
+    LoggerTypeAbstract& (&logger)(), CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place)
 {
     bool failed = false;
     char text[reportTextCapacity]{};
     EvaluateCheck(kind, value, failed, text);
     if (failed)
-        ReportFailedExpression(logger, expression, place.signature, place.file, place.line, text, level);
+        ReportFailedExpression(logger(), expression, place.signature, place.file, place.line, text, level);
     return !failed;
 }
 

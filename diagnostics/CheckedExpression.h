@@ -75,8 +75,10 @@ void ReportFailedExpression(
     const char* context, int level);
 
 /// Evaluates one result and reports a failure with the caller's place.
+/// @param logger  asked for only by a failure: a check that passes is no logger's first use.
 /// @return true when the check passed. The last error is read before anything is logged.
 bool Checked(
-    LoggerTypeAbstract& logger, CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place = {});
+    LoggerTypeAbstract& (&logger)(), CheckKind kind, DWORD value, const char* expression, int level,
+    PlaceHere place = {});
 
 } // namespace scankelv

@@ -23,7 +23,7 @@ bool BinaryExecuteShellNoWait(
         "about to [%ws] <%ws> with argument \"%ws\" in working directory \"%ws\"...", verb, file, parameters,
         workingDirectory);
     const BOOL result = ::ShellExecuteExW(&info);
-    if (!Checked(DebugConsoleLogger(), CheckLastError, static_cast<DWORD>(result), "result", 1))
+    if (!Checked(DebugConsoleLogger, CheckLastError, static_cast<DWORD>(result), "result", 1))
         return false;
     if (info.hProcess != nullptr)
         ::CloseHandle(info.hProcess);

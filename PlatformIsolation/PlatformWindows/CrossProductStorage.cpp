@@ -37,13 +37,13 @@ REGSAM RightsOf(int access)
 
 bool BooleanOK(bool value, const char* expression, int level, PlaceHere place = {})
 {
-    return Checked(DebugConsoleLogger(), CheckBoolean, value, expression, level, place);
+    return Checked(DebugConsoleLogger, CheckBoolean, value, expression, level, place);
 }
 
 /// The failure text is the thread's last error at this moment, which the registry's own status need not have set.
 bool LastErrorOK(bool value, const char* expression, int level, PlaceHere place = {})
 {
-    return Checked(DebugConsoleLogger(), CheckLastError, value, expression, level, place);
+    return Checked(DebugConsoleLogger, CheckLastError, value, expression, level, place);
 }
 
 } // namespace

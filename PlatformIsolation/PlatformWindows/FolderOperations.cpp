@@ -55,7 +55,7 @@ bool FolderCreateIfAbsent(const char* path)
     if (PathExists(path, true))
         return true;
     const BOOL result = ::CreateDirectoryA(path, nullptr);
-    return Checked(DebugConsoleLogger(), CheckLastError, static_cast<DWORD>(result), "result", 0);
+    return Checked(DebugConsoleLogger, CheckLastError, static_cast<DWORD>(result), "result", 0);
 }
 
 } // namespace scankelv

@@ -56,7 +56,7 @@ LSTATUS RegSetValueImpl(HKEY key, const WCHAR* name, DWORD type, const void* val
 
 bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place = {})
 {
-    return Checked(DebugConsoleLogger(), CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
+    return Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
 }
 
 } // namespace
@@ -117,8 +117,8 @@ bool RegistryKey::QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* lengt
     *length = 0;
     const bool isString = QueryValue(name, &type, value, &bytes) && type == REG_SZ;
     if (!Checked(
-            DebugConsoleLogger(), CheckBoolean, isString,
-            "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )", 0))
+            DebugConsoleLogger, CheckBoolean, isString, "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )",
+            0))
         return false;
     *length = bytes / static_cast<DWORD>(sizeof(WCHAR));
     return true;
@@ -133,7 +133,7 @@ bool RegistryKey::QueryDWORDValue(const CharType* name, DWORD* value)
     DWORD type = REG_NONE;
     const bool isNumber = QueryValue<CharType>(name, &type, &number, &bytes) && type == REG_DWORD;
     if (!Checked(
-            DebugConsoleLogger(), CheckBoolean, isNumber,
+            DebugConsoleLogger, CheckBoolean, isNumber,
             "( QueryValue<CharType>(name, &type, value, &bytes) && (type == ( 4 )) )", 0))
         return false;
     *value = number;
@@ -143,7 +143,7 @@ bool RegistryKey::QueryDWORDValue(const CharType* name, DWORD* value)
 template <class CharType>
 bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, DWORD bytes)
 {
-    if (!Checked(DebugConsoleLogger(), "invariant", IsValid(), "IsValid()", 0))
+    if (!Checked(DebugConsoleLogger, "invariant", IsValid(), "IsValid()", 0))
         return false;
     return StatusOK(
         RegSetValueImpl(m_hKey, name, type, value, bytes),
@@ -155,7 +155,7 @@ bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, 
 template <class CharType>
 bool RegistryKey::SetStringValueNoExpand(const CharType* name, const CharType* value)
 {
-    if (!Checked(DebugConsoleLogger(), "bad argument", value != nullptr, "::PtrIsGoodString(value, 5)", 0))
+    if (!Checked(DebugConsoleLogger, "bad argument", value != nullptr, "::PtrIsGoodString(value, 5)", 0))
         return false;
     const std::size_t characters = std::basic_string_view<CharType>(value).size() + 1;
     return SetValue(name, REG_SZ, value, static_cast<DWORD>(characters * sizeof(CharType)));

@@ -64,7 +64,7 @@ ResourceLocation GetLocationByFolderID(int folderId)
     LPITEMIDLIST list = nullptr;
     const HRESULT specialFolderLocationHResult = ::SHGetSpecialFolderLocation(nullptr, folderId, &list);
     if (!Checked(
-            DebugConsoleLogger(), CheckErrorCode, static_cast<DWORD>(specialFolderLocationHResult),
+            DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(specialFolderLocationHResult),
             "specialFolderLocationHResult", 0))
         return {};
     return GetLocationByPIDL(list);
@@ -77,16 +77,16 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
     {
         ResourceLocation path_holder;
         const bool created = path_holder.Create(holder_size);
-        if (!Checked(DebugConsoleLogger(), "path_holder.Create", created, "created", 0))
+        if (!Checked(DebugConsoleLogger, "path_holder.Create", created, "created", 0))
             return {};
         const BOOL gotPath = ::SHGetPathFromIDListA(owned.Get(), path_holder.Elements());
-        if (!Checked(DebugConsoleLogger(), "SHGetPathFromIDListA", static_cast<DWORD>(gotPath), "gotPath", 0))
+        if (!Checked(DebugConsoleLogger, "SHGetPathFromIDListA", static_cast<DWORD>(gotPath), "gotPath", 0))
             return {};
         path_holder.Elements()[holder_size - 1] = '\0';
         if (path_holder.View().size() + 2 < holder_size)
             return path_holder;
         if (!Checked(
-                DebugConsoleLogger(), CheckBoolean, holder_size < PRACTICAL_SIZE_LIMIT,
+                DebugConsoleLogger, CheckBoolean, holder_size < PRACTICAL_SIZE_LIMIT,
                 "holder_size < PRACTICAL_SIZE_LIMIT", 0))
             return {};
     }
@@ -98,11 +98,11 @@ ResourceLocation LocationOfTemporaryRootFolder()
     {
         ResourceLocation path_holder;
         if (!Checked(
-                DebugConsoleLogger(), CheckBoolean, path_holder.Create(holder_size),
-                "path_holder.Create( holder_size )", 0))
+                DebugConsoleLogger, CheckBoolean, path_holder.Create(holder_size), "path_holder.Create( holder_size )",
+                0))
             return {};
         const DWORD tchar_required = ::GetTempPathA(holder_size, path_holder.Elements());
-        if (!Checked(DebugConsoleLogger(), CheckLastError, tchar_required, "( tchar_required !=0 )", 0))
+        if (!Checked(DebugConsoleLogger, CheckLastError, tchar_required, "( tchar_required !=0 )", 0))
             return {};
         if (tchar_required + 1 < holder_size)
             return path_holder;

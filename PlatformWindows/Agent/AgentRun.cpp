@@ -218,11 +218,11 @@ bool RunAgent()
     }
     catch (const XmlError& error)
     {
-        Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(error.Code()), "XML document operation", 1);
+        Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(error.Code()), "XML document operation", 1);
     }
     catch (const std::exception& error)
     {
-        Checked(AgentLogger(), error.what(), FALSE, "RunAgent", 1);
+        Checked(AgentLogger, error.what(), FALSE, "RunAgent", 1);
     }
     return false;
 }

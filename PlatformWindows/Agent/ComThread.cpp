@@ -9,7 +9,7 @@ namespace scankelv
 
 ComThread::ComThread() : m_result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))
 {
-    Checked(DebugConsoleLogger(), CheckErrorCode, static_cast<DWORD>(m_result), "comInitResult", 0);
+    Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(m_result), "comInitResult", 0);
 }
 
 ComThread::~ComThread()

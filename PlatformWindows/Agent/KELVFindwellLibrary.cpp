@@ -81,11 +81,11 @@ KELVFindwellLibrary::KELVFindwellLibrary()
     const ResourceLocation path = LocationOfModuleFile("FindwellDlg.dll");
     const bool loadLibrary = m_module.Load(path.Text());
     const CheckKind context = path.IsEmpty() ? "empty path to library" : path.Text();
-    if (!Checked(FindwellLibraryLogger(), context, loadLibrary, "loadLibrary", 1))
+    if (!Checked(FindwellLibraryLogger, context, loadLibrary, "loadLibrary", 1))
         return;
     for (const EntrySlot& slot : entrySlots)
         this->*slot.entry = m_module.Resolve(slot.name);
-    Checked(FindwellLibraryLogger(), "functions should be resolved", IsValid(), "IsValid()", 1);
+    Checked(FindwellLibraryLogger, "functions should be resolved", IsValid(), "IsValid()", 1);
 }
 
 bool KELVFindwellLibrary::IsValid() const

@@ -94,14 +94,14 @@ bool ParseDeviceList(const WCHAR* deviceListXml, XmlParsedDeviceList& device)
     XmlDocument document;
     if (!XmlOpenDocument(document))
         return false;
-    if (!Checked(AgentLogger(), CheckBoolean, XmlLoadText(document, deviceListXml), "loadXmlResult", 1))
+    if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceListXml), "loadXmlResult", 1))
         return false;
 
     for (const ListElement& row : listElements)
     {
         const XmlElement element = XmlSelectElement(document.Get(), row.query);
         const bool found(element);
-        if (row.absent == Absent::Fails && !Checked(AgentLogger(), CheckBoolean, found, row.expression, 1))
+        if (row.absent == Absent::Fails && !Checked(AgentLogger, CheckBoolean, found, row.expression, 1))
             return false;
         if (row.found != nullptr)
             device.*row.found = found;

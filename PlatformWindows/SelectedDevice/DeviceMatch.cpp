@@ -37,7 +37,7 @@ bool HasConfiguredIds(const AgentOptions& options, const XmlDocument& document, 
         if (wanted == nullptr)
             return false;
         const XmlElement element = XmlSelectElement(document.Get(), query);
-        if (!Checked(AgentLogger(), CheckBoolean, bool(element), expression, 0, place))
+        if (!Checked(AgentLogger, CheckBoolean, bool(element), expression, 0, place))
             return false;
         // An unreadable id counts as 0 on either side.
         if (ScanHexadecimal16(wanted, 0) != ScanHexadecimal16(XmlText(element.Get()).View(), 0))
@@ -70,14 +70,14 @@ try
     XmlDocument document;
     if (!XmlOpenDocument(document))
         return false;
-    if (!Checked(AgentLogger(), CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
+    if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
         return false;
     const XmlElement deviceIdElement = XmlSelectElement(document.Get(), OLESTR("//deviceid"));
-    if (!Checked(AgentLogger(), CheckBoolean, bool(deviceIdElement), "deviceIdElement", 1))
+    if (!Checked(AgentLogger, CheckBoolean, bool(deviceIdElement), "deviceIdElement", 1))
         return false;
     const _bstr_t deviceId = XmlText(deviceIdElement.Get());
     const XmlElement ioTypeElement = XmlSelectElement(document.Get(), OLESTR("//iotype"));
-    if (!Checked(AgentLogger(), CheckBoolean, bool(ioTypeElement), "ioTypeElement", 1))
+    if (!Checked(AgentLogger, CheckBoolean, bool(ioTypeElement), "ioTypeElement", 1))
         return false;
     const bool isNetwork = XmlText(ioTypeElement.Get()).View() == networkIoType;
 
@@ -99,12 +99,12 @@ try
 }
 catch (const XmlError& error)
 {
-    Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(error.Code()), "matchResult", 1);
+    Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(error.Code()), "matchResult", 1);
     return false;
 }
 catch (const std::bad_alloc&)
 {
-    Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(E_OUTOFMEMORY), "matchResult", 1);
+    Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(E_OUTOFMEMORY), "matchResult", 1);
     return false;
 }
 

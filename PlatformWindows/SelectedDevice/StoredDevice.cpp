@@ -233,7 +233,7 @@ void TryExportDeviceXml(const XmlParsedDeviceList& device, PlaceHere place = {})
     {
         exportResult = E_OUTOFMEMORY;
     }
-    Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(exportResult), "exportResult", 0, place);
+    Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(exportResult), "exportResult", 0, place);
 }
 
 } // namespace
@@ -245,7 +245,7 @@ bool StoreDeviceListAndUpdateIcc(const AgentOptions& options, const XmlParsedDev
     StartColourProfileUpdater(Terminated(device.productNameString));
 
     CrossProductStorage twainStorage(UserHive, TwainStoragePath(options.ProductName()).Text(), AccessWrite);
-    if (!Checked(AgentLogger(), "prerequisite check", twainStorage.IsValid(), "twainStorage.IsValid()", 0))
+    if (!Checked(AgentLogger, "prerequisite check", twainStorage.IsValid(), "twainStorage.IsValid()", 0))
         return false;
     TryExportDeviceXml(device);
     WriteRegistry(twainStorage, device);

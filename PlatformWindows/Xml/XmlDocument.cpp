@@ -53,6 +53,32 @@ VARIANT TextVariant(const _bstr_t& text)
     return variant;
 }
 
+bool IsXmlCharacter(WCHAR unit)
+{
+    return unit >= ' ' ? unit < 0xFFFE : unit == '\t' || unit == '\n' || unit == '\r';
+}
+
+// The model takes any text and writes it as it is. One stored value that XML cannot carry, a control character or half
+// a surrogate pair, would make the whole of a generated text unreadable: U+FFFD stands in its place.
+_bstr_t Carried(const _bstr_t& text)
+{
+    const WideView given = text.View();
+    WideText carried;
+    for (std::size_t at = 0; at < given.size(); ++at)
+    {
+        const bool leads = (given[at] & 0xFC00) == 0xD800;
+        const bool isPair = leads && at + 1 < given.size() && (given[at + 1] & 0xFC00) == 0xDC00;
+        if (!isPair && (!IsXmlCharacter(given[at]) || (given[at] & 0xF800) == 0xD800))
+        {
+            if (carried.empty())
+                carried = given;
+            carried[at] = 0xFFFD;
+        }
+        at += isPair ? 1 : 0;
+    }
+    return carried.empty() ? text : _bstr_t(WideView(carried));
+}
+
 // A document that does not load is a plain result, whatever code the model gives.
 template <class Source>
 bool Load(const XmlDocument& document, HRESULT (WINAPI IXMLDOMDocument::*member)(Source, VARIANT_BOOL*), Source source)
@@ -108,7 +134,7 @@ XmlDocument XmlCreateDocumentInitialisingCom()
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place)
 {
     const auto succeeded = [&place](HRESULT result, const char* expression) {
-        return Checked(AgentLogger(), CheckErrorCode, static_cast<DWORD>(result), expression, 1, place);
+        return Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(result), expression, 1, place);
     };
     return succeeded(XmlCreateDocument(document), "createInstanceResult") &&
            succeeded(document.Get()->put_async(VARIANT_FALSE), "putAsyncResult");
@@ -206,7 +232,7 @@ void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _b
 {
     const XmlElement element = XmlCreateElement(document, name);
     ComHandle<IXMLDOMText> content;
-    Call(document.Get(), &IXMLDOMDocument::createTextNode, text.Get(), content.Receive());
+    Call(document.Get(), &IXMLDOMDocument::createTextNode, Carried(text).Get(), content.Receive());
     XmlAppend(element.Get(), content.Get());
     XmlAppend(parent.Get(), element.Get());
 }

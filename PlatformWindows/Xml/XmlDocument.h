@@ -47,7 +47,8 @@ XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query);
 XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query);
 _bstr_t XmlText(IXMLDOMNode* node);
 
-/// Element `name` with one text node, the empty text included, appended to `parent`.
+/// Element `name` with one text node, the empty text included, appended to `parent`. U+FFFD stands for what XML cannot
+/// carry.
 void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text);
 /// Element `name` without content, appended to `parent`.
 void XmlAddEmptyElement(XmlDocument document, XmlElement parent, _bstr_t name);

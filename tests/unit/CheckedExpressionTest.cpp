@@ -15,7 +15,7 @@ TEST(Checked, TheLoggersFirstUseDoesNotHideTheLastError)
     const DebugConsoleCapture console;
     ::SetLastError(ERROR_ACCESS_DENIED);
     const int line = __LINE__ + 1;
-    EXPECT_FALSE(Checked(DebugConsoleLogger(), CheckLastError, 0, "result", 1));
+    EXPECT_FALSE(Checked(DebugConsoleLogger, CheckLastError, 0, "result", 1));
     EXPECT_EQ(static_cast<DWORD>(ERROR_ACCESS_DENIED), ::GetLastError());
     // The description of the logger, then the entry of five lines.
     const std::string prefix = Format<char>("ODS {%lX}: ", ::GetCurrentThreadId());
