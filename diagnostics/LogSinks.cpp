@@ -9,8 +9,14 @@ namespace
 
 void AppendToFile(HANDLE file, std::string_view text)
 {
-    // Other processes append to the same file: its end is looked for before every write.
-    if (file == INVALID_HANDLE_VALUE || ::SetFilePointer(file, 0, nullptr, FILE_END) == INVALID_SET_FILE_POINTER)
+    if (file == INVALID_HANDLE_VALUE)
+        return;
+    // Other processes append to the same file: its end is looked for before every write. Without a place for the upper
+    // half of its position, an end beyond 4 GB would not be found; with one, only the last error tells a failure.
+    LONG upperHalf = 0;
+    ::SetLastError(NO_ERROR);
+    const DWORD lowerHalf = ::SetFilePointer(file, 0, &upperHalf, FILE_END);
+    if (lowerHalf == INVALID_SET_FILE_POINTER && ::GetLastError() != NO_ERROR)
         return;
     DWORD written = 0;
     ::WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
@@ -52,31 +58,37 @@ void TextRenderCombo::Enable(DWORD sinks)
     m_toStandardError = (sinks & standardErrorSink) != 0;
 }
 
+void TextRenderCombo::Write(std::string_view text)
+{
+    if (m_toDebugConsole)
+        DebugConsoleWrite(text);
+    if (!m_toFile && !m_beeps && !m_toStandardError)
+        return;
+    if (text.size() > sizeof(m_entry) - m_entryLength)
+        EndEntry();
+    ++m_pieces;
+    if (text.size() > sizeof(m_entry))
+        Deliver(text);
+    else
+        m_entryLength += text.copy(m_entry + m_entryLength, text.size());
+}
+
 void TextRenderCombo::EndEntry()
 {
-    if (m_entryLength != 0)
-        AppendToFile(m_file, {m_entry, m_entryLength});
+    Deliver({m_entry, m_entryLength});
     m_entryLength = 0;
 }
 
-void TextRenderCombo::Write(std::string_view text)
+void TextRenderCombo::Deliver(std::string_view text)
 {
     constexpr DWORD toneHertz = 440;
     constexpr DWORD toneMilliseconds = 500;
-    if (m_toDebugConsole)
-        DebugConsoleWrite(text);
-    if (m_toFile)
-    {
-        if (text.size() > sizeof(m_entry) - m_entryLength)
-            EndEntry();
-        if (text.size() > sizeof(m_entry))
-            AppendToFile(m_file, text);
-        else
-            m_entryLength += text.copy(m_entry + m_entryLength, text.size());
-    }
-    if (m_beeps)
-        ::Beep(toneHertz, toneMilliseconds);
-    if (m_toStandardError)
+    if (m_toFile && !text.empty())
+        AppendToFile(m_file, text);
+    for (; m_pieces != 0; --m_pieces)
+        if (m_beeps)
+            ::Beep(toneHertz, toneMilliseconds);
+    if (m_toStandardError && !text.empty())
         static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 

@@ -45,17 +45,20 @@ public:
     TextRenderCombo& operator=(const TextRenderCombo&) = delete;
 
     void Enable(DWORD sinks);
-    /// One piece of an entry. The file gets the pieces at the entry's end, in one write, so that the lines of several
-    /// processes do not mix; only what is too long for that is written at once.
+    /// One piece of an entry. File, tones and standard error get the pieces at the entry's end, the file in one write,
+    /// so that the lines of several processes do not mix; only what is too long for that is written at once.
     void Write(std::string_view text);
     void EndEntry();
 
 private:
+    void Deliver(std::string_view text);
+
     bool m_toDebugConsole = false;
     bool m_toFile = false;
     bool m_beeps = false;
     bool m_toStandardError = false;
     HANDLE m_file;
+    int m_pieces = 0; ///< of the entry, a tone for each
     std::size_t m_entryLength = 0;
     char m_entry[1536];
 };
