@@ -70,10 +70,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RequireOneLineChanged(input, after, (section.size() + key.size() + value.size()) * widest + around);
     if (!IsPlainName(section) || !IsPlainName(key))
         return 0;
-    if (value.find(OLESTR('\r')) == value.npos)
-        Require(
-            file.SetString(section.c_str(), key.c_str(), value.c_str()) && ReadMachineFile(fileName) == after,
-            "a second write of the same changes nothing", after);
+    Require(
+        file.SetString(section.c_str(), key.c_str(), value.c_str()) && ReadMachineFile(fileName) == after,
+        "a second write of the same changes nothing", after);
     if (IsPlainName(value) && value.size() < 255 && value.find_first_of(OLESTR("\"'")) == value.npos)
     {
         scankelv::ResourceLocationWide read;

@@ -103,6 +103,21 @@ bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WC
         m_lastError = ERROR_INVALID_PARAMETER;
         return false;
     }
+    // A device's text may hold line breaks. What follows one would stand in the file as lines of their own, keys and
+    // sections among them, and stay there at the next write.
+    ResourceLocationWide line;
+    if (const WideView text = value; text.find_first_of(OLESTR("\r\n")) != WideView::npos)
+    {
+        line = ResourceLocationWide(text);
+        if (line.IsEmpty())
+        {
+            m_lastError = ERROR_NOT_ENOUGH_MEMORY;
+            return false;
+        }
+        const auto isBreak = [](WCHAR c) { return c == '\r' || c == '\n'; };
+        std::replace_if(line.Elements(), line.Elements() + text.size(), isBreak, static_cast<WCHAR>(' '));
+        value = line.Text();
+    }
     if (::WritePrivateProfileStringW(section, key, value, m_path.Text()) != 0)
         return true;
     m_lastError = ::GetLastError();

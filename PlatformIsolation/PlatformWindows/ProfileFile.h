@@ -40,6 +40,7 @@ public:
     bool GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR* buffer, DWORD size);
     /// The same as an owned text of at most 255 characters; `value` is untouched on failure.
     bool GetString(const WCHAR* section, const WCHAR* key, ResourceLocationWide& value);
+    /// Writes a text as one line: a line break in it becomes a blank.
     bool SetString(const WCHAR* section, const WCHAR* key, const WCHAR* value);
     /// Writes the number as signed decimal text: 4294967295 becomes "-1".
     bool SetULong(const WCHAR* section, const WCHAR* key, DWORD number);

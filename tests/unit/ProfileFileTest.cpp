@@ -87,7 +87,10 @@ TEST_F(Profile, WritesInTheFilesOwnEncoding)
         EXPECT_TRUE(wide.SetULong(OLESTR("IO"), OLESTR("Number"), 0xFFFFFFFF));
         EXPECT_TRUE(wide.SetULong(OLESTR("IO"), OLESTR("Other"), 2147483647));
         EXPECT_TRUE(wide.SetString(OLESTR("IO"), OLESTR("Name"), ToWide(longText).c_str()));
-        const std::string expected = "[IO]\r\nName=" + longText + "\r\nNumber=-1\r\nOther=2147483647\r\n";
+        for (int time = 0; time < 2; ++time)
+            EXPECT_TRUE(wide.SetString(OLESTR("IO"), OLESTR("Place"), OLESTR("a\n[S]\r\nName=b")));
+        const std::string expected =
+            "[IO]\r\nName=" + longText + "\r\nNumber=-1\r\nOther=2147483647\r\nPlace=a [S]  Name=b\r\n";
         EXPECT_EQ(isUtf16 ? "\xFF\xFE" + Utf16Bytes(ToWide(expected)) : expected, ReadFileBytes(path));
     }
 }
