@@ -14,9 +14,10 @@ std::uint32_t
 AgentClientAppHandler::HandleEvent(const WCHAR* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out)
 {
     constexpr std::uint32_t handled = 6;
-    if (eventName == nullptr || out == nullptr || !EqualsIgnoringAsciiCase(eventName, OLESTR("addbtn.onclick")))
+    if (eventName == nullptr || !EqualsIgnoringAsciiCase(eventName, OLESTR("addbtn.onclick")))
         return 0;
-    *out = 1;
+    if (out != nullptr)
+        *out = 1;
     return handled;
 }
 

@@ -44,10 +44,11 @@ public:
         const bool created = m_creationError == ERROR_SUCCESS;
         if (m_word == nullptr || (!created && m_creationError != ERROR_ALREADY_EXISTS))
             return "KELV cannot run due to problem detecting other program instances!";
-        if (created || *m_word == agentMayRun)
+        const DWORD word = *m_word; // once: another process may change it meanwhile
+        if (created || word == agentMayRun)
             return nullptr;
-        return *m_word == uninstallUnderWay ? "ScanKELV cannot run due to uninstall!"
-                                            : "ScanKELV cannot run due to other program instances running!";
+        return word == uninstallUnderWay ? "ScanKELV cannot run due to uninstall!"
+                                         : "ScanKELV cannot run due to other program instances running!";
     }
 
     /// Makes this process the one that runs; only when nothing speaks against it.

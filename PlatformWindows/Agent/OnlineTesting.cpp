@@ -110,8 +110,11 @@ void StoreAnswer(const WCHAR* productName, bool isNetwork)
     storage.SetULong("Changed", changed);
 }
 
+/// Cut at 255 characters; a null text leaves the buffer as it was.
 void Take(QueriedAddress& buffer, const WCHAR* text)
 {
+    if (text == nullptr)
+        return;
     const WideView given = WideView(text).substr(0, addressCapacity - 1);
     *std::ranges::copy(given, buffer.begin()).out = 0;
 }
@@ -136,6 +139,9 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
     storage.GetULong(OLESTR("ConnectionType"), &connectionType);
     AgentLogger().WriteLine("original device addresses %S, %S", address.data(), macAddress.data());
 
+    // What the answer leaves out stays as it was stored.
+    Take(answer.queriedAddress, address.data());
+    Take(answer.queriedMacAddress, macAddress.data());
     answer.queryPending = 1;
     const std::uint32_t queryResult = library.QueryDeviceAddress()(
         address.data(), macAddress.data(), &QueryDeviceAddressCallback, productName, options.VendorName());
@@ -145,7 +151,6 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
         return;
     }
     WriteLineInTurn("store Query results");
-    // Below zero: a library that calls back more than once must not hang the agent.
     while (answer.queryPending > 0)
         ::Sleep(pollInterval);
     StoreAnswer(productName, connectionType != 0);
@@ -158,21 +163,23 @@ std::uint32_t QueryDeviceAddressCallback(
     const auto number = [](const std::uint32_t* given, std::uint32_t otherwise) {
         return given == nullptr ? otherwise : *given;
     };
-    const auto text = [](const WCHAR* const* given) {
-        return given == nullptr || *given == nullptr ? OLESTR("") : *given;
-    };
+    const WCHAR* const addressText = address == nullptr ? nullptr : *address;
+    const WCHAR* const macAddressText = macAddress == nullptr ? nullptr : *macAddress;
+    const auto shown = [](const WCHAR* text) { return text == nullptr ? OLESTR("") : text; };
     constexpr std::uint32_t notAnswered = 1;
     constexpr std::uint32_t notChanged = 2;
     const std::uint32_t statusValue = number(status, notAnswered);
     const std::uint32_t changeValue = number(change, notChanged);
     WriteLineInTurn(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
-        static_cast<std::int32_t>(changeValue), text(address), text(macAddress));
+        static_cast<std::int32_t>(changeValue), shown(addressText), shown(macAddressText));
+    if (answer.queryPending <= 0)
+        return 0; // once more: what came first is being stored
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
     if (statusValue == 0)
     {
-        Take(answer.queriedAddress, text(address));
-        Take(answer.queriedMacAddress, text(macAddress));
+        Take(answer.queriedAddress, addressText);
+        Take(answer.queriedMacAddress, macAddressText);
     }
     answer.addressChanged = changeValue == 0 || changeValue == 1;
     --answer.queryPending;

@@ -61,7 +61,7 @@ TEST_F(AgentCoreTest, HandlerAnswersTheLibrary)
         std::uint32_t out = 9;
         EXPECT_EQ(answer, handler.HandleEvent(event, 1, 2, &out));
         EXPECT_EQ(answer == 6 ? 1U : 9U, out);
-        EXPECT_EQ(0U, handler.HandleEvent(event, 1, 2, nullptr));
+        EXPECT_EQ(answer, handler.HandleEvent(event, 1, 2, nullptr));
     }
     EXPECT_EQ(0U, handler.Query(7) + handler.CheckDevice(nullptr, nullptr));
     EXPECT_EQ(0U, handler.CheckDevice(OLESTR("<device>"), nullptr));
