@@ -47,6 +47,8 @@ const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
 
 Wide ToWide(std::string_view utf8)
 {
+    if (utf8.empty())
+        return {}; // an error to Windows
     Wide wide(utf8.size(), 0);
     const auto bytes = static_cast<int>(utf8.size());
     wide.resize(static_cast<std::size_t>(
@@ -56,6 +58,8 @@ Wide ToWide(std::string_view utf8)
 
 std::string ToUtf8(std::basic_string_view<WCHAR> text)
 {
+    if (text.empty())
+        return {};
     std::string utf8(text.size() * 3, '\0');
     const auto units = static_cast<int>(text.size());
     utf8.resize(static_cast<std::size_t>(::WideCharToMultiByte(
