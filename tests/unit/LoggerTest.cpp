@@ -214,7 +214,7 @@ TEST_F(Logger, KeepsTheLastErrorAndWhatOthersWroteAndSurvivesAMissingFolder)
 {
     WriteFileBytes(folder.File("Log.txt"), "earlier\r\n");
     LoggerTypeAbstract& first = Make({.mask = 2});
-    LoggerTypeAbstract& second = Make({.mask = 3});
+    LoggerTypeAbstract& second = Make({.mask = 7});
     ::SetLastError(ERROR_ACCESS_DENIED);
     first.WriteLine("1");
     second.WriteLine("2");

@@ -64,7 +64,8 @@ extern "C" void __wrap_OutputDebugStringA(LPCSTR text)
 extern "C" BOOL __wrap_Beep(DWORD /*hertz*/, DWORD /*milliseconds*/)
 {
     ++tones;
-    return TRUE;
+    ::SetLastError(ERROR_INVALID_FUNCTION); // as on a machine that cannot
+    return FALSE;
 }
 
 void CopyFileTo(const Wide& from, const Wide& to)

@@ -29,7 +29,8 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
 BOOL WINAPI CountTone(DWORD /*hertz*/, DWORD /*milliseconds*/)
 {
     ++tones;
-    return TRUE;
+    ::SetLastError(ERROR_INVALID_FUNCTION); // as on a machine that cannot
+    return FALSE;
 }
 
 } // namespace
