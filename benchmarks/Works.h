@@ -14,7 +14,7 @@ using Side = std::function<void(benchmark::State&)>;
 inline void Add(const std::string& name, const Side& project, const Side& floor)
 {
     for (const auto& [suffix, side] : {std::pair{"/project", project}, std::pair{"/floor", floor}})
-        benchmark::RegisterBenchmark((name + suffix).c_str(), side)->UseRealTime();
+        benchmark::RegisterBenchmark((name + suffix).c_str(), side);
 }
 
 void AddTextWorks();

@@ -63,7 +63,7 @@ def in_process(name):
         if "error_message" in run:
             raise RuntimeError(run["error_message"])
         if run["run_type"] == "iteration":
-            times[run["run_name"].split("/")[1]][run["repetition_index"]] = run["real_time"] * 1e-9
+            times[run["run_name"].split("/")[1]][run["repetition_index"]] = run["cpu_time"] * 1e-9
     return [times[side][repetition] for side in times for repetition in sorted(times[side])]
 
 

@@ -142,6 +142,7 @@ int main()
     start.cbSize = sizeof(start);
     start.fMask = SEE_MASK_NOCLOSEPROCESS;
     start.lpFile = updater.c_str();
+    start.lpDirectory = program.c_str(); // it writes there
     ::ShellExecuteExW(&start);
     VARIANT path{};
     path.vt = VT_BSTR;
