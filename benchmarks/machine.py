@@ -6,7 +6,6 @@ import os
 import re
 import shutil
 import struct
-import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DEBUG_INI = "[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n[Format]\r\nShowTime=1\r\nShowModule=1\r\n"
@@ -60,7 +59,7 @@ class Machine:
         return [self.program + "/ScanKELV", *arguments]
 
     def run(self, command, code=0, **more):
-        """One run, from empty logs. Returns its time in seconds."""
+        """One run, from empty logs. Returns the processor's time in seconds."""
         for file in (self.data + "/Log.txt", self.folder + "/console.txt", self.folder + "/library.txt"):
             write(file, "")
         return run(command, {**self.environment, **more}, code, self.awaits_all)
@@ -93,8 +92,8 @@ class WineMachine(Machine):
             "WINEPREFIX": prefix, "WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,mshtml=", "LC_ALL": "C.UTF-8",
             "FINDWELL_RECORD": self.windows_path("library.txt"), "HOME": folder, "TZ": "UTC"}
         os.makedirs(prefix, exist_ok=True)
-        for command in ([self.server, "-p"], [self.wine, "wineboot", "-u"]):
-            run(command, self.environment, awaits_all=False)
+        self.server_process = os.posix_spawn(self.server, [self.server, "-f", "-p"], self.environment)
+        run([self.wine, "wineboot", "-u"], self.environment, awaits_all=False)
         self.data = f"{self.drive_c}/users/{getpass.getuser()}/AppData/Local/ScanKELV"
 
     def windows_path(self, name):
@@ -103,24 +102,29 @@ class WineMachine(Machine):
     def agent(self, arguments):
         return [self.wine, self.program + "/ScanKELV.exe", *arguments]
 
+    def run(self, *command, **more):
+        before = self.served()
+        return super().run(*command, **more) + self.served() - before
+
+    def served(self):
+        """The processor's time that the server has taken, which does its part of the work."""
+        return int(read(f"/proc/{self.server_process}/schedstat").split()[0]) * 1e-9
+
     def end(self):
         run([self.server, "-k"], self.environment, awaits_all=False)
 
 
 def run(command, environment, code=0, awaits_all=True):
     quiet = [(os.POSIX_SPAWN_OPEN, output, "/dev/null", os.O_WRONLY, 0) for output in (1, 2)]
-    begin = time.perf_counter()
     process = os.posix_spawn(command[0], command, environment, file_actions=quiet)
     _, status, usage = os.wait4(process, 0)
-    # The processor's time: on a machine that others use too, a clock tells how long one stood in the queue. Not under
-    # Wine, whose server does its part of the work.
-    seconds = usage.ru_utime + usage.ru_stime if awaits_all else time.perf_counter() - begin
     with contextlib.suppress(ChildProcessError):
         while awaits_all:
             os.wait()
     if os.waitstatus_to_exitcode(status) != code:
         raise RuntimeError(f"{' '.join(command)} ended with {os.waitstatus_to_exitcode(status)}, not {code}")
-    return seconds
+    # On a machine that others use too, a clock would tell how long one stood in the queue.
+    return usage.ru_utime + usage.ru_stime
 
 
 class OtherAgent:
