@@ -152,13 +152,10 @@ def values_of_a_device(installation, machine, text, name):
     for _ in range(2):
         result = installation.run(machine, kind, FINDWELL_RECORD=drive_z(record))
         judge_stored(machine, result, "record", key=STORAGES + text if is_product else GENERIC_KEY, device=device)
-    lines = machine.file(CONFIG_INI).read_bytes().decode("utf-16").split("\r\n")
-    first = {}
-    for line in lines[1:lines.index("[IO]", 1) if "[IO]" in lines[1:] else None]:
-        first.setdefault(*line.partition("=")[::2])
-    expected = {"Address": "192.0.2.41", "HostName": "qlweir"} | ({"DeviceName": text} if is_line else {})
-    if lines[0] != "[IO]" or not expected.items() <= first.items():
-        raise Broken(f"Config.ini: {lines}")
+    wanted = {"Address": NEW_DEVICE["devicepath"], "DeviceName": re.sub("[\r\n]", " ", text),
+              "HostName": NEW_DEVICE["hostname"]}
+    if not {f"Config.ini {name}": value for name, value in wanted.items()}.items() <= machine.state().items():
+        raise Broken(f"stored: {machine.state()}")
     asked = [line for line in record.read_text().split("\n") if line.startswith("  filterText")]
     if is_line and f"<comment>{text}</comment>" not in asked[1].replace("&quot;", '"'):
         raise Broken(f"the next run reads {asked[1]}")
