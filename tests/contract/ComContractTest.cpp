@@ -67,17 +67,13 @@ TEST(ComContract, CreationIsRefusedWithItsReason)
         {CLSID_DOMDocument, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr, S_OK},
         {CLSID_DOMDocument, CLSCTX_INPROC_SERVER | CLSCTX_LOCAL_SERVER, IID_IXMLDOMNode, nullptr, S_OK},
         {noClass, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr, REGDB_E_CLASSNOTREG},
-        {CLSID_DOMDocument, CLSCTX_LOCAL_SERVER, IID_IXMLDOMDocument, nullptr, REGDB_E_CLASSNOTREG},
+        {CLSID_DOMDocument, CLSCTX_INPROC_HANDLER, IID_IXMLDOMDocument, nullptr, REGDB_E_CLASSNOTREG},
         {CLSID_DOMDocument, CLSCTX_INPROC_SERVER, noClass, nullptr, E_NOINTERFACE},
         {CLSID_DOMDocument, CLSCTX_INPROC_SERVER, IID_IXMLDOMElement, nullptr, E_NOINTERFACE},
         {CLSID_DOMDocument, CLSCTX_INPROC_SERVER, IID_IUnknown, document, CLASS_E_NOAGGREGATION},
     };
     for (const auto& row : rows)
-    {
-        if (row.context == CLSCTX_LOCAL_SERVER && test::OnWine32())
-            continue;
         EXPECT_EQ(row.result, Create(row.classId, row.context, row.interfaceId, row.outer)) << &row - rows;
-    }
     EXPECT_EQ(E_POINTER, ::CoCreateInstance(CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, nullptr));
     EXPECT_EQ(S_OK, ::OleRun(document));
 }

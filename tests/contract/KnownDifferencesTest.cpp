@@ -132,7 +132,7 @@ const struct
 {
     const char* what;
     const char* reason; // why the stand-in does not follow Wine
-    bool (*holds)();    // null: the cases that meet it leave it out, for it may wait for minutes
+    bool (*holds)();
 } differences[] = {
     {"a registry key's name of 256 characters", "255 are documented as the most", &LongKeyNameIsRefused},
     {"a negative number in a profile file", "documented as 0; Wine gives its bits", &NegativeNumberOfAProfileIsZero},
@@ -147,8 +147,6 @@ const struct
     {"a document load without a place for its result", "documented as a wrong argument", &LoadNeedsItsResult},
     {"an element's name with a blank", "such a document could not be read again", &NoElementHasABlankInItsName},
     {"white space between built elements", "the documented examples have none", &BuiltNodesAreNotIndented},
-    {"a class of this process asked for as a program, 32-bit Wine only", "its search for the program comes to any end",
-     nullptr},
     {"a document saved into a missing folder", "the reason is documented; Wine has one code for all",
      &SavingTellsWhyItFails},
 };
@@ -158,8 +156,6 @@ TEST(KnownDifferences, HoldEverywhereButUnderWine)
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     for (const auto& [what, reason, holds] : differences)
     {
-        if (holds == nullptr)
-            continue;
         if (OnWine())
             EXPECT_FALSE(holds()) << what << ": Wine now does it too, the row has to go (" << reason << ")";
         else

@@ -226,11 +226,6 @@ bool OnWine()
     return system != nullptr && ::GetProcAddress(system, "wine_get_version") != nullptr;
 }
 
-bool OnWine32()
-{
-    return sizeof(void*) == 4 && OnWine();
-}
-
 void SetVariable(std::string_view name, std::string_view value)
 {
     ::SetEnvironmentVariableW(ToWide(name).c_str(), value.empty() ? nullptr : ToWide(value).c_str());

@@ -92,8 +92,6 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
 
 /// Whether Wine stands in the place of Windows.
 bool OnWine();
-/// Whether it is Wine for 32-bit programs.
-bool OnWine32();
 
 /// Sets a variable of this process, which the programs it starts inherit; an empty value removes it.
 void SetVariable(std::string_view name, std::string_view value);

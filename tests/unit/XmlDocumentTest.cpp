@@ -146,11 +146,8 @@ TEST_F(XmlDocumentTest, OnAThreadWithoutCom)
         EXPECT_FALSE(XmlOpenDocument(document) || document);
         document = XmlCreateDocumentInitialisingCom();
         EXPECT_TRUE(document);
-        if (!OnWine32())
-        {
-            EXPECT_EQ(REGDB_E_CLASSNOTREG, XmlCreateDocument(document, CLSCTX_LOCAL_SERVER));
-            EXPECT_FALSE(document); // nor what it held before
-        }
+        EXPECT_EQ(REGDB_E_CLASSNOTREG, XmlCreateDocument(document, CLSCTX_INPROC_HANDLER));
+        EXPECT_FALSE(document); // nor what it held before
         ::CoUninitialize();
     }).join();
     EXPECT_EQ("createInstanceResult ", ReportedExpressions(console));
