@@ -46,7 +46,7 @@ DWORD DeleteError(const Wide& path)
 const bool isHolder = test::InRole(OLESTR("hold"), [](const Wide& path) -> UINT {
     const Opened held(path, GENERIC_READ, 0);
     test::WriteFileBytes(path + OLESTR(".held"), "");
-    ::Sleep(60000);
+    ::Sleep(test::patience);
     return 0;
 });
 
@@ -137,8 +137,7 @@ TEST_F(FileContract, SharingBindsBothSides)
     }
     // Another process holds as well, until it is killed.
     const test::Child holder(OLESTR("hold ") + m_file);
-    for (int tries = 0; tries < 3000 && !test::FileExists(m_file + OLESTR(".held")); ++tries)
-        ::Sleep(10);
+    ASSERT_TRUE(test::Eventually([this] { return test::FileExists(m_file + OLESTR(".held")); }));
     EXPECT_EQ(refused, DeleteError(m_file));
     for (const DWORD access : {read, write})
         EXPECT_EQ(refused, Opened(m_file, access, shareBoth).error);

@@ -44,7 +44,7 @@ const bool holder = test::InRole(OLESTR("hold"), [](const Wide&) -> UINT {
     const Mapping readiness(ready), held(object);
     InterlockedExchangeAdd(held.Word(), 1000);
     InterlockedIncrement(readiness.Word());
-    ::Sleep(60000);
+    ::Sleep(test::patience);
     return 0;
 });
 
@@ -126,9 +126,7 @@ TEST(NamedMapping, TheObjectLivesAsLongAsSomeProcessHoldsIt)
     const Mapping readiness(ready);
     LONG* const word = readiness.Word();
     const auto reaches = [word](LONG number) {
-        for (int i = 0; i < 3000 && InterlockedExchangeAdd(word, 0) != number; ++i)
-            ::Sleep(10);
-        return InterlockedExchangeAdd(word, 0) == number;
+        return test::Eventually([&] { return InterlockedExchangeAdd(word, 0) == number; });
     };
     {
         const Child child(OLESTR("hold 1"));

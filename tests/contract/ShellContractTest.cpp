@@ -144,7 +144,7 @@ TEST(ShellContract, ProgramsThatItStarts)
             EXPECT_EQ(row.error, error);
             continue;
         }
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(info.hProcess, 30000));
+        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(info.hProcess, test::patience));
         EXPECT_TRUE(::CloseHandle(info.hProcess));
         const Wide report = row.folder == given.c_str() ? folder.File(test::ToUtf8(reportName)) : Wide(reportName);
         EXPECT_EQ(test::ToUtf8(OLESTR("\"") + program + OLESTR("\" ") + row.parameters), test::ReadFileBytes(report));

@@ -4,9 +4,7 @@
 #include "TestSupport.h"
 
 #include <algorithm>
-#include <chrono>
 #include <shlobj.h>
-#include <thread>
 
 namespace test
 {
@@ -74,6 +72,15 @@ public:
         return FileExists(file) ? ReadFileBytes(file) : std::string();
     }
 
+    /// What the updater wrote, a line for each of its starts; the agent does not wait for it.
+    std::string UpdaterRecord(std::ptrdiff_t starts) const
+    {
+        const Wide file = File("Hueward.log");
+        const auto record = [&file] { return FileExists(file) ? ReadFileBytes(file) : std::string(); };
+        EXPECT_TRUE(Eventually([&] { return std::ranges::count(record(), '\n') >= starts; }));
+        return record();
+    }
+
 private:
     static Wide DataFolder()
     {
@@ -96,14 +103,5 @@ private:
     TemporaryFolder m_temporary;
     Wide m_folder;
 };
-
-/// Waits for what another process does; ten seconds at the most, many times what a loaded machine takes.
-template <class Condition>
-bool Eventually(Condition condition)
-{
-    for (int left = 400; left > 0 && !condition(); --left)
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    return condition();
-}
 
 } // namespace test

@@ -17,15 +17,15 @@ inline Wide ProgramPath()
 class Child
 {
 public:
-    /// The command line's first word names the role; see InRole.
-    explicit Child(Wide commandLine)
+    /// Of this program, the command line's first word names the role; see InRole.
+    explicit Child(Wide commandLine, const Wide& program = ProgramPath())
     {
         SetVariable("SCANKELV_TEST_ROLE", "1");
         STARTUPINFOW startup{};
         startup.cb = sizeof(startup);
         EXPECT_NE(
             0, ::CreateProcessW(
-                   ProgramPath().c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                   program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                    &m_process))
             << ::GetLastError();
         SetVariable("SCANKELV_TEST_ROLE", "");
@@ -42,7 +42,6 @@ public:
     HANDLE Process() const { return m_process.hProcess; }
     DWORD Wait() const
     {
-        constexpr DWORD patience = 60000;
         EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(m_process.hProcess, patience));
         DWORD exitCode = 0;
         EXPECT_NE(0, ::GetExitCodeProcess(m_process.hProcess, &exitCode));

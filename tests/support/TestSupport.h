@@ -14,6 +14,23 @@ namespace test
 
 using Wide = std::basic_string<WCHAR>;
 
+/// Milliseconds until what a test waits for counts as hanging: beyond what CTest gives a whole test.
+inline constexpr DWORD patience = 1200000;
+
+/// Waits until the condition holds. @return whether it does
+template <class Condition>
+bool Eventually(Condition condition)
+{
+    constexpr DWORD pause = 10; // milliseconds
+    for (DWORD waited = 0; waited < patience; waited += pause)
+    {
+        if (condition())
+            return true;
+        ::Sleep(pause);
+    }
+    return false;
+}
+
 /// UTF-16 of UTF-8 and back; a lone surrogate becomes U+FFFD.
 Wide ToWide(std::string_view utf8);
 std::string ToUtf8(std::basic_string_view<WCHAR> text);
@@ -87,7 +104,7 @@ struct ProgramResult
     std::string debugConsole; ///< what it wrote to the debugger console
 };
 
-/// Starts a program with exactly this command line and waits for its end, 60 seconds at the most.
+/// Starts a program with exactly this command line and waits for its end.
 ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder = {});
 
 /// Whether Wine stands in the place of Windows.

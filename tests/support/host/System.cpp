@@ -116,7 +116,6 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
                          currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
     if (result.started)
     {
-        constexpr DWORD patience = 60000;
         if (::WaitForSingleObject(process.hProcess, patience) != WAIT_OBJECT_0)
         {
             ADD_FAILURE() << ToUtf8(program) << " did not end in time";

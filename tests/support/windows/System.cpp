@@ -51,11 +51,12 @@ int OnOwnMachine(const std::function<int()>& tests)
 Wide MakeTemporaryFolder()
 {
     static std::atomic<unsigned> number = 0;
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() /
-        ("scankelv-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(number++));
-    std::filesystem::remove_all(path);
-    std::filesystem::create_directories(path);
+    // Another process of the same id may have left some, in use by programs that it had started.
+    std::filesystem::path path;
+    do
+        path = std::filesystem::temp_directory_path() /
+               ("scankelv-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(number++));
+    while (!std::filesystem::create_directory(path));
     return path.native();
 }
 
@@ -119,7 +120,6 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
                          currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
     if (!result.started)
         return result;
-    constexpr DWORD patience = 60000;
     DEBUG_EVENT event{};
     for (bool ended = false; !ended;)
     {
