@@ -34,12 +34,12 @@ protected:
 
 TEST_F(XmlLoadContract, TextsAreTakenOrRefused)
 {
+    for (const WCHAR* const halfOfAPair : {OLESTR("<x>\xD83D</x>"), OLESTR("<x>\xDE00</x>")})
+        EXPECT_FALSE(test::Load(document, halfOfAPair));
     test::ExpectAnswers("contract/data/XmlLoads.txt", [this](const std::string& text) {
         EXPECT_TRUE(test::Load(document, "<before/>"));
         return Held(document, test::Load(document, text));
     });
-    for (const WCHAR* const halfOfAPair : {OLESTR("<x>\xD83D</x>"), OLESTR("<x>\xDE00</x>")})
-        EXPECT_FALSE(test::Load(document, halfOfAPair));
     VARIANT_BOOL success = 77;
     EXPECT_EQ(S_FALSE, document->loadXML(nullptr, &success));
     EXPECT_EQ(VARIANT_FALSE, success);
