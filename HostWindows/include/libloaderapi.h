@@ -13,7 +13,7 @@ inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT = 0x2;
 inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 0x4;
 
 HMODULE GetModuleHandleW(LPCWSTR name);
-/// Only by an address, and without counting: both flags must be given.
+/// Only by an address, and without counting.
 BOOL GetModuleHandleExW(DWORD flags, LPCWSTR address, HMODULE* module);
 
 /// @param size  characters that fit, terminator counted

@@ -54,8 +54,6 @@ struct IXMLDOMDocument : IXMLDOMNode
     virtual HRESULT put_async(VARIANT_BOOL isAsync) = 0;
     virtual HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) = 0;
     virtual HRESULT save(VARIANT destination) = 0;
-    virtual HRESULT get_validateOnParse(VARIANT_BOOL* isValidating) = 0;
-    virtual HRESULT get_resolveExternals(VARIANT_BOOL* isResolving) = 0;
     virtual HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) = 0;
 };
 

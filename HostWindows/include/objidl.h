@@ -6,14 +6,9 @@
 
 struct IMalloc : IUnknown
 {
-    virtual void* Alloc(SIZE_T bytes) = 0;
-    virtual void* Realloc(void* memory, SIZE_T bytes) = 0;
     virtual void Free(void* memory) = 0;
-    virtual SIZE_T GetSize(void* memory) = 0;
     virtual int DidAlloc(void* memory) = 0;
-    virtual void HeapMinimize() = 0;
 
 protected:
     ~IMalloc() = default;
 };
-using LPMALLOC = IMalloc*;

@@ -15,16 +15,12 @@ inline constexpr VARTYPE VT_BSTR = 8;
 struct VARIANT
 {
     VARTYPE vt;
-    WORD wReserved1;
-    WORD wReserved2;
-    WORD wReserved3;
     union
     {
         LONG lVal;
         BSTR bstrVal;
     };
 };
-using VARIANTARG = VARIANT;
 
 extern "C" {
 /// Null for a null text or when memory runs out; so below.
@@ -34,7 +30,4 @@ BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
 void SysFreeString(BSTR text);
 /// Characters, terminator not counted; 0 for null.
 UINT SysStringLen(BSTR text);
-
-void VariantInit(VARIANTARG* variant);
-HRESULT VariantClear(VARIANTARG* variant);
 }

@@ -5,24 +5,7 @@
 
 struct STARTUPINFOW
 {
-    DWORD cb;
-    LPWSTR lpReserved;
-    LPWSTR lpDesktop;
-    LPWSTR lpTitle;
-    DWORD dwX;
-    DWORD dwY;
-    DWORD dwXSize;
-    DWORD dwYSize;
-    DWORD dwXCountChars;
-    DWORD dwYCountChars;
-    DWORD dwFillAttribute;
-    DWORD dwFlags;
-    WORD wShowWindow;
-    WORD cbReserved2;
-    LPBYTE lpReserved2;
-    HANDLE hStdInput;
-    HANDLE hStdOutput;
-    HANDLE hStdError;
+    DWORD cb; // and nothing else is looked at
 };
 using LPSTARTUPINFOW = STARTUPINFOW*;
 
@@ -40,14 +23,14 @@ DWORD GetCurrentProcessId();
 DWORD GetCurrentThreadId();
 
 /// Starts a program. The program must be named by its path, and the command line be given; the environment is always
-/// the caller's own, and the start information is not looked at. A Linux program reads its arguments split as the
-/// Windows C runtime splits a command line; GetCommandLine gives the line exactly.
+/// the caller's own, and the start information is not looked at. A Linux program reads its arguments split at the
+/// blanks outside of quotes; GetCommandLine gives the line exactly.
 BOOL CreateProcessW(
     LPCWSTR program, LPWSTR commandLine, LPSECURITY_ATTRIBUTES processAttributes,
     LPSECURITY_ATTRIBUTES threadAttributes, BOOL inheritHandles, DWORD flags, LPVOID environment, LPCWSTR currentFolder,
     LPSTARTUPINFOW startup, LPPROCESS_INFORMATION information);
 
-/// Of the exit code that a program ends with by itself, Linux keeps the low 8 bits.
+/// Linux keeps the low 8 bits; a program that was ended has 128 and the signal's number, whatever code was asked.
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode);
 BOOL TerminateProcess(HANDLE process, UINT exitCode);
 [[noreturn]] void ExitProcess(UINT exitCode);

@@ -18,12 +18,7 @@ struct SHELLEXECUTEINFOW
     LPCWSTR lpDirectory;
     int nShow;
     HINSTANCE hInstApp; ///< out: above 32, or the reason of a failure
-    LPVOID lpIDList;
-    LPCWSTR lpClass;
-    HKEY hkeyClass;
-    DWORD dwHotKey;
-    HANDLE hIcon;
-    HANDLE hProcess; ///< out: the caller's to close, with SEE_MASK_NOCLOSEPROCESS
+    HANDLE hProcess;    ///< out: the caller's to close, with SEE_MASK_NOCLOSEPROCESS
 };
 
 extern "C" {

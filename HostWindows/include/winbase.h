@@ -1,4 +1,4 @@
-// Profile files, message texts, local memory, pointer probes.
+// Profile files, message texts, local memory.
 #pragma once
 
 #include "minwinbase.h"
@@ -11,7 +11,6 @@ inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 inline constexpr DWORD FILE_FLAG_BACKUP_SEMANTICS = 0x02000000;
 inline constexpr DWORD FILE_FLAG_SEQUENTIAL_SCAN = 0x08000000; // a hint, and not taken
 inline constexpr DWORD FILE_BEGIN = 0;
-inline constexpr DWORD FILE_CURRENT = 1;
 inline constexpr DWORD FILE_END = 2;
 
 extern "C" {
@@ -32,17 +31,10 @@ inline constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x00001000;
 DWORD
 FormatMessageA(DWORD flags, LPCVOID source, DWORD code, DWORD language, LPSTR buffer, DWORD size, va_list* arguments);
 
-inline constexpr UINT LMEM_FIXED = 0x0000;
-inline constexpr UINT LMEM_ZEROINIT = 0x0040;
-inline constexpr UINT LPTR = LMEM_FIXED | LMEM_ZEROINIT;
+inline constexpr UINT LPTR = 0x0040; ///< zeroed, as all of it is
 
 HLOCAL LocalAlloc(UINT flags, SIZE_T bytes);
 HLOCAL LocalFree(HLOCAL memory);
-
-/// Whether a text cannot be read up to its terminator or `most` characters, whichever comes first.
-BOOL IsBadStringPtrA(LPCSTR text, UINT_PTR most);
-BOOL IsBadStringPtrW(LPCWSTR text, UINT_PTR most);
-BOOL IsBadWritePtr(LPVOID memory, UINT_PTR bytes);
 
 /// The entry of a windowless program, defined by the program; its exit code is what this returns.
 int wWinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR arguments, int show);

@@ -7,7 +7,6 @@
 
 using BYTE = std::uint8_t;
 using UCHAR = std::uint8_t;
-using CHAR = char;
 using WCHAR = char16_t;
 using SHORT = std::int16_t;
 using USHORT = std::uint16_t;
@@ -18,42 +17,28 @@ using BOOL = int;
 using LONG = std::int32_t;
 using ULONG = std::uint32_t;
 using DWORD = std::uint32_t;
-using LONGLONG = std::int64_t;
 using ULONGLONG = std::uint64_t;
-using DWORD64 = std::uint64_t;
 using INT_PTR = std::intptr_t;
 using UINT_PTR = std::uintptr_t;
 using LONG_PTR = std::intptr_t;
-using ULONG_PTR = std::uintptr_t;
 using DWORD_PTR = std::uintptr_t;
 using SIZE_T = std::size_t;
-using WPARAM = UINT_PTR;
-using LPARAM = LONG_PTR;
 
-using VOID = void;
 using PVOID = void*;
 using LPVOID = void*;
 using LPCVOID = const void*;
 using LPBYTE = BYTE*;
 using LPBOOL = BOOL*;
-using PBYTE = BYTE*;
 using LPDWORD = DWORD*;
-using PDWORD = DWORD*;
-using LPWORD = WORD*;
 using PLONG = LONG*;
-using LPLONG = LONG*;
 using PUINT = UINT*;
-using LPSTR = CHAR*;
-using LPCSTR = const CHAR*;
+using LPSTR = char*;
+using LPCSTR = const char*;
 using LPWSTR = WCHAR*;
-using PWSTR = WCHAR*;
 using LPCWSTR = const WCHAR*;
-using PCWSTR = const WCHAR*;
 
 using HANDLE = void*;
-using LPHANDLE = HANDLE*;
 using HLOCAL = HANDLE;
-using HGLOBAL = HANDLE;
 using HRESULT = LONG;
 
 // As with the Windows headers under STRICT, handles of different kinds are different types.
@@ -74,8 +59,6 @@ inline constexpr std::size_t MAX_PATH = 260;
 
 #define WINAPI
 #define CALLBACK
-#define APIENTRY
-#define STDMETHODCALLTYPE
 
 inline constexpr WORD LOWORD(DWORD_PTR value)
 {

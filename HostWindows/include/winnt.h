@@ -28,24 +28,10 @@ inline LONG InterlockedIncrement(LONG volatile* addend)
 {
     return __atomic_add_fetch(addend, 1, __ATOMIC_SEQ_CST);
 }
-inline LONG InterlockedDecrement(LONG volatile* addend)
-{
-    return __atomic_sub_fetch(addend, 1, __ATOMIC_SEQ_CST);
-}
-inline LONG InterlockedExchange(LONG volatile* target, LONG value)
-{
-    return __atomic_exchange_n(target, value, __ATOMIC_SEQ_CST);
-}
 inline LONG InterlockedExchangeAdd(LONG volatile* addend, LONG value)
 {
     return __atomic_fetch_add(addend, value, __ATOMIC_SEQ_CST);
 }
-inline LONG InterlockedCompareExchange(LONG volatile* target, LONG exchange, LONG comparand)
-{
-    __atomic_compare_exchange_n(target, &comparand, exchange, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
-    return comparand;
-}
-
 // Security identifiers, access lists and descriptors, laid out as Windows lays them out.
 struct SID_IDENTIFIER_AUTHORITY
 {
@@ -91,7 +77,6 @@ inline constexpr BYTE ACCESS_ALLOWED_ACE_TYPE = 0;
 
 using SECURITY_DESCRIPTOR_CONTROL = WORD;
 inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_PRESENT = 0x0004;
-inline constexpr SECURITY_DESCRIPTOR_CONTROL SE_DACL_DEFAULTED = 0x0008;
 
 struct SECURITY_DESCRIPTOR
 {

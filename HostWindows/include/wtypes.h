@@ -4,8 +4,6 @@
 #include "windef.h"
 
 using OLECHAR = WCHAR;
-using LPOLESTR = OLECHAR*;
-using LPCOLESTR = const OLECHAR*;
 using BSTR = OLECHAR*;
 
 #define OLESTR(text) u##text

@@ -1,5 +1,6 @@
 // Conversion between UTF-16 and 8-bit texts.
 
+#include "Handles.h"
 #include "Paths.h"
 
 #include <limits>
@@ -108,26 +109,20 @@ std::basic_string<To> Converted(std::basic_string_view<From> text, bool& wellFor
     return converted;
 }
 
-int Refused(DWORD error)
-{
-    ::SetLastError(error);
-    return 0;
-}
-
 /// The two calls below, which differ in their types alone. Nothing is allocated: every logged text passes here.
 template <class To, class From>
 int Convert(UINT codePage, bool strict, const From* text, int length, To* buffer, int room)
 {
     if ((codePage != CP_ACP && codePage != CP_UTF8) || text == nullptr || length == 0 || length < -1 || room < 0)
-        return Refused(ERROR_INVALID_PARAMETER);
+        return Refused<int>(ERROR_INVALID_PARAMETER);
     const std::basic_string_view<From> view(
         text, length < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<std::size_t>(length));
     bool wellFormed = true;
     const std::size_t count = Write(view, buffer, static_cast<std::size_t>(room), wellFormed);
     if (strict && !wellFormed)
-        return Refused(ERROR_NO_UNICODE_TRANSLATION);
+        return Refused<int>(ERROR_NO_UNICODE_TRANSLATION);
     const auto limit = static_cast<std::size_t>(room == 0 ? std::numeric_limits<int>::max() : room);
-    return count > limit ? Refused(ERROR_INSUFFICIENT_BUFFER) : static_cast<int>(count);
+    return count > limit ? Refused<int>(ERROR_INSUFFICIENT_BUFFER) : static_cast<int>(count);
 }
 
 } // namespace
@@ -156,6 +151,6 @@ int WideCharToMultiByte(
     LPBOOL defaultUsed)
 {
     if (defaultCharacter != nullptr || defaultUsed != nullptr) // UTF-8 has a form for every character
-        return hostwindows::Refused(ERROR_INVALID_PARAMETER);
+        return hostwindows::Refused<int>(ERROR_INVALID_PARAMETER);
     return hostwindows::Convert(codePage, (flags & WC_ERR_INVALID_CHARS) != 0, text, length, buffer, room);
 }

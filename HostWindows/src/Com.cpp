@@ -61,19 +61,6 @@ UINT SysStringLen(BSTR text)
     return text == nullptr ? 0 : static_cast<UINT>(*PrefixOf(text) / sizeof(OLECHAR));
 }
 
-void VariantInit(VARIANTARG* variant)
-{
-    variant->vt = VT_EMPTY;
-}
-
-HRESULT VariantClear(VARIANTARG* variant)
-{
-    if (variant->vt == VT_BSTR)
-        ::SysFreeString(variant->bstrVal);
-    variant->vt = VT_EMPTY;
-    return S_OK;
-}
-
 HRESULT CoInitializeEx(LPVOID, DWORD model)
 {
     model &= COINIT_APARTMENTTHREADED;

@@ -10,12 +10,12 @@
 namespace hostwindows
 {
 
-/// Its locks hold between descriptors as well as between processes, and a killed process loses them.
+/// Its locks hold between descriptors as well as between processes, and a killed process loses them. They are of the
+/// whole file unless a first byte and a number of bytes are given.
 class Descriptor
 {
 public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : m_number(number) {}
+    explicit Descriptor(int number = -1) : m_number(number) {}
     Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
     Descriptor& operator=(Descriptor other) noexcept
     {
@@ -36,34 +36,24 @@ public:
     bool IsOpen() const { return m_number >= 0; }
     int Number() const { return m_number; }
 
-    /// Takes or gives back (F_UNLCK) a lock of the whole file. @return false with errno when it cannot be had
-    bool LockWhole(short type, bool wait) const
+    /// Takes or gives back (F_UNLCK) a lock. @return false with errno when it cannot be had
+    bool Lock(short type, int command = F_OFD_SETLK, ::off_t first = 0, ::off_t count = 0) const
     {
-        struct ::flock lock = WholeFile(type);
-        while (::fcntl(m_number, wait ? F_OFD_SETLKW : F_OFD_SETLK, &lock) != 0)
-            if (errno != EINTR)
-                return false;
-        return true;
+        struct ::flock lock = {type, SEEK_SET, first, count, 0};
+        int result = 0;
+        while ((result = ::fcntl(m_number, command, &lock)) != 0 && errno == EINTR)
+            continue;
+        return result == 0;
     }
-    /// Whether another open file description holds a lock on the file.
-    bool IsLockedElsewhere() const
+    /// Whether another open file description holds a lock there.
+    bool IsLockedElsewhere(::off_t first = 0, ::off_t count = 0) const
     {
-        struct ::flock lock = WholeFile(F_WRLCK);
+        struct ::flock lock = {F_WRLCK, SEEK_SET, first, count, 0};
         return ::fcntl(m_number, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     }
 
 private:
-    static struct ::flock WholeFile(short type)
-    {
-        struct ::flock lock
-        {
-        };
-        lock.l_type = type;
-        lock.l_whence = SEEK_SET;
-        return lock;
-    }
-
-    int m_number = -1;
+    int m_number;
 };
 
 } // namespace hostwindows

@@ -6,60 +6,34 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fcntl.h>
-#include <limits>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace hostwindows
 {
 namespace
 {
 
-class FileObject final : public HandleObject
+constexpr ::mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
+
+struct FileObject final : HandleObject
 {
-public:
-    FileObject(SharedFile file, DWORD access) : m_file(std::move(file)), m_access(access) {}
+    FileObject(Descriptor opened, DWORD allowed) : file(std::move(opened)), access(allowed) {}
 
-    int Descriptor() const { return m_file.Descriptor(); }
-    bool MayRead() const { return (m_access & (GENERIC_READ | GENERIC_ALL)) != 0; }
-    bool MayWrite() const { return (m_access & (GENERIC_WRITE | GENERIC_ALL)) != 0; }
-
-private:
-    SharedFile m_file;
-    DWORD m_access;
+    Descriptor file;
+    DWORD access; // GENERIC_READ and GENERIC_WRITE
 };
-
-BOOL Failed(DWORD error)
-{
-    ::SetLastError(error);
-    return FALSE;
-}
 
 BOOL Result(int status)
 {
-    return status == 0 ? TRUE : Failed(ErrorFromErrno(errno));
-}
-
-FoundPath Find(LPCWSTR name)
-{
-    return FindPath(name == nullptr ? std::u16string_view() : std::u16string_view(name));
-}
-
-/// Of what exists; a missing file gives 2.
-FoundPath FindExisting(LPCWSTR name)
-{
-    FoundPath found = Find(name);
-    if (found.error == NO_ERROR && !found.exists)
-        found.error = ERROR_FILE_NOT_FOUND;
-    return found;
+    return status == 0 ? TRUE : Refused(ErrorFromErrno(errno));
 }
 
 /// @return 0 or why a file or folder that is there, or is not, cannot be opened this way
 DWORD Refusal(const FoundPath& found, DWORD disposition, DWORD flags)
 {
-    const bool mustExist = disposition == OPEN_EXISTING || disposition == TRUNCATE_EXISTING;
-    if (!found.exists && mustExist)
+    if (found.error != NO_ERROR)
+        return found.error;
+    if (!found.exists && disposition == OPEN_EXISTING)
         return ERROR_FILE_NOT_FOUND;
     if (found.exists && disposition == CREATE_NEW)
         return ERROR_FILE_EXISTS;
@@ -69,46 +43,21 @@ DWORD Refusal(const FoundPath& found, DWORD disposition, DWORD flags)
     return found.folderNeeded ? ERROR_INVALID_NAME : NO_ERROR;
 }
 
-int OpenFlags(const FoundPath& found, DWORD disposition)
-{
-    if (found.isFolder)
-        return O_DIRECTORY;
-    switch (disposition)
-    {
-    case CREATE_NEW:
-        return O_CREAT | O_EXCL;
-    case CREATE_ALWAYS:
-        return O_CREAT | O_TRUNC;
-    case OPEN_ALWAYS:
-        return O_CREAT;
-    case TRUNCATE_EXISTING:
-        return O_TRUNC;
-    default:
-        return 0;
-    }
-}
-
 HANDLE OpenFile(const FoundPath& found, DWORD access, DWORD sharing, DWORD disposition, DWORD flags)
 {
-    DWORD error = found.error;
-    if (disposition < CREATE_NEW || disposition > TRUNCATE_EXISTING)
-        error = ERROR_INVALID_PARAMETER;
+    constexpr int openFlags[] = {0, O_CREAT | O_EXCL, O_CREAT | O_TRUNC, 0, O_CREAT}; // by the disposition
+    const bool known = disposition >= CREATE_NEW && disposition <= OPEN_ALWAYS;
+    DWORD error = known ? Refusal(found, disposition, flags) : ERROR_INVALID_PARAMETER;
+    // A folder is never opened for writing in Linux; its handle only proves that it is there.
+    const DWORD wanted = found.isFolder ? 0 : (access & GENERIC_ALL) != 0 ? GENERIC_READ | GENERIC_WRITE : access;
+    Descriptor file;
     if (error == NO_ERROR)
-        error = Refusal(found, disposition, flags);
-    SharedFile file;
+        error = OpenShared(file, found.path, wanted, sharing, found.isFolder ? O_DIRECTORY : openFlags[disposition]);
+    HANDLE handle = nullptr;
     if (error == NO_ERROR)
-    {
-        const DWORD both = GENERIC_READ | GENERIC_WRITE;
-        // A folder is never opened for writing in Linux; its handle only proves that it is there.
-        const DWORD wanted = found.isFolder ? 0 : access | ((access & GENERIC_ALL) != 0 ? both : 0);
-        error = file.Open(found.path, wanted, sharing, OpenFlags(found, disposition));
-    }
-    if (error != NO_ERROR)
-    {
+        handle = MakeHandle(std::make_unique<FileObject>(std::move(file), wanted));
+    else
         ::SetLastError(error);
-        return INVALID_HANDLE_VALUE;
-    }
-    HANDLE handle = MakeHandle(std::make_unique<FileObject>(std::move(file), found.isFolder ? 0 : access));
     if (handle == nullptr)
         return INVALID_HANDLE_VALUE;
     const bool tolerant = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
@@ -118,9 +67,18 @@ HANDLE OpenFile(const FoundPath& found, DWORD access, DWORD sharing, DWORD dispo
 
 BOOL MakeFolder(const FoundPath& found)
 {
-    if (found.error != NO_ERROR)
-        return Failed(found.error);
-    return found.exists ? Failed(ERROR_ALREADY_EXISTS) : Result(::mkdir(found.path.c_str(), 0777));
+    if (found.error != NO_ERROR || found.exists)
+        return Refused(found.error != NO_ERROR ? found.error : ERROR_ALREADY_EXISTS);
+    return Result(::mkdir(found.path.c_str(), 0777));
+}
+
+/// The file behind a handle, when it allows the access; else null.
+const FileObject* FileOf(HANDLE handle, DWORD access, LPDWORD count)
+{
+    *count = 0;
+    const auto* object = ObjectOf<FileObject>(handle);
+    return object == nullptr || (object->access & access) != 0 ? object
+                                                               : Refused<const FileObject*>(ERROR_ACCESS_DENIED);
 }
 
 std::u16string TemporaryPath()
@@ -140,6 +98,20 @@ std::u16string TemporaryPath()
     return path + u"\\";
 }
 
+template <class Char>
+DWORD CopyWhole(const std::basic_string<Char>& text, DWORD room, Char* buffer)
+{
+    if (room <= text.size())
+        return static_cast<DWORD>(text.size() + 1);
+    std::copy_n(text.c_str(), text.size() + 1, buffer);
+    return static_cast<DWORD>(text.size());
+}
+
+std::u16string Wide(LPCSTR text)
+{
+    return Utf16FromUtf8(text == nullptr ? "" : text);
+}
+
 } // namespace
 } // namespace hostwindows
 
@@ -148,78 +120,55 @@ using namespace hostwindows;
 HANDLE
 CreateFileW(LPCWSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD flags, HANDLE)
 {
-    return OpenFile(Find(name), access, sharing, disposition, flags);
+    return OpenFile(FindPath(ViewOf(name)), access, sharing, disposition, flags);
 }
 
 HANDLE
 CreateFileA(LPCSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD flags, HANDLE)
 {
-    return OpenFile(
-        FindPath(Utf16FromUtf8(name == nullptr ? std::string_view() : name)), access, sharing, disposition, flags);
+    return OpenFile(FindPath(Wide(name)), access, sharing, disposition, flags);
 }
 
 BOOL ReadFile(HANDLE file, LPVOID bytes, DWORD room, LPDWORD count, LPOVERLAPPED)
 {
-    if (count != nullptr)
-        *count = 0;
-    const auto* object = ObjectOf<FileObject>(file);
+    const FileObject* const object = FileOf(file, GENERIC_READ, count);
     if (object == nullptr)
         return FALSE;
-    if (!object->MayRead())
-        return Failed(ERROR_ACCESS_DENIED);
     ::ssize_t got = 0;
     do
-        got = ::read(object->Descriptor(), bytes, room);
+        got = ::read(object->file.Number(), bytes, room);
     while (got < 0 && errno == EINTR);
     if (got < 0)
-        return Failed(ErrorFromErrno(errno));
-    if (count != nullptr)
-        *count = static_cast<DWORD>(got);
+        return Refused(ErrorFromErrno(errno));
+    *count = static_cast<DWORD>(got);
     return TRUE;
 }
 
 BOOL WriteFile(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD count, LPOVERLAPPED)
 {
-    if (count != nullptr)
-        *count = 0;
-    const auto* object = ObjectOf<FileObject>(file);
+    const FileObject* const object = FileOf(file, GENERIC_WRITE, count);
     if (object == nullptr)
         return FALSE;
-    if (!object->MayWrite())
-        return Failed(ERROR_ACCESS_DENIED);
-    for (DWORD written = 0; written < size;)
-    {
-        const ::ssize_t got = ::write(object->Descriptor(), static_cast<const char*>(bytes) + written, size - written);
-        if (got < 0 && errno != EINTR)
-            return Failed(ErrorFromErrno(errno));
-        written += got > 0 ? static_cast<DWORD>(got) : 0;
-        if (count != nullptr)
-            *count = written;
-    }
+    if (const DWORD error = WriteAll(object->file.Number(), {static_cast<const char*>(bytes), size}); error != NO_ERROR)
+        return Refused(error);
+    *count = size;
     return TRUE;
 }
 
 DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD method)
 {
     const auto* object = ObjectOf<FileObject>(file);
-    if (object == nullptr)
-        return INVALID_SET_FILE_POINTER;
     constexpr int whence[] = {SEEK_SET, SEEK_CUR, SEEK_END};
-    if (method > FILE_END)
-    {
-        ::SetLastError(ERROR_INVALID_PARAMETER);
-        return INVALID_SET_FILE_POINTER;
-    }
+    if (object == nullptr || method >= std::size(whence))
+        return object == nullptr ? INVALID_SET_FILE_POINTER
+                                 : (Refused(ERROR_INVALID_PARAMETER), INVALID_SET_FILE_POINTER);
     ::off_t offset = distance;
     if (distanceHigh != nullptr)
         offset = static_cast<::off_t>(
             (static_cast<ULONGLONG>(static_cast<DWORD>(*distanceHigh)) << 32) | static_cast<DWORD>(distance));
-    const ::off_t position = ::lseek(object->Descriptor(), offset, whence[method]);
+    const ::off_t position = ::lseek(object->file.Number(), offset, whence[method]);
     if (position < 0)
-    {
-        ::SetLastError(errno == EINVAL ? ERROR_NEGATIVE_SEEK : ErrorFromErrno(errno));
-        return INVALID_SET_FILE_POINTER;
-    }
+        return Refused(ERROR_NEGATIVE_SEEK), INVALID_SET_FILE_POINTER;
     if (distanceHigh != nullptr)
         *distanceHigh = static_cast<LONG>(position >> 32);
     return static_cast<DWORD>(position & 0xFFFFFFFF);
@@ -228,14 +177,12 @@ DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD metho
 BOOL DeleteFileW(LPCWSTR name)
 {
     const FoundPath found = FindExisting(name);
-    if (found.error != NO_ERROR)
-        return Failed(found.error);
-    if (found.folderNeeded)
-        return Failed(ERROR_INVALID_NAME);
-    SharedFile file;
+    if (found.error != NO_ERROR || found.folderNeeded)
+        return Refused(found.error != NO_ERROR ? found.error : ERROR_INVALID_NAME);
+    Descriptor file;
     constexpr DWORD shared = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    if (const DWORD error = file.Open(found.path, DELETE, shared, 0); error != NO_ERROR)
-        return Failed(error);
+    if (const DWORD error = OpenShared(file, found.path, DELETE, shared); error != NO_ERROR)
+        return Refused(error);
     return Result(::unlink(found.path.c_str()));
 }
 
@@ -243,70 +190,52 @@ DWORD GetFileAttributesW(LPCWSTR name)
 {
     const FoundPath found = FindExisting(name);
     struct ::stat status;
-    if (found.error != NO_ERROR || !Result(::stat(found.path.c_str(), &status)))
-    {
-        if (found.error != NO_ERROR)
-            ::SetLastError(found.error);
+    if (found.error != NO_ERROR ? !Refused(found.error) : !Result(::stat(found.path.c_str(), &status)))
         return INVALID_FILE_ATTRIBUTES;
-    }
     if (found.isFolder)
         return FILE_ATTRIBUTE_DIRECTORY;
-    const bool writable = (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
-    return FILE_ATTRIBUTE_ARCHIVE | (writable ? 0 : FILE_ATTRIBUTE_READONLY);
+    return FILE_ATTRIBUTE_ARCHIVE | ((status.st_mode & writeBits) != 0 ? 0 : FILE_ATTRIBUTE_READONLY);
 }
 
 BOOL SetFileAttributesW(LPCWSTR name, DWORD attributes)
 {
     const FoundPath found = FindExisting(name);
-    struct ::stat status;
     if (found.error != NO_ERROR)
-        return Failed(found.error);
+        return Refused(found.error);
+    struct ::stat status;
+    if (found.isFolder) // there the mark says nothing about writing
+        return TRUE;
     if (!Result(::stat(found.path.c_str(), &status)))
         return FALSE;
-    constexpr ::mode_t modeBits = 07777;
-    constexpr ::mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
-    const ::mode_t mode = status.st_mode & modeBits;
-    if (found.isFolder || ((attributes & FILE_ATTRIBUTE_READONLY) != 0) == ((mode & writeBits) == 0))
-        return TRUE; // as it is; on a folder the mark says nothing about writing
-    return Result(::chmod(found.path.c_str(), (mode & writeBits) != 0 ? mode & ~writeBits : mode | S_IWUSR));
+    const ::mode_t mode = status.st_mode & 07777;
+    return Result(
+        ::chmod(found.path.c_str(), (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? mode & ~writeBits : mode | S_IWUSR));
 }
 
 BOOL CreateDirectoryW(LPCWSTR name, LPSECURITY_ATTRIBUTES)
 {
-    return MakeFolder(Find(name));
+    return MakeFolder(FindPath(ViewOf(name)));
 }
 
 BOOL CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES)
 {
-    return MakeFolder(FindPath(Utf16FromUtf8(name == nullptr ? std::string_view() : name)));
+    return MakeFolder(FindPath(Wide(name)));
 }
 
 BOOL RemoveDirectoryW(LPCWSTR name)
 {
     const FoundPath found = FindExisting(name);
-    if (found.error != NO_ERROR)
-        return Failed(found.error);
-    return Result(::rmdir(found.path.c_str()));
+    return found.error != NO_ERROR ? Refused(found.error) : Result(::rmdir(found.path.c_str()));
 }
 
 DWORD GetTempPathW(DWORD room, LPWSTR path)
 {
-    const std::u16string text = TemporaryPath();
-    if (room <= text.size())
-    {
-        if (room != 0)
-            *path = 0;
-        return static_cast<DWORD>(text.size() + 1);
-    }
-    std::copy_n(text.c_str(), text.size() + 1, path);
-    return static_cast<DWORD>(text.size());
+    if (room != 0)
+        *path = 0; // emptied when there is too little room, unlike the 8-bit one
+    return CopyWhole(TemporaryPath(), room, path);
 }
 
 DWORD GetTempPathA(DWORD room, LPSTR path)
 {
-    const std::string text = Utf8FromUtf16(TemporaryPath());
-    if (room <= text.size())
-        return static_cast<DWORD>(text.size() + 1);
-    std::copy_n(text.c_str(), text.size() + 1, path);
-    return static_cast<DWORD>(text.size());
+    return CopyWhole(Utf8FromUtf16(TemporaryPath()), room, path);
 }

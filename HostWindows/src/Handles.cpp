@@ -13,7 +13,7 @@ namespace
 struct HandleTable
 {
     std::mutex mutex;
-    std::unordered_map<std::uintptr_t, std::unique_ptr<HandleObject>> objects;
+    std::unordered_map<HANDLE, std::unique_ptr<HandleObject>> objects;
     std::uintptr_t next = 4;
 };
 
@@ -24,42 +24,29 @@ HandleTable& Table()
     return *table;
 }
 
-std::uintptr_t NumberOf(HANDLE handle)
-{
-    return reinterpret_cast<std::uintptr_t>(handle);
-}
-
 } // namespace
 
 HANDLE MakeHandle(std::unique_ptr<HandleObject> object)
+try
 {
     HandleTable& table = Table();
     const std::lock_guard lock(table.mutex);
-    try
-    {
-        const std::uintptr_t number = table.next;
-        table.objects.emplace(number, std::move(object));
-        table.next += 4;
-        return reinterpret_cast<HANDLE>(number);
-    }
-    catch (const std::bad_alloc&)
-    {
-        ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
+    HANDLE handle = reinterpret_cast<HANDLE>(table.next);
+    table.objects.emplace(handle, std::move(object));
+    table.next += 4;
+    return handle;
+}
+catch (const std::bad_alloc&)
+{
+    return Refused<HANDLE>(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 HandleObject* ObjectOf(HANDLE handle)
 {
     HandleTable& table = Table();
     const std::lock_guard lock(table.mutex);
-    const auto found = table.objects.find(NumberOf(handle));
-    if (found == table.objects.end())
-    {
-        ::SetLastError(ERROR_INVALID_HANDLE);
-        return nullptr;
-    }
-    return found->second.get();
+    const auto found = table.objects.find(handle);
+    return found == table.objects.end() ? nullptr : found->second.get();
 }
 
 } // namespace hostwindows
@@ -73,13 +60,10 @@ BOOL CloseHandle(HANDLE object)
     decltype(table.objects)::node_type closed; // destroyed without the lock
     {
         const std::lock_guard lock(table.mutex);
-        closed = table.objects.extract(NumberOf(object));
+        closed = table.objects.extract(object);
     }
     if (closed.empty())
-    {
-        ::SetLastError(ERROR_INVALID_HANDLE);
-        return FALSE;
-    }
+        return Refused(ERROR_INVALID_HANDLE);
     const DWORD kept = ::GetLastError();
     closed = {};
     ::SetLastError(kept);

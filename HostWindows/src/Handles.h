@@ -17,18 +17,24 @@ public:
     virtual ~HandleObject() = default;
 };
 
+/// What a function gives that failed: null, FALSE, 0. The last error says why.
+template <class Result = BOOL>
+Result Refused(DWORD error)
+{
+    ::SetLastError(error);
+    return Result{};
+}
+
 /// Gives the object a handle; null when there is no memory for it.
 HANDLE MakeHandle(std::unique_ptr<HandleObject> object);
 
-/// The object behind a handle, or null (last error 6) when it is none, was closed, or is of another kind.
+/// The object behind a handle, or null when it is none, or was closed; below, or is of another kind (last error 6).
 HandleObject* ObjectOf(HANDLE handle);
 template <class Kind>
 Kind* ObjectOf(HANDLE handle)
 {
     auto* kind = dynamic_cast<Kind*>(ObjectOf(handle));
-    if (kind == nullptr)
-        ::SetLastError(ERROR_INVALID_HANDLE);
-    return kind;
+    return kind != nullptr ? kind : Refused<Kind*>(ERROR_INVALID_HANDLE);
 }
 
 } // namespace hostwindows

@@ -10,16 +10,11 @@
 #include "Paths.h"
 #include "SharedFile.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <iterator>
 #include <map>
 #include <mutex>
 #include <new>
-#include <optional>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace hostwindows
 {
@@ -48,16 +43,12 @@ DWORD PathOfName(std::u16string_view name, std::string& path)
 
     std::string file = isGlobal ? "global-" : "local-";
     for (const char c : Utf8FromUtf16(name))
-        if (c == '/')
-            file += "%2F";
-        else if (c == '%')
-            file += "%25";
+        if (c == '/' || c == '%')
+            file += c == '/' ? "%2F" : "%25";
         else
             file += c;
-    if (file.size() > longestFileName)
-        return ERROR_FILENAME_EXCED_RANGE;
     path = ObjectFolder() + "/" + file;
-    return NO_ERROR;
+    return file.size() > longestFileName ? ERROR_FILENAME_EXCED_RANGE : NO_ERROR;
 }
 
 /// All objects of the machine, locked against other processes and threads while it lives.
@@ -71,7 +62,7 @@ public:
         m_file.Open(file, O_RDWR | O_CREAT, 0666);
         if (!m_file.IsOpen() && errno == ENOENT && (::mkdir(ObjectFolder().c_str(), 0777) == 0 || errno == EEXIST))
             m_file.Open(file, O_RDWR | O_CREAT, 0666);
-        if (!m_file.IsOpen() || !m_file.LockWhole(F_WRLCK, true))
+        if (!m_file.IsOpen() || !m_file.Lock(F_WRLCK, F_OFD_SETLKW))
             m_error = ErrorFromErrno(errno);
     }
     DWORD Error() const { return m_error; }
@@ -82,98 +73,94 @@ private:
 };
 
 /// One handle of a mapping.
-class MappingHandle : public HandleObject
+struct Mapping : HandleObject
 {
-public:
-    MappingHandle(Descriptor file, std::string path, std::uint64_t size, bool writable)
-        : m_file(std::move(file)),
-          m_path(std::move(path)),
-          m_size(size),
-          m_writable(writable)
+    Mapping() = default;
+    ~Mapping() override
     {
-    }
-    ~MappingHandle() override
-    {
-        if (m_path.empty())
+        if (path.empty() || !file.IsOpen())
             return;
         const ObjectsLock objects;
         // Unlocked by hand: a view that is still mapped keeps the open file description, and with it the lock.
-        m_file.LockWhole(F_UNLCK, false);
-        if (objects.Error() == NO_ERROR && !m_file.IsLockedElsewhere())
-            ::unlink(m_path.c_str());
+        file.Lock(F_UNLCK);
+        if (objects.Error() == NO_ERROR && !file.IsLockedElsewhere())
+            ::unlink(path.c_str());
     }
 
-    int File() const { return m_file.Number(); }
-    std::uint64_t Size() const { return m_size; }
-    bool IsWritable() const { return m_writable; }
-
-private:
-    Descriptor m_file;
-    std::string m_path; // empty: no name
-    std::uint64_t m_size;
-    bool m_writable;
-};
-
-struct OpenedObject
-{
     Descriptor file;
+    std::string path; // empty: no name
     std::uint64_t size = 0;
-    bool writable = false;
+    bool isWritable = false;
 };
 
-/// Opens and holds an object that somebody holds already; nothing when there is none. The lock must be held.
-std::optional<OpenedObject> OpenHeld(const std::string& path)
+/// Opens and holds an object that somebody holds already. The lock must be held. @return false when there is none
+bool OpenHeld(Mapping& object)
 {
     struct ::stat status;
-    if (::stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    OpenedObject object;
+    if (::stat(object.path.c_str(), &status) != 0)
+        return false;
+    const bool writable = (status.st_mode & S_IWUSR) != 0;
+    Descriptor file;
+    file.Open(object.path, writable ? O_RDWR : O_RDONLY);
+    if (!file.IsOpen() || !file.IsLockedElsewhere() || !file.Lock(F_RDLCK))
+        return false;
+    object.file = std::move(file);
     object.size = static_cast<std::uint64_t>(status.st_size);
-    object.writable = (status.st_mode & S_IWUSR) != 0;
-    object.file.Open(path, object.writable ? O_RDWR : O_RDONLY);
-    if (!object.file.IsOpen() || !object.file.IsLockedElsewhere() || !object.file.LockWhole(F_RDLCK, false))
-        return std::nullopt;
-    return object;
+    object.isWritable = object.isWritable && writable;
+    return true;
 }
 
-/// Makes a new object of zeros; an empty path makes one without a name. @return 0 or the error code
-DWORD MakeNew(const std::string& path, OpenedObject& object)
+/// Makes a new object of zeros. @return 0 or the error code
+DWORD MakeNew(Mapping& object)
 {
-    if (path.empty())
-        object.file = Descriptor(::memfd_create("mapping", MFD_CLOEXEC));
+    Descriptor file;
+    ::unlink(object.path.c_str());
+    if (object.path.empty())
+        file = Descriptor(::memfd_create("mapping", MFD_CLOEXEC));
     else
-    {
-        ::unlink(path.c_str());
-        object.file.Open(path, O_RDWR | O_CREAT | O_EXCL, object.writable ? 0600 : 0400);
-    }
-    if (!object.file.IsOpen())
+        file.Open(object.path, O_RDWR | O_CREAT | O_EXCL, object.isWritable ? 0600 : 0400);
+    if (!file.IsOpen())
         return ErrorFromErrno(errno);
     // Room on the disk is taken now: a full one would otherwise show when the memory is written, as a signal.
-    int error = ::posix_fallocate(object.file.Number(), 0, static_cast<::off_t>(object.size));
-    if (error == 0 && !path.empty() && !object.file.LockWhole(F_RDLCK, false))
+    int error = ::posix_fallocate(file.Number(), 0, static_cast<::off_t>(object.size));
+    if (error == 0 && !file.Lock(F_RDLCK))
         error = errno;
-    if (error != 0 && !path.empty())
-        ::unlink(path.c_str());
-    return error == 0 ? NO_ERROR : ErrorFromErrno(error);
+    if (error != 0)
+        return ::unlink(object.path.c_str()), ErrorFromErrno(error);
+    object.file = std::move(file);
+    return NO_ERROR;
 }
 
-HANDLE HandleOf(OpenedObject object, const std::string& path, bool writable)
+/// Of a name, or without one, where `mayMake`; its name, size and rights are set. The last error tells a new object (0)
+/// from an existing one (183).
+HANDLE Open(std::unique_ptr<Mapping> object, LPCWSTR name, bool mayMake)
 {
-    return MakeHandle(
-        std::make_unique<MappingHandle>(std::move(object.file), path, object.size, writable && object.writable));
-}
-
-HANDLE Refused(DWORD error)
-{
-    ::SetLastError(error);
-    return nullptr;
+    const bool named = !ViewOf(name).empty();
+    if (const DWORD error = named ? PathOfName(name, object->path) : NO_ERROR; error != NO_ERROR)
+        return Refused<HANDLE>(error);
+    DWORD known = ERROR_ALREADY_EXISTS;
+    DWORD error = NO_ERROR;
+    if (!named)
+        error = MakeNew(*object);
+    else
+    {
+        const ObjectsLock objects;
+        error = objects.Error();
+        if (error == NO_ERROR && !OpenHeld(*object))
+            error = mayMake ? known = NO_ERROR, MakeNew(*object) : ERROR_FILE_NOT_FOUND;
+    }
+    // Without the lock, which the object's own end takes where there is no memory for its handle.
+    if (error != NO_ERROR)
+        return Refused<HANDLE>(error);
+    ::SetLastError(named ? known : NO_ERROR);
+    return MakeHandle(std::move(object));
 }
 
 /// The views of this process, by their address.
 struct Views
 {
     std::mutex mutex;
-    std::map<const void*, std::size_t> sizes;
+    std::map<LPCVOID, std::size_t> sizes;
 };
 Views& AllViews()
 {
@@ -195,112 +182,64 @@ HANDLE
 CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection, DWORD sizeHigh, DWORD sizeLow, LPCWSTR name)
 {
     if (file != INVALID_HANDLE_VALUE)
-        return Refused(ERROR_INVALID_HANDLE);
-    const std::uint64_t size = Whole(sizeHigh, sizeLow);
-    const bool writable = protection == PAGE_READWRITE;
-    if (size == 0 || size > INT64_MAX || (!writable && protection != PAGE_READONLY))
-        return Refused(ERROR_INVALID_PARAMETER);
-
-    OpenedObject object;
-    object.size = size;
-    object.writable = writable;
-    std::string path;
-    if (name == nullptr || *name == 0)
-    {
-        if (const DWORD error = MakeNew(path, object); error != NO_ERROR)
-            return Refused(error);
-        ::SetLastError(NO_ERROR);
-        return HandleOf(std::move(object), path, writable);
-    }
-    if (const DWORD error = PathOfName(name, path); error != NO_ERROR)
-        return Refused(error);
-    DWORD known = NO_ERROR;
-    {
-        const ObjectsLock objects;
-        if (objects.Error() != NO_ERROR)
-            return Refused(objects.Error());
-        if (auto held = OpenHeld(path))
-        {
-            object = std::move(*held);
-            known = ERROR_ALREADY_EXISTS;
-        }
-        else if (const DWORD error = MakeNew(path, object); error != NO_ERROR)
-            return Refused(error);
-    }
-    // Without the lock, which the object's own end takes where there is no memory for its handle.
-    ::SetLastError(known);
-    return HandleOf(std::move(object), path, writable);
+        return Refused<HANDLE>(ERROR_INVALID_HANDLE);
+    auto object = std::make_unique<Mapping>();
+    object->size = Whole(sizeHigh, sizeLow);
+    object->isWritable = protection == PAGE_READWRITE;
+    if (object->size == 0 || object->size > INT64_MAX || (!object->isWritable && protection != PAGE_READONLY))
+        return Refused<HANDLE>(ERROR_INVALID_PARAMETER);
+    return Open(std::move(object), name, true);
 }
 
 HANDLE OpenFileMappingW(DWORD access, BOOL, LPCWSTR name)
 {
-    if (name == nullptr || *name == 0)
-        return Refused(ERROR_INVALID_PARAMETER);
-    std::string path;
-    if (const DWORD error = PathOfName(name, path); error != NO_ERROR)
-        return Refused(error);
-    std::optional<OpenedObject> held;
-    {
-        const ObjectsLock objects;
-        if (objects.Error() != NO_ERROR)
-            return Refused(objects.Error());
-        held = OpenHeld(path);
-    }
-    if (!held)
-        return Refused(ERROR_FILE_NOT_FOUND);
-    return HandleOf(std::move(*held), path, (access & FILE_MAP_WRITE) != 0);
+    if (ViewOf(name).empty())
+        return Refused<HANDLE>(ERROR_INVALID_PARAMETER);
+    auto object = std::make_unique<Mapping>();
+    object->isWritable = (access & FILE_MAP_WRITE) != 0;
+    return Open(std::move(object), name, false);
 }
 
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes)
+try
 {
-    const auto* object = ObjectOf<MappingHandle>(mapping);
+    const auto* object = ObjectOf<Mapping>(mapping);
     if (object == nullptr)
         return nullptr;
     const std::uint64_t offset = Whole(offsetHigh, offsetLow);
     if (offset % viewGranularity != 0)
-        return Refused(ERROR_MAPPED_ALIGNMENT);
-    if (offset >= object->Size())
-        return Refused(ERROR_INVALID_PARAMETER);
+        return Refused<LPVOID>(ERROR_MAPPED_ALIGNMENT);
     // A view may reach to the end of the last page.
     const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-    const std::uint64_t end = (object->Size() + page - 1) / page * page;
+    const std::uint64_t end = (object->size + page - 1) / page * page;
     const bool writes = (access & FILE_MAP_WRITE) != 0;
-    if (bytes > end - offset || (writes && !object->IsWritable()))
-        return Refused(ERROR_ACCESS_DENIED);
-    const std::size_t size = bytes == 0 ? object->Size() - offset : bytes;
+    if (offset >= object->size || bytes > end - offset || (writes && !object->isWritable))
+        return Refused<LPVOID>(offset >= object->size ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
+    Views& views = AllViews();
+    std::map<LPCVOID, std::size_t> added = {{nullptr, bytes == 0 ? object->size - offset : bytes}};
+    auto view = added.extract(added.begin());
     void* address = ::mmap(
-        nullptr, size, writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, object->File(),
+        nullptr, view.mapped(), writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, object->file.Number(),
         static_cast<::off_t>(offset));
     if (address == MAP_FAILED)
-        return Refused(ErrorFromErrno(errno));
-    try
-    {
-        Views& views = AllViews();
-        const std::lock_guard lock(views.mutex);
-        views.sizes[address] = size;
-    }
-    catch (const std::bad_alloc&)
-    {
-        ::munmap(address, size);
-        return Refused(ERROR_NOT_ENOUGH_MEMORY);
-    }
+        return Refused<LPVOID>(ErrorFromErrno(errno));
+    view.key() = address;
+    const std::lock_guard lock(views.mutex);
+    views.sizes.insert(std::move(view));
     return address;
+}
+catch (const std::bad_alloc&)
+{
+    return Refused<LPVOID>(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 BOOL UnmapViewOfFile(LPCVOID address)
 {
     Views& views = AllViews();
     const std::lock_guard lock(views.mutex);
-    // Any address within a view names it.
-    auto view = views.sizes.upper_bound(address);
-    if (view == views.sizes.begin() ||
-        static_cast<const char*>(std::prev(view)->first) + std::prev(view)->second <= static_cast<const char*>(address))
-    {
-        ::SetLastError(ERROR_INVALID_ADDRESS);
-        return FALSE;
-    }
-    --view;
-    ::munmap(const_cast<void*>(view->first), view->second);
-    views.sizes.erase(view);
+    const auto view = views.sizes.extract(address);
+    if (view.empty())
+        return Refused(ERROR_INVALID_ADDRESS);
+    ::munmap(const_cast<void*>(address), view.mapped());
     return TRUE;
 }

@@ -1,5 +1,7 @@
 // The system's message texts, of the codes that the functions here give.
 
+#include "Handles.h"
+
 #include <algorithm>
 #include <functional>
 #include <iterator>
@@ -29,7 +31,6 @@ constexpr Message messages[] = {
     {19, "The media is write protected."},
     {31, "A device attached to the system is not functioning."},
     {32, "The process cannot access the file because it is being used by another process."},
-    {38, "Reached the end of the file."},
     {80, "The file exists."},
     {87, "The parameter is incorrect."},
     {112, "There is not enough space on the disk."},
@@ -47,7 +48,6 @@ constexpr Message messages[] = {
     {234, "More data is available."},
     {258, "The wait operation timed out."},
     {259, "No more data is available."},
-    {267, "The directory name is invalid."},
     {317, "The system cannot find message text for message number 0x%1 in the message file for %2."},
     {487, "Attempt to access invalid address."},
     {998, "Invalid access to memory location."},
@@ -66,7 +66,6 @@ constexpr Message messages[] = {
     {1812, "The specified image file did not contain a resource section."},
     {1813, "The specified resource type cannot be found in the image file."},
     {1815, "The specified resource language ID cannot be found in the image file."},
-    {0x80004001, "Not implemented"},
     {0x80004002, "No such interface supported"},
     {0x80004003, "Invalid pointer"},
     {0x80004005, "Unspecified error"},
@@ -102,20 +101,17 @@ bool IsLanguageKnown(DWORD language)
 
 DWORD FormatMessageA(DWORD flags, LPCVOID, DWORD code, DWORD language, LPSTR buffer, DWORD size, va_list*)
 {
-    const auto refused = [](DWORD error) {
-        ::SetLastError(error);
-        return DWORD{0};
-    };
+    using hostwindows::Refused;
     if (flags != (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS) || buffer == nullptr)
-        return refused(ERROR_INVALID_PARAMETER);
+        return Refused<DWORD>(ERROR_INVALID_PARAMETER);
     if (!IsLanguageKnown(language))
-        return refused(ERROR_RESOURCE_LANG_NOT_FOUND);
+        return Refused<DWORD>(ERROR_RESOURCE_LANG_NOT_FOUND);
     const Message* message = Find(code);
     if (message == nullptr)
-        return refused(ERROR_MR_MID_NOT_FOUND);
+        return Refused<DWORD>(ERROR_MR_MID_NOT_FOUND);
     const std::size_t length = message->text.size() + lineBreak.size();
     if (length >= size)
-        return refused(ERROR_INSUFFICIENT_BUFFER);
+        return Refused<DWORD>(ERROR_INSUFFICIENT_BUFFER);
     message->text.copy(buffer, message->text.size());
     lineBreak.copy(buffer + message->text.size(), lineBreak.size());
     buffer[length] = '\0';

@@ -1,10 +1,10 @@
 // Libraries and modules.
 
-#include "BuiltinModules.h"
 #include "Descriptor.h"
+#include "Handles.h"
 #include "LetterCase.h"
 #include "Paths.h"
-#include "SharedFile.h"
+#include "Shell.h"
 
 #include <algorithm>
 #include <atomic>
@@ -26,11 +26,11 @@ namespace
 
 struct LoadedLibrary
 {
-    std::u16string path;                    // Windows path; of a builtin one the bare name
-    const BuiltinModule* builtin = nullptr; // or null, and then:
-    void* opened = nullptr;                 // of dlopen, which counts too
+    std::u16string path;    // Windows path; of the shell the bare name
+    void* opened = nullptr; // of dlopen, which counts too; null for the shell, which has no file
     unsigned count = 0;
 };
+constexpr char16_t shellName[] = u"Shell32.dll";
 
 /// The libraries that LoadLibrary loaded, by their handles.
 struct LoadedLibraries
@@ -78,7 +78,7 @@ std::string FileOf(HMODULE module)
     return ::dladdr(module, &info) != 0 && info.dli_fbase == module ? info.dli_fname : std::string();
 }
 
-/// Whether a file can be loaded at all. The loader itself trusts a file's headers, and reading behind the end of a file
+/// Whether a file holds all that its headers say. The loader itself trusts them, and reading behind the end of a file
 /// that was cut would kill the process.
 bool IsWholeLibrary(const std::string& path)
 {
@@ -89,23 +89,17 @@ bool IsWholeLibrary(const std::string& path)
     if (!file.IsOpen() || ::fstat(file.Number(), &status) != 0 ||
         ::pread(file.Number(), &header, sizeof(header), 0) != sizeof(header))
         return false;
-    const auto* own = reinterpret_cast<const ElfW(Ehdr)*>(ProgramModule());
-    if (std::memcmp(header.e_ident, own->e_ident, EI_VERSION) != 0 || header.e_machine != own->e_machine ||
-        header.e_type != ET_DYN || header.e_phentsize != sizeof(ElfW(Phdr)))
-        return false;
     std::vector<ElfW(Phdr)> segments(header.e_phnum);
     const std::size_t bytes = segments.size() * sizeof(ElfW(Phdr));
-    if (::pread(file.Number(), segments.data(), bytes, static_cast<::off_t>(header.e_phoff)) !=
-        static_cast<::ssize_t>(bytes))
-        return false;
-    // The table of sections comes last in a file, so that a cut one lacks it.
     const auto size = static_cast<std::uint64_t>(status.st_size);
+    // The table of sections comes last in a file, so that a cut one lacks it.
     const std::uint64_t tableSize = std::uint64_t{header.e_shnum} * header.e_shentsize;
-    if (header.e_shoff > size || tableSize > size - header.e_shoff)
-        return false;
-    return std::ranges::all_of(segments, [size](const ElfW(Phdr) & segment) {
-        return segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset;
-    });
+    return header.e_shoff <= size && tableSize <= size - header.e_shoff &&
+           ::pread(file.Number(), segments.data(), bytes, static_cast<::off_t>(header.e_phoff)) ==
+               static_cast<::ssize_t>(bytes) &&
+           std::ranges::all_of(segments, [size](const ElfW(Phdr) & segment) {
+               return segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset;
+           });
 }
 
 /// The Linux path of a library: as it is named, or a bare name in the program's folder, then in the current one.
@@ -120,8 +114,8 @@ std::string FindLibrary(std::u16string name)
     program.resize(program.rfind(u'\\') + 1);
     for (const std::u16string& folder : {program, std::u16string()})
     {
-        FoundPath found = FindPath(nameAt == 0 ? folder + name : name);
-        if (found.error == NO_ERROR && found.exists && !found.isFolder)
+        FoundPath found = FindExisting((nameAt == 0 ? folder + name : name).c_str());
+        if (found.error == NO_ERROR && !found.isFolder)
             return std::move(found.path);
     }
     return {};
@@ -135,33 +129,26 @@ HMODULE Count(HMODULE module, LoadedLibrary library)
     return module;
 }
 
-/// @return null with `error` set when it cannot be loaded
-HMODULE Load(const std::string& path, DWORD& error)
+HMODULE Load(const std::string& path)
 {
-    error = ERROR_BAD_EXE_FORMAT;
-    if (!IsWholeLibrary(path))
-        return nullptr;
-    void* opened = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* opened = IsWholeLibrary(path) ? ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
     if (opened == nullptr)
     {
         // A message that begins with another file's name is about a library that this one needs.
-        if (const char* message = ::dlerror(); message != nullptr && !std::string_view(message).starts_with(path))
-            error = ERROR_MOD_NOT_FOUND;
-        return nullptr;
+        const char* message = ::dlerror();
+        const bool own = message == nullptr || std::string_view(message).starts_with(path);
+        return Refused<HMODULE>(own ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
     }
     ::link_map* map = nullptr;
     ::dlinfo(opened, RTLD_DI_LINKMAP, &map);
-    return Count(ModuleAt(map->l_ld), {WindowsPath(path), nullptr, opened});
+    return Count(ModuleAt(map->l_ld), {WindowsPath(path), opened});
 }
 
 template <class Char>
 DWORD CopyPath(const std::basic_string<Char>& path, Char* buffer, DWORD size)
 {
     if (path.empty())
-    {
-        ::SetLastError(ERROR_MOD_NOT_FOUND);
-        return 0;
-    }
+        return Refused<DWORD>(ERROR_MOD_NOT_FOUND);
     const bool fits = path.size() < size;
     ::SetLastError(fits ? NO_ERROR : ERROR_INSUFFICIENT_BUFFER);
     if (size == 0)
@@ -178,13 +165,6 @@ std::u16string WindowsPathOf(HMODULE module)
     return file.empty() ? std::u16string() : WindowsPath(file);
 }
 
-template <class Result>
-Result Refused(DWORD error)
-{
-    ::SetLastError(error);
-    return Result{};
-}
-
 } // namespace
 } // namespace hostwindows
 
@@ -192,16 +172,11 @@ using namespace hostwindows;
 
 HMODULE LoadLibraryW(LPCWSTR name)
 {
-    if (name == nullptr)
-        return Refused<HMODULE>(ERROR_MOD_NOT_FOUND);
-    if (const BuiltinModule* builtin = FindBuiltinModule(name))
-        return Count(
-            reinterpret_cast<HMODULE>(const_cast<BuiltinModule*>(builtin)),
-            {std::u16string(builtin->name), builtin, nullptr});
-    const std::string path = FindLibrary(name);
-    DWORD error = ERROR_MOD_NOT_FOUND;
-    const HMODULE module = path.empty() ? nullptr : Load(path, error);
-    return module != nullptr ? module : Refused<HMODULE>(error);
+    static const char shell = 0; // its address serves as its handle
+    if (EqualWithoutCase(ViewOf(name), shellName))
+        return Count(reinterpret_cast<HMODULE>(const_cast<char*>(&shell)), {shellName});
+    const std::string path = FindLibrary(std::u16string(ViewOf(name)));
+    return path.empty() ? Refused<HMODULE>(ERROR_MOD_NOT_FOUND) : Load(path);
 }
 
 HMODULE LoadLibraryA(LPCSTR name)
@@ -212,14 +187,14 @@ HMODULE LoadLibraryA(LPCSTR name)
 BOOL FreeLibrary(HMODULE module)
 {
     if (module == nullptr)
-        return Refused<BOOL>(ERROR_INVALID_HANDLE);
+        return Refused(ERROR_INVALID_HANDLE);
     LoadedLibraries& loaded = Loaded();
     void* opened = nullptr;
     {
         const std::lock_guard lock(loaded.mutex);
         const auto library = loaded.libraries.find(module);
         if (library == loaded.libraries.end())
-            return Refused<BOOL>(ERROR_MOD_NOT_FOUND);
+            return Refused(ERROR_MOD_NOT_FOUND);
         opened = library->second.opened;
         if (--library->second.count == 0)
             loaded.libraries.erase(library);
@@ -231,14 +206,15 @@ BOOL FreeLibrary(HMODULE module)
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name)
 {
-    FARPROC found = nullptr;
+    void* found = nullptr;
     LoadedLibraries& loaded = Loaded();
     const std::lock_guard lock(loaded.mutex);
     const auto library = loaded.libraries.find(module);
-    if (library != loaded.libraries.end())
-        found = library->second.builtin != nullptr ? library->second.builtin->Find(name)
-                                                   : reinterpret_cast<FARPROC>(::dlsym(library->second.opened, name));
-    return found != nullptr ? found : Refused<FARPROC>(ERROR_PROC_NOT_FOUND);
+    if (library != loaded.libraries.end() && library->second.opened != nullptr)
+        found = ::dlsym(library->second.opened, name);
+    else if (library != loaded.libraries.end() && name == std::string_view("DllGetVersion"))
+        found = reinterpret_cast<void*>(&ShellVersion);
+    return found != nullptr ? reinterpret_cast<FARPROC>(found) : Refused<FARPROC>(ERROR_PROC_NOT_FOUND);
 }
 
 HMODULE GetModuleHandleW(LPCWSTR name)
@@ -256,13 +232,10 @@ HMODULE GetModuleHandleW(LPCWSTR name)
     return Refused<HMODULE>(ERROR_MOD_NOT_FOUND);
 }
 
-BOOL GetModuleHandleExW(DWORD flags, LPCWSTR address, HMODULE* module)
+BOOL GetModuleHandleExW(DWORD, LPCWSTR address, HMODULE* module)
 {
-    *module = nullptr;
-    if (flags != (GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT))
-        return Refused<BOOL>(ERROR_INVALID_PARAMETER);
     *module = ModuleAt(address);
-    return *module != nullptr ? TRUE : Refused<BOOL>(ERROR_MOD_NOT_FOUND);
+    return *module != nullptr ? TRUE : Refused(ERROR_MOD_NOT_FOUND);
 }
 
 DWORD GetModuleFileNameA(HMODULE module, LPSTR path, DWORD size)

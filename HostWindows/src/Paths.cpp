@@ -63,8 +63,7 @@ std::string MachineFolderName()
 
 bool BadCharacter(char16_t unit)
 {
-    constexpr std::u16string_view forbidden = u"<>*?\"|:/\\";
-    return unit < u' ' || forbidden.find(unit) != std::u16string_view::npos;
+    return unit < u' ' || std::u16string_view(u"<>*?\"|:/\\").find(unit) != std::u16string_view::npos;
 }
 
 std::u16string LoginName()
@@ -92,20 +91,14 @@ std::string SearchFolder(const std::string& folder, std::u16string_view componen
     return {};
 }
 
-enum class Kind
-{
-    missing,
-    file,
-    folder
-};
-
-/// @return what a Linux path is; when `missing`, errno says why
-Kind KindOf(const std::string& path)
+/// Whether something is there; if not, errno says why.
+bool Take(FoundPath& found, std::string path)
 {
     struct ::stat status;
-    if (::stat(path.c_str(), &status) != 0)
-        return Kind::missing;
-    return S_ISDIR(status.st_mode) ? Kind::folder : Kind::file;
+    found.path = std::move(path);
+    found.exists = ::stat(found.path.c_str(), &status) == 0;
+    found.isFolder = found.exists && S_ISDIR(status.st_mode);
+    return found.exists;
 }
 
 /// Walks down from a Linux folder. The spelling as given costs one call; only for what that misses, each component is
@@ -113,11 +106,6 @@ Kind KindOf(const std::string& path)
 FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& components)
 {
     FoundPath found;
-    const auto take = [&found](std::string path, Kind kind) {
-        found.path = std::move(path);
-        found.exists = kind != Kind::missing;
-        found.isFolder = kind == Kind::folder;
-    };
     std::string parent = root;
     std::string whole = root;
     for (const std::u16string& component : components)
@@ -125,41 +113,29 @@ FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& 
         parent = whole;
         whole += "/" + Utf8FromUtf16(component);
     }
-    take(components.empty() ? root + "/" : whole, KindOf(components.empty() ? root + "/" : whole));
-    if (found.exists)
+    if (Take(found, components.empty() ? root + "/" : whole))
         return found;
     if (errno != ENOENT && errno != ENOTDIR)
     {
         found.error = errno == ENAMETOOLONG ? ERROR_INVALID_NAME : ErrorFromErrno(errno);
         return found;
     }
-    const bool parentFound = !components.empty() && KindOf(parent + "/") == Kind::folder;
+    FoundPath above;
+    const bool parentFound = !components.empty() && Take(above, parent + "/");
     if (!parentFound && components.size() < 2) // the drive itself is missing
-    {
         found.error = ERROR_PATH_NOT_FOUND;
-        return found;
-    }
     // Mostly it is the last component alone that is missing.
-    std::size_t known = parentFound ? components.size() - 1 : 0;
-    if (!parentFound)
-        parent = root;
-    for (; known < components.size(); ++known)
+    parent = parentFound ? parent : root;
+    for (std::size_t known = parentFound ? components.size() - 1 : 0;
+         found.error == NO_ERROR && known < components.size(); ++known)
     {
-        std::string next = parent + "/" + Utf8FromUtf16(components[known]);
-        Kind kind = KindOf(next);
-        if (kind == Kind::missing)
+        if (!Take(found, parent + "/" + Utf8FromUtf16(components[known])))
             if (std::string other = SearchFolder(parent, components[known]); !other.empty())
-            {
-                next = std::move(other);
-                kind = KindOf(next);
-            }
-        parent = next;
-        if (known + 1 == components.size())
-            take(std::move(next), kind);
-        else if (kind != Kind::folder)
+                Take(found, std::move(other));
+        parent = found.path;
+        if (known + 1 != components.size() && !found.isFolder)
         {
-            found.error = ERROR_PATH_NOT_FOUND;
-            break;
+            found = {std::move(whole), ERROR_PATH_NOT_FOUND};
         }
     }
     return found;
@@ -189,11 +165,6 @@ bool IsOnDriveC(std::string_view path, std::string_view& rest)
             return true;
         }
     return false;
-}
-
-bool IsSeparator(char16_t unit)
-{
-    return unit == u'\\' || unit == u'/';
 }
 
 /// Splits into components: ".", ".." and doubled separators resolved, nothing above the root.
@@ -328,6 +299,14 @@ FoundPath FindPath(std::u16string_view windowsPath)
         return failed(error);
     FoundPath found = FindBelow(drive == u'C' ? DriveC() : std::string(), components);
     found.folderNeeded = IsSeparator(windowsPath.back());
+    return found;
+}
+
+FoundPath FindExisting(LPCWSTR windowsPath)
+{
+    FoundPath found = FindPath(ViewOf(windowsPath));
+    if (found.error == NO_ERROR && !found.exists)
+        found.error = ERROR_FILE_NOT_FOUND;
     return found;
 }
 

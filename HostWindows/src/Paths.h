@@ -29,6 +29,18 @@ struct FoundPath
 /// Drive C: is the machine's `drive_c`, drive Z: the Linux root; letter case is ignored, "/" is a separator too, and a
 /// relative path starts from the current folder.
 FoundPath FindPath(std::u16string_view windowsPath);
+/// The same for a path that may be null, of what must exist: a missing file gives 2.
+FoundPath FindExisting(LPCWSTR windowsPath);
+
+inline bool IsSeparator(char16_t unit)
+{
+    return unit == u'\\' || unit == u'/';
+}
+
+inline std::u16string_view ViewOf(LPCWSTR text)
+{
+    return text == nullptr ? std::u16string_view() : text;
+}
 
 /// The Windows spelling of a Linux path: below drive_c as C:\..., anything else as Z:\...
 std::u16string WindowsPath(std::string_view linuxPath);

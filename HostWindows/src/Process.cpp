@@ -1,18 +1,12 @@
 #include "Process.h"
 
-#include "Descriptor.h"
 #include "Handles.h"
 #include "Paths.h"
 #include "SharedFile.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <cstring>
-#include <elf.h>
 #include <list>
-#include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -20,7 +14,6 @@
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 extern char** environ;
@@ -30,9 +23,7 @@ namespace hostwindows
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr DWORD signalBase = 128; // exit code of a program that a signal ended, as shells number it
+constexpr int signalBase = 128; // exit code of a program that a signal ended, as shells number it
 
 /// Programs whose handle was closed while they ran. Each is collected at a later start or close.
 class Unwatched
@@ -66,124 +57,39 @@ public:
     explicit ProcessHandle(::pid_t id) : m_id(id), m_descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0))) {}
     ~ProcessHandle() override
     {
-        if (!HasEnded())
+        if (!ExitCode())
             UnwatchedProcesses().Add(m_kept);
         UnwatchedProcesses().CollectEnded();
     }
 
-    DWORD Wait(DWORD milliseconds)
+    DWORD Wait(DWORD milliseconds) const
     {
-        const auto deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
-        for (;;)
-        {
-            int patience = -1;
-            if (milliseconds != INFINITE)
-            {
-                const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-                patience = static_cast<int>(std::clamp<decltype(left)>(left, 0, INT32_MAX));
-            }
-            ::pollfd ended{m_descriptor.Number(), POLLIN, 0};
-            if (::poll(&ended, 1, patience) > 0)
-                break;
-            if (patience == 0)
-                return WAIT_TIMEOUT;
-        }
-        HasEnded();
-        return WAIT_OBJECT_0;
+        ::pollfd ended{m_descriptor.Number(), POLLIN, 0};
+        int result = 0;
+        do
+            result = ::poll(&ended, 1, static_cast<int>(milliseconds)); // INFINITE is -1 there
+        while (result < 0 && errno == EINTR);
+        return result > 0 ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
     }
-    DWORD ExitCode() { return HasEnded() ? *m_exitCode : STILL_ACTIVE; }
-    bool Terminate(DWORD exitCode)
+    /// None while it runs.
+    std::optional<DWORD> ExitCode()
     {
-        if (HasEnded())
-            return false;
         const std::lock_guard lock(m_mutex);
-        m_terminationCode = exitCode;
-        return ::kill(m_id, SIGKILL) == 0; // not collected yet, so the number is still its own
+        int status = 0;
+        if (!m_exitCode && ::waitpid(m_id, &status, WNOHANG) != 0)
+            m_exitCode = static_cast<DWORD>(WIFSIGNALED(status) ? signalBase + WTERMSIG(status) : WEXITSTATUS(status));
+        return m_exitCode;
     }
+    /// While it is not collected, the number is its own.
+    bool Terminate() { return !ExitCode() && ::kill(m_id, SIGKILL) == 0; }
 
 private:
-    bool HasEnded()
-    {
-        const std::lock_guard lock(m_mutex);
-        if (m_exitCode)
-            return true;
-        int status = 0;
-        const ::pid_t ended = ::waitpid(m_id, &status, WNOHANG);
-        if (ended == 0)
-            return false;
-        if (WIFSIGNALED(status))
-            m_exitCode = m_terminationCode.value_or(signalBase + static_cast<DWORD>(WTERMSIG(status)));
-        else
-            m_exitCode = static_cast<DWORD>(WEXITSTATUS(status));
-        return true;
-    }
-
     ::pid_t m_id;
     std::list<::pid_t> m_kept{m_id}; ///< for the time behind this handle
     Descriptor m_descriptor;
     std::mutex m_mutex;
     std::optional<DWORD> m_exitCode;
-    std::optional<DWORD> m_terminationCode;
 };
-
-/// The handle of a program's first thread: there to be closed.
-class ThreadHandle : public HandleObject
-{
-};
-
-bool IsArgumentBlank(char c)
-{
-    return c == ' ' || c == '\t';
-}
-
-/// Splits a command line by the rules of the Windows C runtime. In the first word a quote only groups; further on,
-/// backslashes before a quote escape each other and the quote, and a doubled quote within quotes is one.
-std::vector<std::string> ArgumentsOf(const std::string& line)
-{
-    std::vector<std::string> arguments(1);
-    std::size_t at = 0;
-    bool quoted = false;
-    for (; at < line.size() && (quoted || !IsArgumentBlank(line[at])); ++at)
-        if (line[at] == '"')
-            quoted = !quoted;
-        else
-            arguments.back() += line[at];
-    for (;;)
-    {
-        while (at < line.size() && IsArgumentBlank(line[at]))
-            ++at;
-        if (at == line.size())
-            return arguments;
-        std::string& argument = arguments.emplace_back();
-        for (quoted = false; at < line.size() && (quoted || !IsArgumentBlank(line[at])); ++at)
-        {
-            std::size_t backslashes = 0;
-            for (; at < line.size() && line[at] == '\\'; ++at)
-                ++backslashes;
-            const bool quote = at < line.size() && line[at] == '"';
-            argument.append(quote ? backslashes / 2 : backslashes, '\\');
-            if (quote && backslashes % 2 != 0)
-                argument += '"';
-            else if (quote && quoted && at + 1 < line.size() && line[at + 1] == '"')
-                argument += line[at++];
-            else if (quote)
-                quoted = !quoted;
-            else if (at < line.size() && (quoted || !IsArgumentBlank(line[at])))
-                argument += line[at];
-            else
-                break;
-        }
-    }
-}
-
-/// Whether a file that exists, but was refused, is no program at all.
-bool IsNoProgram(const std::string& path)
-{
-    Descriptor file;
-    file.Open(path, O_RDONLY);
-    char head[SELFMAG] = {};
-    return file.IsOpen() && ::read(file.Number(), head, sizeof(head)) >= 0 && std::memcmp(head, ELFMAG, SELFMAG) != 0;
-}
 
 struct SpawnActions
 {
@@ -201,10 +107,30 @@ struct SpawnActions
     }
 };
 
+/// Splits a command line at its blanks outside of quotes.
+std::vector<std::string> ArgumentsOf(const std::string& line)
+{
+    std::vector<std::string> arguments;
+    bool within = false;
+    bool quoted = false;
+    for (const char c : line)
+    {
+        const bool blank = !quoted && (c == ' ' || c == '\t');
+        if (!blank && !within)
+            arguments.emplace_back();
+        within = !blank;
+        quoted = quoted != (c == '"');
+        if (within && c != '"')
+            arguments.back() += c;
+    }
+    return arguments;
+}
+
 } // namespace
 
 DWORD StartProcess(
-    const std::string& program, std::u16string_view commandLine, const std::string& folder, StartedProcess& started)
+    const std::string& program, std::u16string_view commandLine, const std::string& folder,
+    PROCESS_INFORMATION& started)
 {
     UnwatchedProcesses().CollectEnded();
 
@@ -227,16 +153,13 @@ DWORD StartProcess(
     if (!folder.empty())
         SpawnActions::Demand(::posix_spawn_file_actions_addchdir_np(&spawn.actions, folder.c_str()));
     SpawnActions::Demand(::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, STDERR_FILENO + 1));
-
     ::pid_t id = 0;
     const int error =
         ::posix_spawn(&id, program.c_str(), &spawn.actions, nullptr, argumentPointers.data(), environment.data());
-    if (error == ENOEXEC || (error == EACCES && IsNoProgram(program)))
-        return ERROR_BAD_EXE_FORMAT;
-    if (error != 0)
-        return ErrorFromErrno(error);
-    started.handle = MakeHandle(std::make_unique<ProcessHandle>(id));
-    started.id = static_cast<DWORD>(id);
+    if (error != 0) // a file that is there, but is no program or not meant to be one
+        return error == ENOEXEC || error == EACCES ? ERROR_BAD_EXE_FORMAT : ErrorFromErrno(error);
+    started.hProcess = MakeHandle(std::make_unique<ProcessHandle>(id));
+    started.dwProcessId = started.dwThreadId = static_cast<DWORD>(id);
     return NO_ERROR;
 }
 
@@ -248,29 +171,13 @@ BOOL CreateProcessW(
     LPCWSTR program, LPWSTR commandLine, LPSECURITY_ATTRIBUTES, LPSECURITY_ATTRIBUTES, BOOL, DWORD, LPVOID,
     LPCWSTR currentFolder, LPSTARTUPINFOW, LPPROCESS_INFORMATION information)
 {
-    const auto refused = [](DWORD error) {
-        ::SetLastError(error);
-        return FALSE;
-    };
-    if (program == nullptr || commandLine == nullptr)
-        return refused(ERROR_INVALID_PARAMETER);
-    const FoundPath found = FindPath(program);
-    if (found.error != NO_ERROR || !found.exists || found.isFolder)
-        return refused(
-            found.error != NO_ERROR ? found.error
-            : found.exists          ? ERROR_ACCESS_DENIED
-                                    : ERROR_FILE_NOT_FOUND);
-    FoundPath folder;
-    if (currentFolder != nullptr)
-    {
-        folder = FindPath(currentFolder);
-        if (folder.error != NO_ERROR || !folder.isFolder)
-            return refused(ERROR_DIRECTORY);
-    }
-    StartedProcess started;
-    if (const DWORD error = StartProcess(found.path, commandLine, folder.path, started); error != NO_ERROR)
-        return refused(error);
-    *information = {started.handle, MakeHandle(std::make_unique<ThreadHandle>()), started.id, started.id};
+    const FoundPath found = FindExisting(program);
+    if (found.error != NO_ERROR)
+        return Refused(found.error);
+    const FoundPath folder = FindPath(ViewOf(currentFolder));
+    if (const DWORD error = StartProcess(found.path, commandLine, folder.path, *information); error != NO_ERROR)
+        return Refused(error);
+    information->hThread = MakeHandle(std::make_unique<HandleObject>()); // there to be closed
     return TRUE;
 }
 
@@ -283,21 +190,17 @@ DWORD WaitForSingleObject(HANDLE process, DWORD milliseconds)
 BOOL GetExitCodeProcess(HANDLE process, LPDWORD exitCode)
 {
     auto* object = ObjectOf<ProcessHandle>(process);
-    if (object == nullptr)
-        return FALSE;
-    *exitCode = object->ExitCode();
-    return TRUE;
+    if (object != nullptr)
+        *exitCode = object->ExitCode().value_or(STILL_ACTIVE);
+    return object != nullptr ? TRUE : FALSE;
 }
 
-BOOL TerminateProcess(HANDLE process, UINT exitCode)
+BOOL TerminateProcess(HANDLE process, UINT)
 {
     auto* object = ObjectOf<ProcessHandle>(process);
-    if (object == nullptr)
-        return FALSE;
-    if (object->Terminate(exitCode))
-        return TRUE;
-    ::SetLastError(ERROR_ACCESS_DENIED); // it has ended
-    return FALSE;
+    if (object == nullptr || object->Terminate())
+        return object != nullptr ? TRUE : FALSE;
+    return Refused(ERROR_ACCESS_DENIED); // it has ended
 }
 
 void ExitProcess(UINT exitCode)

@@ -11,18 +11,12 @@ namespace hostwindows
 /// Hands the exact command line down to a started program, in UTF-8.
 inline constexpr const char* commandLineVariable = "HOSTWINDOWS_COMMAND_LINE";
 
-/// A program that was started.
-struct StartedProcess
-{
-    HANDLE handle = nullptr;
-    DWORD id = 0;
-};
-
 /// Starts a program by its Linux path, with the caller's environment and standard streams and no other descriptor.
 /// Closing the handle neither ends the program nor leaves a zombie for the life of this process.
 /// @param folder  Linux path of its current folder; empty: the caller's
 /// @return 0 or the error code: 2, 3, 5, 193 (no program) ...
 DWORD StartProcess(
-    const std::string& program, std::u16string_view commandLine, const std::string& folder, StartedProcess& started);
+    const std::string& program, std::u16string_view commandLine, const std::string& folder,
+    PROCESS_INFORMATION& started);
 
 } // namespace hostwindows

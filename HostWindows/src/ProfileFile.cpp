@@ -481,7 +481,8 @@ DWORD Write(const Char* section, const Char* key, const Char* value, const Char*
     if (error != NO_ERROR)
         return error;
     // What is there already is not written again, but refused where it could not be.
-    error = SharedFile().Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
+    Descriptor unchanged;
+    error = OpenShared(unchanged, path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE);
     return error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
 }
 

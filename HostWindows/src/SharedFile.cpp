@@ -1,12 +1,9 @@
 #include "SharedFile.h"
 
-#include <cerrno>
+#include <bit>
 #include <ctime>
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <utility>
 
 namespace hostwindows
 {
@@ -15,31 +12,25 @@ namespace
 
 // Each opening claims bytes far behind any contents with shared locks: they belong to the opening, not to the
 // process, and go with it, however the process ends. In this order what most openings claim lies side by side.
-constexpr ::off_t deniesReading = ::off_t{1} << 62;
-constexpr ::off_t deniesWriting = deniesReading + 1;
-constexpr ::off_t deniesDeleting = deniesReading + 2;
-constexpr ::off_t reads = deniesReading + 3;
-constexpr ::off_t writes = deniesReading + 4;
-constexpr ::off_t claimCount = 5;
+constexpr ::off_t firstClaim = ::off_t{1} << 62;
+enum Claim : unsigned
+{
+    deniesReading = 1,
+    deniesWriting = 2,
+    deniesDeleting = 4,
+    reads = 8,
+    writes = 16,
+};
+constexpr int claimCount = 5;
 
 constexpr int patienceMilliseconds = 2000;
+constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
+constexpr ::mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
 
-struct ::flock Claim(short type, ::off_t first, ::off_t count)
+void SleepOneMillisecond()
 {
-    struct ::flock claim
-    {
-    };
-    claim.l_type = type;
-    claim.l_whence = SEEK_SET;
-    claim.l_start = first;
-    claim.l_len = count;
-    return claim;
-}
-
-bool ClaimedByOthers(int descriptor, ::off_t first, ::off_t count)
-{
-    struct ::flock claim = Claim(F_WRLCK, first, count);
-    return ::fcntl(descriptor, F_OFD_GETLK, &claim) == 0 && claim.l_type != F_UNLCK;
+    const ::timespec millisecond{0, 1000000};
+    ::nanosleep(&millisecond, nullptr);
 }
 
 /// Takes the file's lock unless another has it; on a file system without locks there is nothing to keep apart.
@@ -48,15 +39,14 @@ bool LockAtOnce(int descriptor)
     return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR);
 }
 
-bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
+bool ClaimSharing(const Descriptor& file, DWORD access, DWORD sharing)
 {
-    struct Rule
+    const struct
     {
         bool applies;
-        ::off_t conflict; // another's claim that stands against this opening
-        ::off_t claim;
-    };
-    const Rule rules[] = {
+        unsigned conflict; // another's claim that stands against this opening
+        unsigned claim;
+    } rules[] = {
         {(sharing & FILE_SHARE_READ) == 0, reads, deniesReading},
         {(sharing & FILE_SHARE_WRITE) == 0, writes, deniesWriting},
         {(sharing & FILE_SHARE_DELETE) == 0, 0, deniesDeleting},
@@ -64,44 +54,23 @@ bool ClaimSharing(int descriptor, DWORD access, DWORD sharing)
         {(access & GENERIC_WRITE) != 0, deniesWriting, writes},
         {(access & DELETE) != 0, deniesDeleting, 0},
     };
-    if (ClaimedByOthers(descriptor, deniesReading, claimCount))
-        for (const Rule& rule : rules)
-            if (rule.applies && rule.conflict != 0 && ClaimedByOthers(descriptor, rule.conflict, 1))
-                return false;
-    // The claims ascend: neighbours are taken in one call.
-    ::off_t first = 0;
-    ::off_t count = 0;
-    const auto take = [&] {
-        struct ::flock claim = Claim(F_RDLCK, first, count);
-        if (count != 0)
-            ::fcntl(descriptor, F_OFD_SETLK, &claim);
-    };
-    for (const Rule& rule : rules)
-        if (rule.applies && rule.claim != 0)
+    unsigned claims = 0;
+    const bool claimed = file.IsLockedElsewhere(firstClaim, claimCount);
+    for (const auto& [applies, conflict, claim] : rules)
+        if (applies)
         {
-            if (rule.claim != first + count)
-            {
-                take();
-                first = rule.claim;
-                count = 0;
-            }
-            ++count;
+            if (claimed && conflict != 0 && file.IsLockedElsewhere(firstClaim + std::countr_zero(conflict), 1))
+                return false;
+            claims |= claim;
         }
-    take();
-    return true;
-}
-
-DWORD WriteAll(int descriptor, std::string_view bytes)
-{
-    while (!bytes.empty())
+    // Neighbours are taken in one call.
+    for (int first = 0, count = 0; claims >> first != 0; first += count)
     {
-        const ::ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR)
-            return ErrorFromErrno(errno);
-        if (count > 0)
-            bytes.remove_prefix(static_cast<std::size_t>(count));
+        first += std::countr_zero(claims >> first);
+        count = std::countr_one(claims >> first);
+        file.Lock(F_RDLCK, F_OFD_SETLK, firstClaim + first, count);
     }
-    return NO_ERROR;
+    return true;
 }
 
 /// The sibling that becomes the new file. Its writer holds its lock; one whose lock is free was left by a killed
@@ -119,144 +88,93 @@ public:
     Sibling& operator=(const Sibling&) = delete;
     ~Sibling()
     {
-        if (m_descriptor < 0)
-            return;
-        if (!m_placed)
+        if (m_file.IsOpen() && !m_placed)
             ::unlink(m_path.c_str());
-        ::close(m_descriptor);
     }
 
     DWORD Create()
     {
         for (int waited = 0; waited < patienceMilliseconds; ++waited)
         {
-            const int made = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (made >= 0)
+            m_file.Open(m_path, O_WRONLY | O_CREAT | O_EXCL, 0666);
+            if (m_file.IsOpen())
             {
-                if (LockAtOnce(made) && ::fstat(made, &m_status) == 0 && m_status.st_nlink != 0)
-                {
-                    m_descriptor = made;
+                if (LockAtOnce(Number()) && ::fstat(Number(), &m_status) == 0 && m_status.st_nlink != 0)
                     return NO_ERROR;
-                }
-                ::close(made); // taken for a leftover between the two calls
+                m_file = Descriptor(); // taken for a leftover between the two calls
             }
             else if (errno != EEXIST)
                 return ErrorFromErrno(errno);
-            else if (const DWORD error = RemoveLeftover(); error == ERROR_BUSY)
-            {
-                const ::timespec millisecond{0, 1000000};
-                ::nanosleep(&millisecond, nullptr);
-            }
-            else if (error != NO_ERROR)
-                return error;
+            else if (HasWriter())
+                SleepOneMillisecond();
+            else if (::unlink(m_path.c_str()) != 0 && errno != ENOENT)
+                return ErrorFromErrno(errno);
         }
         return ERROR_SHARING_VIOLATION;
     }
 
     DWORD Place(const std::string& path)
     {
-        if (::rename(m_path.c_str(), path.c_str()) != 0)
-            return ErrorFromErrno(errno);
-        m_placed = true;
-        return NO_ERROR;
+        m_placed = ::rename(m_path.c_str(), path.c_str()) == 0;
+        return m_placed ? NO_ERROR : ErrorFromErrno(errno);
     }
 
-    int Descriptor() const { return m_descriptor; }
+    int Number() const { return m_file.Number(); }
     const struct ::stat& Status() const { return m_status; } ///< as it was made
 
 private:
-    DWORD Unlink() const { return ::unlink(m_path.c_str()) == 0 || errno == ENOENT ? NO_ERROR : ErrorFromErrno(errno); }
-
-    /// @return 0, or ERROR_BUSY when it is no leftover but has a writer, or why it cannot be removed
-    DWORD RemoveLeftover() const
+    /// A link, or what is closed to us, has none.
+    bool HasWriter() const
     {
-        const int left = ::open(m_path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-        if (left < 0) // a link, or closed to us
-            return Unlink();
-        struct ::stat opened
-        {
-        };
-        struct ::stat named
-        {
-        };
-        const bool isLeftover = LockAtOnce(left) && ::fstat(left, &opened) == 0 &&
-                                ::lstat(m_path.c_str(), &named) == 0 && opened.st_ino == named.st_ino;
-        const DWORD error = isLeftover ? Unlink() : ERROR_BUSY;
-        ::close(left);
-        return error;
+        Descriptor left;
+        left.Open(m_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+        struct ::stat opened;
+        struct ::stat named;
+        return left.IsOpen() && (!LockAtOnce(left.Number()) || ::fstat(left.Number(), &opened) != 0 ||
+                                 ::lstat(m_path.c_str(), &named) != 0 || opened.st_ino != named.st_ino);
     }
 
     std::string m_path;
-    struct ::stat m_status
-    {
-    };
-    int m_descriptor = -1;
+    struct ::stat m_status = {};
+    Descriptor m_file;
     bool m_placed = false;
 };
 
 } // namespace
 
-SharedFile::SharedFile(SharedFile&& other) noexcept : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-
-SharedFile& SharedFile::operator=(SharedFile&& other) noexcept
+DWORD OpenShared(Descriptor& file, const std::string& path, DWORD access, DWORD sharing, int flags)
 {
-    std::swap(m_descriptor, other.m_descriptor);
-    return *this;
-}
-
-SharedFile::~SharedFile()
-{
-    Close();
-}
-
-DWORD SharedFile::Open(const std::string& path, DWORD access, DWORD sharing, int flags, unsigned mode)
-{
-    Close();
-    if ((flags & O_TRUNC) != 0)
-        access |= GENERIC_WRITE;
+    access |= (flags & O_TRUNC) != 0 ? GENERIC_WRITE : 0;
     const bool writing = (access & GENERIC_WRITE) != 0;
+    const bool claiming = (access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0;
     int accessFlags = writing ? O_RDWR : O_RDONLY; // claims are shared locks, and those need reading
-    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) == 0 && (flags & O_CREAT) == 0)
+    if (!claiming && (flags & O_CREAT) == 0)
         accessFlags = O_PATH;
     // Truncated only when the sharing allows it. Nothing here may wait for the other end of a pipe.
-    const int descriptor =
-        ::open(path.c_str(), accessFlags | (flags & ~O_TRUNC) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
-    if (descriptor < 0)
-        return errno == EEXIST ? ERROR_FILE_EXISTS : (errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno));
-    SharedFile opened;
-    opened.m_descriptor = descriptor;
-
-    struct ::stat status
-    {
-    };
-    if (::fstat(descriptor, &status) != 0)
-        return ErrorFromErrno(errno);
+    Descriptor opened;
+    opened.Open(path, accessFlags | (flags & ~O_TRUNC) | O_NOCTTY | O_NONBLOCK, 0666);
+    struct ::stat status;
+    if (!opened.IsOpen() || ::fstat(opened.Number(), &status) != 0)
+        return errno == EEXIST ? ERROR_FILE_EXISTS : ErrorFromErrno(errno);
     const bool folder = S_ISDIR(status.st_mode);
-    if ((!S_ISREG(status.st_mode) && !folder) || (folder && (flags & O_DIRECTORY) == 0))
-        return ERROR_ACCESS_DENIED;
     // Windows' read-only mark binds everybody, the administrator too.
-    const bool readOnly = !folder && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
-    if (readOnly && (writing || (access & DELETE) != 0))
+    const bool readOnly = !folder && (status.st_mode & writeBits) == 0;
+    if ((!S_ISREG(status.st_mode) && !folder) || (folder && (flags & O_DIRECTORY) == 0) ||
+        (readOnly && (access & (GENERIC_WRITE | DELETE)) != 0))
         return ERROR_ACCESS_DENIED;
-    if ((access & (GENERIC_READ | GENERIC_WRITE | DELETE)) != 0 && !folder)
+    if (claiming && !folder)
     {
-        if (!LockInTime(descriptor))
+        if (!LockInTime(opened.Number()))
             return ERROR_SHARING_VIOLATION;
-        const bool claimed = ClaimSharing(descriptor, access, sharing);
-        ::flock(descriptor, LOCK_UN);
+        const bool claimed = ClaimSharing(opened, access, sharing);
+        ::flock(opened.Number(), LOCK_UN);
         if (!claimed)
             return ERROR_SHARING_VIOLATION;
     }
-    if ((flags & O_TRUNC) != 0 && status.st_size != 0 && ::ftruncate(descriptor, 0) != 0)
+    if ((flags & O_TRUNC) != 0 && status.st_size != 0 && ::ftruncate(opened.Number(), 0) != 0)
         return ErrorFromErrno(errno);
-    std::swap(m_descriptor, opened.m_descriptor);
+    file = std::move(opened);
     return NO_ERROR;
-}
-
-void SharedFile::Close()
-{
-    if (m_descriptor >= 0)
-        ::close(std::exchange(m_descriptor, -1));
 }
 
 bool LockInTime(int descriptor)
@@ -265,8 +183,7 @@ bool LockInTime(int descriptor)
     {
         if (waited == patienceMilliseconds)
             return false;
-        const ::timespec millisecond{0, 1000000};
-        ::nanosleep(&millisecond, nullptr);
+        SleepOneMillisecond();
     }
     return true;
 }
@@ -284,6 +201,7 @@ DWORD ErrorFromErrno(int number)
         {EACCES, ERROR_ACCESS_DENIED},
         {EPERM, ERROR_ACCESS_DENIED},
         {EISDIR, ERROR_ACCESS_DENIED},
+        {ENXIO, ERROR_ACCESS_DENIED}, // a pipe or a terminal without its other end
         {ETXTBSY, ERROR_SHARING_VIOLATION},
         {EEXIST, ERROR_ALREADY_EXISTS},
         {EROFS, ERROR_WRITE_PROTECT},
@@ -303,11 +221,21 @@ DWORD ErrorFromErrno(int number)
     return ERROR_GEN_FAILURE;
 }
 
+DWORD WriteAll(int descriptor, std::string_view bytes)
+{
+    while (!bytes.empty())
+    {
+        const ::ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR)
+            return ErrorFromErrno(errno);
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+    }
+    return NO_ERROR;
+}
+
 DWORD KeptFile::Read(const std::string& path)
 {
-    struct ::stat now
-    {
-    };
+    struct ::stat now;
     const bool same = !m_path.empty() && path == m_path && ::stat(path.c_str(), &now) == 0 &&
                       now.st_ino == m_status.st_ino && now.st_dev == m_status.st_dev &&
                       now.st_size == m_status.st_size && now.st_ctim.tv_sec == m_status.st_ctim.tv_sec &&
@@ -317,12 +245,12 @@ DWORD KeptFile::Read(const std::string& path)
         m_path.clear();
         m_file.Open(path, O_RDONLY | O_NOCTTY | O_NONBLOCK);
         if (!m_file.IsOpen() || ::fstat(m_file.Number(), &m_status) != 0)
-            return errno == ENXIO ? ERROR_ACCESS_DENIED : ErrorFromErrno(errno);
+            return ErrorFromErrno(errno);
         if (!S_ISREG(m_status.st_mode))
             return ERROR_ACCESS_DENIED;
     }
     // It claims nothing itself; it respects who keeps readers out.
-    if (ClaimedByOthers(m_file.Number(), deniesReading, 1))
+    if (m_file.IsLockedElsewhere(firstClaim + std::countr_zero(+deniesReading), 1))
         return ERROR_SHARING_VIOLATION;
     if (same)
         return NO_ERROR;
@@ -337,24 +265,21 @@ DWORD KeptFile::Read(const std::string& path)
 
 DWORD KeptFile::ReadToEnd()
 {
-    if (static_cast<std::size_t>(m_status.st_size) > largestFile)
-        return ERROR_NOT_ENOUGH_MEMORY;
+    m_bytes.clear();
     std::size_t filled = 0;
-    constexpr std::size_t smallest = 4096;
-    m_bytes.resize(static_cast<std::size_t>(m_status.st_size) + 1); // one more: the end shows in the first call
-    for (;;)
+    auto room = static_cast<std::size_t>(m_status.st_size) + 1; // one more: the end shows in the first call
+    for (::ssize_t count = 0; count < 0 || filled == m_bytes.size();)
     {
-        const ::ssize_t count = ::read(m_file.Number(), m_bytes.data() + filled, m_bytes.size() - filled);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
+        if (filled == m_bytes.size()) // at first, and when it grows meanwhile
+        {
+            if (room > largestFile + 1)
+                return ERROR_NOT_ENOUGH_MEMORY;
+            m_bytes.resize(std::exchange(room, 2 * room));
+        }
+        count = ::read(m_file.Number(), m_bytes.data() + filled, m_bytes.size() - filled);
+        if (count < 0 && errno != EINTR)
             return ErrorFromErrno(errno);
-        filled += static_cast<std::size_t>(count);
-        if (count == 0 || filled < m_bytes.size())
-            break;
-        if (filled > largestFile) // it grows while it is read
-            return ERROR_NOT_ENOUGH_MEMORY;
-        m_bytes.resize(filled + smallest);
+        filled += count < 0 ? 0 : static_cast<std::size_t>(count);
     }
     m_bytes.resize(filled);
     return NO_ERROR;
@@ -371,26 +296,22 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
 DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
 {
     // The old file is held while it is replaced. A link is replaced itself: what it points to is none of ours.
-    SharedFile old;
-    struct ::stat status
-    {
-    };
-    const bool present = ::lstat(path.c_str(), &status) == 0;
-    const bool isLink = present && S_ISLNK(status.st_mode);
-    if (present && !isLink)
-        if (const DWORD error = old.Open(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, O_NOFOLLOW);
+    Descriptor old;
+    struct ::stat status;
+    if (::lstat(path.c_str(), &status) == 0 && !S_ISLNK(status.st_mode))
+        if (const DWORD error = OpenShared(old, path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, O_NOFOLLOW);
             error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
             return error;
 
     Sibling sibling(path);
     if (const DWORD error = sibling.Create(); error != NO_ERROR)
         return error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error;
-    if (const DWORD error = WriteAll(sibling.Descriptor(), bytes); error != NO_ERROR)
+    if (const DWORD error = WriteAll(sibling.Number(), bytes); error != NO_ERROR)
         return error;
     const struct ::stat& made = sibling.Status();
     if (old.IsOpen() && (status.st_uid != made.st_uid || status.st_gid != made.st_gid))
-        (void)!::fchown(sibling.Descriptor(), status.st_uid, status.st_gid);
-    if (old.IsOpen() && status.st_mode != made.st_mode && ::fchmod(sibling.Descriptor(), status.st_mode & 07777) != 0)
+        (void)!::fchown(sibling.Number(), status.st_uid, status.st_gid);
+    if (old.IsOpen() && status.st_mode != made.st_mode && ::fchmod(sibling.Number(), status.st_mode & 07777) != 0)
         return ErrorFromErrno(errno);
     return sibling.Place(path);
 }

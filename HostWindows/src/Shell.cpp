@@ -1,15 +1,16 @@
 // Special folders, folder creation, and starting programs.
 #include "Shell.h"
 
+#include "Handles.h"
 #include "LetterCase.h"
 #include "Paths.h"
 #include "Process.h"
 #include "SharedFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <malloc.h>
 #include <shellapi.h>
 #include <shlobj.h>
 #include <sys/stat.h>
@@ -32,52 +33,32 @@ public:
     }
     ULONG AddRef() override { return 1; }  // lives as long as the process
     ULONG Release() override { return 1; } // therefore not counted
-    void* Alloc(SIZE_T bytes) override { return std::malloc(bytes); }
-    void* Realloc(void* memory, SIZE_T bytes) override { return std::realloc(memory, bytes); }
     void Free(void* memory) override { std::free(memory); }
-    SIZE_T GetSize(void* memory) override { return ::malloc_usable_size(memory); }
     int DidAlloc(void* memory) override { return memory != nullptr ? 1 : -1; }
-    void HeapMinimize() override { ::malloc_trim(0); }
-};
-
-enum class Root
-{
-    none, ///< the folder has no path
-    drive,
-    profile
 };
 
 struct SpecialFolder
 {
     int identifier;
-    Root root;
-    std::u16string_view path;
+    std::u16string_view drive; // none: below the user's profile
+    std::u16string_view path;  // none: the folder has no path
 };
 constexpr SpecialFolder specialFolders[] = {
-    {CSIDL_CONTROLS, Root::none, u""},
-    {CSIDL_LOCAL_APPDATA, Root::profile, u"\\AppData\\Local"},
-    {CSIDL_COMMON_APPDATA, Root::drive, u"\\ProgramData"},
-    {CSIDL_CDBURN_AREA, Root::profile, u"\\AppData\\Local\\Microsoft\\Windows\\Burn\\Burn"},
+    {CSIDL_CONTROLS, u"", u""},
+    {CSIDL_LOCAL_APPDATA, u"", u"\\AppData\\Local"},
+    {CSIDL_COMMON_APPDATA, u"C:", u"\\ProgramData"},
+    {CSIDL_CDBURN_AREA, u"", u"\\AppData\\Local\\Microsoft\\Windows\\Burn\\Burn"},
 };
 
-const SpecialFolder* FindSpecialFolder(int identifier)
+/// @return false when there is no such folder
+bool PathOf(int identifier, std::u16string& path)
 {
-    for (const SpecialFolder& folder : specialFolders)
-        if (folder.identifier == identifier)
-            return &folder;
-    return nullptr;
-}
-
-std::u16string PathOf(const SpecialFolder& folder)
-{
-    if (folder.root == Root::none)
-        return {};
-    return (folder.root == Root::profile ? UserProfile() : std::u16string(u"C:")) + std::u16string(folder.path);
-}
-
-bool IsSeparator(char16_t unit)
-{
-    return unit == u'\\' || unit == u'/';
+    const auto* const folder = std::ranges::find(specialFolders, identifier, &SpecialFolder::identifier);
+    if (folder == std::end(specialFolders))
+        return false;
+    if (!folder->path.empty())
+        path.append(folder->drive.empty() ? std::u16string_view(UserProfile()) : folder->drive).append(folder->path);
+    return true;
 }
 
 /// Makes a folder with its missing parents. @return 0 or the error code
@@ -127,11 +108,6 @@ std::u16string PathOf(PCIDLIST_ABSOLUTE list)
     return path;
 }
 
-bool IsSet(LPCWSTR text)
-{
-    return text != nullptr && *text != 0;
-}
-
 /// Windows starts what ends in ".exe". A Linux program may do without an extension, and says so by its mode.
 bool IsProgram(const std::string& path)
 {
@@ -143,24 +119,20 @@ bool IsProgram(const std::string& path)
 }
 
 /// @return 0 or the error code
-DWORD Start(const SHELLEXECUTEINFOW& info, StartedProcess& started)
+DWORD Start(const SHELLEXECUTEINFOW& info, PROCESS_INFORMATION& started)
 {
-    if (!IsSet(info.lpFile))
+    if (ViewOf(info.lpFile).empty())
         return ERROR_INVALID_PARAMETER;
-    const FoundPath file = FindPath(info.lpFile);
+    const FoundPath file = FindExisting(info.lpFile);
     if (file.error != NO_ERROR)
         return file.error;
-    if (!file.exists)
-        return ERROR_FILE_NOT_FOUND;
-    if ((IsSet(info.lpVerb) && !EqualWithoutCase(info.lpVerb, u"open")) || file.isFolder || !IsProgram(file.path))
+    if (file.isFolder || !IsProgram(file.path))
         return ERROR_NO_ASSOCIATION;
 
     std::u16string commandLine = u"\"" + std::u16string(info.lpFile) + u"\"";
-    if (IsSet(info.lpParameters))
-        commandLine += std::u16string(u" ") + info.lpParameters;
-    FoundPath folder;
-    if (IsSet(info.lpDirectory))
-        folder = FindPath(info.lpDirectory);
+    if (!ViewOf(info.lpParameters).empty())
+        commandLine.append(u" ").append(info.lpParameters);
+    const FoundPath folder = FindPath(ViewOf(info.lpDirectory));
     return StartProcess(file.path, commandLine, folder.isFolder ? folder.path : std::string(), started);
 }
 
@@ -206,12 +178,12 @@ HRESULT SHGetMalloc(IMalloc** allocator)
 
 HRESULT SHGetSpecialFolderLocation(HWND, int identifier, PIDLIST_ABSOLUTE* list)
 {
-    *list = nullptr;
-    const SpecialFolder* folder = FindSpecialFolder(identifier);
-    if (folder == nullptr)
-        return E_INVALIDARG;
-    *list = MakeList(PathOf(*folder));
-    return *list != nullptr ? S_OK : E_OUTOFMEMORY;
+    std::u16string path;
+    const bool known = PathOf(identifier, path);
+    *list = known ? MakeList(path) : nullptr;
+    if (*list != nullptr)
+        return S_OK;
+    return known ? E_OUTOFMEMORY : E_INVALIDARG;
 }
 
 BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path)
@@ -225,16 +197,15 @@ BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path)
 HRESULT SHGetFolderPathW(HWND, int identifier, HANDLE, DWORD, LPWSTR path)
 {
     *path = 0;
-    const SpecialFolder* folder = FindSpecialFolder(identifier & ~CSIDL_FLAG_CREATE);
-    if (folder == nullptr)
+    std::u16string text;
+    if (!PathOf(identifier & ~CSIDL_FLAG_CREATE, text))
         return E_INVALIDARG;
-    const std::u16string text = PathOf(*folder);
-    const FoundPath found = FindPath(text);
-    if (!found.isFolder && (identifier & CSIDL_FLAG_CREATE) == 0)
-        return HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-    if (!found.isFolder)
-        if (const DWORD error = MakeFolders(text); error != NO_ERROR)
+    if (!FindPath(text).isFolder)
+    {
+        const bool make = (identifier & CSIDL_FLAG_CREATE) != 0;
+        if (const DWORD error = make ? MakeFolders(text) : ERROR_FILE_NOT_FOUND; error != NO_ERROR)
             return HRESULT_FROM_WIN32(error);
+    }
     if (text.size() >= MAX_PATH)
         return E_FAIL;
     text.copy(path, text.size());
@@ -244,21 +215,18 @@ HRESULT SHGetFolderPathW(HWND, int identifier, HANDLE, DWORD, LPWSTR path)
 
 int SHCreateDirectoryExW(HWND, LPCWSTR path, const SECURITY_ATTRIBUTES*)
 {
-    return static_cast<int>(MakeFolders(path == nullptr ? std::u16string_view() : std::u16string_view(path)));
+    return static_cast<int>(MakeFolders(ViewOf(path)));
 }
 
 BOOL ShellExecuteExW(SHELLEXECUTEINFOW* info)
 {
-    StartedProcess started;
+    PROCESS_INFORMATION started{};
     const DWORD error = Start(*info, started);
     info->hInstApp = reinterpret_cast<HINSTANCE>(Answer(error));
     info->hProcess = nullptr;
     if ((info->fMask & SEE_MASK_NOCLOSEPROCESS) != 0)
-        info->hProcess = started.handle;
-    else if (started.handle != nullptr)
-        ::CloseHandle(started.handle);
-    if (error == NO_ERROR)
-        return TRUE;
-    ::SetLastError(error);
-    return FALSE;
+        info->hProcess = started.hProcess;
+    else if (started.hProcess != nullptr)
+        ::CloseHandle(started.hProcess);
+    return error == NO_ERROR ? TRUE : Refused(error);
 }

@@ -1,13 +1,13 @@
 // Version information: the block that a Windows program carries in its resources lies here in a section of the ELF
 // file.
+#include "Handles.h"
 #include "Paths.h"
 #include "SharedFile.h"
 
 #include <algorithm>
 #include <cstring>
 #include <elf.h>
-#include <string>
-#include <unistd.h>
+#include <vector>
 
 namespace hostwindows
 {
@@ -15,22 +15,19 @@ namespace
 {
 
 constexpr std::string_view sectionName = ".rsrc";
-constexpr std::size_t largestBlock = 0xFFFF; // its length is 16 bits
-constexpr std::size_t largestTable = std::size_t{1} << 22;
+constexpr std::size_t largestPart = std::size_t{1} << 22;
 
-/// Reads exactly so many bytes; false when the file does not hold them.
-bool ReadAt(const SharedFile& file, std::uint64_t offset, void* bytes, std::size_t size)
+/// Reads as many items; none when the file does not hold them.
+template <class Items>
+Items ReadAt(const Descriptor& file, std::uint64_t offset, std::size_t count)
 {
-    return offset <= INT64_MAX &&
-           ::pread(file.Descriptor(), bytes, size, static_cast<::off_t>(offset)) == static_cast<::ssize_t>(size);
-}
-
-bool ReadAt(const SharedFile& file, const Elf64_Shdr& section, std::size_t largest, std::string& bytes)
-{
-    if (section.sh_size > largest)
-        return false;
-    bytes.resize(section.sh_size);
-    return ReadAt(file, section.sh_offset, bytes.data(), bytes.size());
+    if (count > largestPart)
+        return {};
+    Items items(count, typename Items::value_type{});
+    const std::size_t bytes = count * sizeof(items[0]);
+    if (::pread(file.Number(), items.data(), bytes, static_cast<::off_t>(offset)) != static_cast<::ssize_t>(bytes))
+        items.clear();
+    return items;
 }
 
 WORD WordAt(const char* bytes)
@@ -41,54 +38,46 @@ WORD WordAt(const char* bytes)
 }
 
 /// The version block of an ELF file; empty when it has none.
-std::string BlockOf(const SharedFile& file)
+std::string BlockOf(const Descriptor& file)
 {
-    Elf64_Ehdr header;
-    if (!ReadAt(file, 0, &header, sizeof(header)) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
-        header.e_ident[EI_CLASS] != ELFCLASS64 || header.e_ident[EI_DATA] != ELFDATA2LSB ||
-        header.e_shentsize != sizeof(Elf64_Shdr) || header.e_shstrndx >= header.e_shnum)
+    constexpr char identity[] = {ELFMAG0, ELFMAG1, ELFMAG2, ELFMAG3, ELFCLASS64, ELFDATA2LSB};
+    const auto header = ReadAt<std::vector<Elf64_Ehdr>>(file, 0, 1);
+    if (header.empty() || std::memcmp(header[0].e_ident, identity, sizeof(identity)) != 0 ||
+        header[0].e_shentsize != sizeof(Elf64_Shdr))
         return {};
-    std::string table(std::size_t{header.e_shnum} * sizeof(Elf64_Shdr), '\0');
-    std::string names;
-    Elf64_Shdr section;
-    const auto sectionAt = [&](std::size_t index) {
-        std::memcpy(&section, table.data() + index * sizeof(section), sizeof(section));
-    };
-    if (!ReadAt(file, header.e_shoff, table.data(), table.size()))
+    const auto sections = ReadAt<std::vector<Elf64_Shdr>>(file, header[0].e_shoff, header[0].e_shnum);
+    if (header[0].e_shstrndx >= sections.size())
         return {};
-    sectionAt(header.e_shstrndx);
-    if (!ReadAt(file, section, largestTable, names))
-        return {};
-    for (std::size_t index = 0; index < header.e_shnum; ++index)
-    {
-        sectionAt(index);
-        if (section.sh_type != SHT_PROGBITS || section.sh_name >= names.size() ||
-            std::string_view(names.c_str() + section.sh_name) != sectionName)
-            continue;
-        std::string block;
-        if (!ReadAt(file, section, largestBlock, block) || block.size() < sizeof(WORD) ||
-            WordAt(block.data()) > block.size())
-            return {};
-        block.resize(WordAt(block.data()));
-        return block;
-    }
+    const Elf64_Shdr& named = sections[header[0].e_shstrndx];
+    const auto names = ReadAt<std::string>(file, named.sh_offset, named.sh_size);
+    for (const Elf64_Shdr& section : sections)
+        if (section.sh_type == SHT_PROGBITS && section.sh_name < names.size() &&
+            names.c_str() + section.sh_name == sectionName)
+        {
+            // It begins with its length.
+            auto block = ReadAt<std::string>(file, section.sh_offset, section.sh_size);
+            block.resize(block.size() < sizeof(WORD) || WordAt(block.data()) > block.size() ? 0 : WordAt(block.data()));
+            return block;
+        }
     return {};
 }
 
-/// @return 0 or the error code
-DWORD ReadBlock(LPCWSTR name, std::string& block)
+/// Empty, with the last error, when there is none; else the last error is 0.
+std::string ReadBlock(LPCWSTR name)
 {
-    if (name == nullptr || *name == 0)
-        return ERROR_BAD_PATHNAME;
-    const FoundPath found = FindPath(name);
-    if (found.error != NO_ERROR)
-        return found.error;
-    SharedFile file;
-    const DWORD error = file.Open(found.path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, 0);
-    if (error != NO_ERROR)
-        return error;
-    block = BlockOf(file);
-    return block.empty() ? ERROR_RESOURCE_DATA_NOT_FOUND : NO_ERROR;
+    std::string block;
+    const FoundPath found = FindPath(ViewOf(name));
+    Descriptor file;
+    DWORD error = ViewOf(name).empty() ? ERROR_BAD_PATHNAME : found.error;
+    if (error == NO_ERROR)
+        error = OpenShared(file, found.path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+    if (error == NO_ERROR)
+    {
+        block = BlockOf(file);
+        error = block.empty() ? ERROR_RESOURCE_DATA_NOT_FOUND : NO_ERROR;
+    }
+    ::SetLastError(error);
+    return block;
 }
 
 /// The root of the block: length, length of the value, type, name, value; each part on a multiple of four.
@@ -104,20 +93,14 @@ DWORD GetFileVersionInfoSizeW(LPCWSTR file, LPDWORD handle)
 {
     if (handle != nullptr)
         *handle = 0;
-    std::string block;
-    const DWORD error = ReadBlock(file, block);
-    ::SetLastError(error);
-    return static_cast<DWORD>(block.size());
+    return static_cast<DWORD>(ReadBlock(file).size());
 }
 
 BOOL GetFileVersionInfoW(LPCWSTR file, DWORD, DWORD size, LPVOID data)
 {
-    std::string block;
-    if (const DWORD error = ReadBlock(file, block); error != NO_ERROR)
-    {
-        ::SetLastError(error);
+    std::string block = ReadBlock(file);
+    if (block.empty())
         return FALSE;
-    }
     // A cut block says so itself: what is queried in it later must not lie behind the buffer.
     const auto count = static_cast<WORD>(std::min<std::size_t>(size, block.size()));
     if (count >= sizeof(count))
@@ -132,10 +115,7 @@ BOOL VerQueryValueW(LPCVOID block, LPCWSTR part, LPVOID* value, PUINT length)
     *value = nullptr;
     *length = 0;
     if (std::u16string_view(part) != u"\\")
-    {
-        ::SetLastError(ERROR_RESOURCE_TYPE_NOT_FOUND);
-        return FALSE;
-    }
+        return Refused(ERROR_RESOURCE_TYPE_NOT_FOUND);
     const auto* base = static_cast<const char*>(block);
     const std::size_t size = WordAt(base);
     const std::size_t valueSize = size < valueOffset ? 0 : WordAt(base + sizeof(WORD));

@@ -31,12 +31,32 @@ HRESULT Guarded(Body body) noexcept
     }
 }
 
+// Empties the place of a result, which must be there, and runs the body that fills it.
+template <class Result, class Body>
+HRESULT Give(Result* result, Body body) noexcept
+{
+    if (result == nullptr)
+        return E_INVALIDARG;
+    *result = Result{};
+    return Guarded(body);
+}
+
+template <class Result>
+HRESULT GiveValue(Result* place, Result value) noexcept
+{
+    return Give(place, [=] { return *place = value, S_OK; });
+}
+
+std::u16string_view WideOf(BSTR text)
+{
+    return {text, ::SysStringLen(text)};
+}
+
 // A text from outside ends at a zero; a lone surrogate is replaced. Null gives the empty text.
 std::string TextFrom(BSTR text)
 {
-    return text == nullptr ? std::string()
-                           : Utf8FromUtf16(std::u16string_view(text, ::SysStringLen(text))
-                                               .substr(0, std::char_traits<char16_t>::length(text)));
+    const std::u16string_view all = WideOf(text);
+    return Utf8FromUtf16(all.substr(0, all.find(u'\0')));
 }
 
 // Windows' interfaces have no virtual destructor; these objects have one.
@@ -98,24 +118,15 @@ public:
 
     HRESULT get_item(LONG index, IXMLDOMNode** item) override
     {
-        if (item == nullptr)
-            return E_INVALIDARG;
-        *item = nullptr;
-        if (index < 0 || static_cast<std::size_t>(index) >= m_nodes.size())
-            return S_FALSE;
-        return Guarded([&] {
+        return Give(item, [&] {
+            if (index < 0 || static_cast<std::size_t>(index) >= m_nodes.size())
+                return S_FALSE;
             *item = MakeNodeObject(m_arena, *m_nodes[static_cast<std::size_t>(index)]);
             return S_OK;
         });
     }
 
-    HRESULT get_length(LONG* length) override
-    {
-        if (length == nullptr)
-            return E_INVALIDARG;
-        *length = static_cast<LONG>(m_nodes.size());
-        return S_OK;
-    }
+    HRESULT get_length(LONG* length) override { return GiveValue(length, static_cast<LONG>(m_nodes.size())); }
 
 private:
     std::shared_ptr<Arena> m_arena;
@@ -128,10 +139,8 @@ public:
     explicit ParseError(HRESULT code) : m_code(code) {}
     HRESULT get_errorCode(LONG* code) override
     {
-        if (code == nullptr)
-            return E_INVALIDARG;
-        *code = m_code;
-        return m_code == S_OK ? S_FALSE : S_OK;
+        const HRESULT result = GiveValue(code, LONG{m_code});
+        return result == S_OK && m_code == S_OK ? S_FALSE : result;
     }
 
 private:
@@ -187,12 +196,12 @@ public:
 
     HRESULT get_text(BSTR* text) override
     {
-        return Give(text, [this] { return MakeBstr(TextContent(*node)); });
+        return Give(text, [&] { return *text = MakeBstr(TextContent(*node)), S_OK; });
     }
 
     HRESULT get_xml(BSTR* xmlString) override
     {
-        return Give(xmlString, [this] { return MakeBstr(Serialise(*node)); });
+        return Give(xmlString, [&] { return *xmlString = MakeBstr(Serialise(*node)), S_OK; });
     }
 
     HRESULT selectNodes(BSTR queryString, IXMLDOMNodeList** resultList) override
@@ -213,29 +222,13 @@ public:
         });
     }
 
-protected:
-    template <class Result, class Make>
-    static HRESULT Give(Result* result, Make make)
-    {
-        if (result == nullptr)
-            return E_INVALIDARG;
-        *result = nullptr;
-        return Guarded([&] {
-            *result = make();
-            return S_OK;
-        });
-    }
-
 private:
     template <class Result, class Use>
     HRESULT Find(BSTR query, Result** result, std::size_t most, Use use)
     {
-        if (result == nullptr)
-            return E_INVALIDARG;
-        *result = nullptr;
-        if (query == nullptr)
-            return E_INVALIDARG;
-        return Guarded([&]() -> HRESULT {
+        return Give(result, [&]() -> HRESULT {
+            if (query == nullptr)
+                return E_INVALIDARG;
             auto found = Select(*node, TextFrom(query), most);
             return found ? use(std::move(*found)) : E_FAIL;
         });
@@ -287,27 +280,6 @@ IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node)
     }
 }
 
-// A line end is one character, LF, however it was given.
-void NormaliseLineEnds(std::string& text)
-{
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if (text[i] != '\r')
-            text[length++] = text[i];
-        else if (i + 1 == text.size() || text[i + 1] != '\n')
-            text[length++] = '\n';
-    text.resize(length);
-}
-
-bool ReadXmlFile(BSTR name, std::string& bytes)
-{
-    if (name == nullptr)
-        return false;
-    const FoundPath found = FindPath({name, ::SysStringLen(name)});
-    return found.error == NO_ERROR && found.exists && !found.isFolder && !found.folderNeeded &&
-           ReadWholeFile(found.path, bytes) == NO_ERROR;
-}
-
 class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocument>
 {
 public:
@@ -317,22 +289,19 @@ public:
 
     HRESULT get_documentElement(IXMLDOMElement** element) override
     {
-        if (element == nullptr)
-            return E_INVALIDARG;
-        *element = nullptr;
-        Node* const root = RootElement(*node);
-        return root == nullptr ? S_FALSE : Give(element, [&] { return new ElementObject(arena, *root); });
+        return Give(element, [&] {
+            Node* const root = RootElement(*node);
+            *element = root == nullptr ? nullptr : new ElementObject(arena, *root);
+            return root == nullptr ? S_FALSE : S_OK;
+        });
     }
 
     HRESULT createElement(BSTR tagName, IXMLDOMElement** element) override
     {
-        if (tagName == nullptr || element == nullptr)
-            return E_INVALIDARG;
-        *element = nullptr;
-        return Guarded([&] {
+        return Give(element, [&] {
             const std::string name = TextFrom(tagName);
-            if (!IsXmlName(name))
-                return E_FAIL;
+            if (tagName == nullptr || !IsXmlName(name))
+                return tagName == nullptr ? E_INVALIDARG : E_FAIL;
             *element = new ElementObject(arena, *arena->Make(NodeKind::element, arena->Copy(name)));
             return S_OK;
         });
@@ -341,18 +310,22 @@ public:
     HRESULT createTextNode(BSTR data, IXMLDOMText** text) override
     {
         return Give(text, [&] {
-            std::string content = TextFrom(data);
-            NormaliseLineEnds(content);
-            return new TextObject(arena, *arena->Make(NodeKind::text, nullptr, content));
+            std::string content;
+            char before = 0;
+            for (const char c : TextFrom(data)) // a line end is one character, however it was given
+            {
+                if (c != '\n' || before != '\r')
+                    content += c == '\r' ? '\n' : c;
+                before = c;
+            }
+            *text = new TextObject(arena, *arena->Make(NodeKind::text, nullptr, content));
+            return S_OK;
         });
     }
 
     HRESULT createProcessingInstruction(BSTR target, BSTR data, IXMLDOMProcessingInstruction** instruction) override
     {
-        if (instruction == nullptr)
-            return E_INVALIDARG;
-        *instruction = nullptr;
-        return Guarded([&] {
+        return Give(instruction, [&] {
             const std::string name = TextFrom(target);
             const std::string content = TextFrom(data);
             if (!IsXmlName(name) || content.find("?>") != std::string::npos)
@@ -368,17 +341,19 @@ public:
     HRESULT load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) override
     {
         return Load(isSuccessful, [&](Arena& fresh, Node& document) {
+            if (xmlSource.vt != VT_BSTR)
+                return false;
+            const FoundPath found = FindPath(WideOf(xmlSource.bstrVal));
             std::string bytes;
-            return xmlSource.vt == VT_BSTR && ReadXmlFile(xmlSource.bstrVal, bytes) &&
+            return found.error == NO_ERROR && !found.folderNeeded && ReadWholeFile(found.path, bytes) == NO_ERROR &&
                    ParseBytes(std::move(bytes), fresh, document);
         });
     }
 
     HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) override
     {
-        const HRESULT result = Load(isSuccessful, [&](Arena& fresh, Node& document) {
-            return xml != nullptr && ParseText({xml, ::SysStringLen(xml)}, fresh, document);
-        });
+        const HRESULT result =
+            Load(isSuccessful, [&](Arena& fresh, Node& document) { return ParseText(WideOf(xml), fresh, document); });
         if (xml == nullptr) // nothing was parsed
             m_parseError = S_OK;
         return result;
@@ -388,10 +363,11 @@ public:
     {
         if (destination.vt != VT_BSTR)
             return S_FALSE;
-        if (::SysStringLen(destination.bstrVal) == 0)
+        const std::u16string_view path = WideOf(destination.bstrVal);
+        if (path.empty())
             return E_INVALIDARG;
         return Guarded([&] {
-            const FoundPath found = FindPath({destination.bstrVal, ::SysStringLen(destination.bstrVal)});
+            const FoundPath found = FindPath(path);
             if (found.error != NO_ERROR)
                 return HRESULT_FROM_WIN32(found.error);
             if (found.isFolder || found.folderNeeded)
@@ -403,42 +379,28 @@ public:
 
     HRESULT get_parseError(IXMLDOMParseError** error) override
     {
-        return Give(error, [this] { return new ParseError(m_parseError); });
+        return Give(error, [&] { return *error = new ParseError(m_parseError), S_OK; });
     }
 
-    HRESULT get_async(VARIANT_BOOL* isAsync) override { return GiveFlag(isAsync, m_async); }
+    HRESULT get_async(VARIANT_BOOL* isAsync) override { return GiveValue(isAsync, m_async); }
     HRESULT put_async(VARIANT_BOOL isAsync) override
     {
         m_async = isAsync; // a load ends before it returns in any case
         return S_OK;
     }
-    // Nothing is validated, nothing outside a text is read, and blanks between elements are not kept.
-    HRESULT get_validateOnParse(VARIANT_BOOL* isValidating) override { return GiveFlag(isValidating, VARIANT_FALSE); }
-    HRESULT get_resolveExternals(VARIANT_BOOL* isResolving) override { return GiveFlag(isResolving, VARIANT_FALSE); }
     HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) override
     {
-        return GiveFlag(isPreserving, VARIANT_FALSE);
+        return GiveValue(isPreserving, VARIANT_FALSE);
     }
 
 private:
-    static HRESULT GiveFlag(VARIANT_BOOL* flag, VARIANT_BOOL value)
-    {
-        if (flag == nullptr)
-            return E_INVALIDARG;
-        *flag = value;
-        return S_OK;
-    }
-
     // The document becomes what `read` makes of it, or empty. Objects of old nodes keep the old arena.
     template <class Read>
     HRESULT Load(VARIANT_BOOL* isSuccessful, Read read)
     {
-        if (isSuccessful == nullptr)
-            return E_INVALIDARG;
-        *isSuccessful = VARIANT_FALSE;
-        return Guarded([&] {
+        return Give(isSuccessful, [&] {
             m_parseError = E_FAIL;
-            Renew();
+            Renew(std::make_shared<Arena>());
             const auto fresh = std::make_shared<Arena>();
             Node* const document = fresh->Make(NodeKind::document);
             if (!read(*fresh, *document))
@@ -451,9 +413,8 @@ private:
         });
     }
 
-    void Renew()
+    void Renew(std::shared_ptr<Arena> fresh)
     {
-        auto fresh = std::make_shared<Arena>();
         node = fresh->Make(NodeKind::document);
         arena = std::move(fresh);
     }

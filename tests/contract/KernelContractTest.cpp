@@ -1,9 +1,8 @@
-// Command lines, variables, time, counters, pointer probes and conversions.
+// Command lines, variables, time and conversions.
 #include "LastError.h"
 #include "Role.h"
 
 #include <chrono>
-#include <thread>
 #include <tuple>
 
 namespace
@@ -68,54 +67,6 @@ TEST(Kernel, TimeAndSleep)
     ::Sleep(200);
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(199));
     EXPECT_EQ(kept, ::GetLastError());
-}
-
-TEST(Kernel, InterlockedOperationsGiveTheNewOrTheOldValue)
-{
-    LONG value = 5;
-    EXPECT_TRUE(InterlockedDecrement(&value) == 4 && InterlockedIncrement(&value) == 5);
-    EXPECT_TRUE(InterlockedExchange(&value, 7) == 5 && InterlockedExchangeAdd(&value, 3) == 7);
-    EXPECT_TRUE(InterlockedCompareExchange(&value, 1, 9) == 10 && InterlockedCompareExchange(&value, 40000, 10) == 10);
-    const auto count = [&value] {
-        for (int i = 0; i < 20000; ++i)
-            InterlockedDecrement(&value);
-    };
-    std::thread other(count);
-    count();
-    other.join();
-    EXPECT_EQ(0, value);
-}
-
-TEST(Kernel, PointerProbes)
-{
-    constexpr std::size_t size = 65536;
-    const HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, nullptr);
-    auto* const bytes = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
-    auto* const readOnly = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0));
-    ASSERT_TRUE(bytes != nullptr && readOnly != nullptr);
-    std::fill(bytes, bytes + size, 'x');
-    bytes[10] = '\0';
-    auto* const low = reinterpret_cast<char*>(std::uintptr_t{16});
-    const std::tuple<char*, UINT_PTR, BOOL> texts[] = {
-        {bytes, 5, FALSE},      {bytes, 100, FALSE}, {bytes + 12, 4096, FALSE},
-        {readOnly, 100, FALSE}, {low, 5, TRUE},      {nullptr, UINT_PTR{5}, TRUE}};
-    for (const auto& [text, bound, bad] : texts)
-    {
-        ::SetLastError(kept);
-        EXPECT_EQ(bad, ::IsBadStringPtrA(text, bound));
-        EXPECT_EQ(bad, ::IsBadStringPtrW(reinterpret_cast<const WCHAR*>(text), bound));
-        EXPECT_EQ(kept, ::GetLastError());
-    }
-    const std::tuple<void*, UINT_PTR, BOOL> writes[] = {{nullptr, 4, TRUE},   {low, 4, TRUE},
-                                                        {nullptr, 0, FALSE},  {readOnly, 4, TRUE},
-                                                        {bytes, size, FALSE}, {bytes + 4094, 4, FALSE}};
-    for (const auto& [memory, count, bad] : writes)
-        EXPECT_EQ(bad, ::IsBadWritePtr(memory, count));
-    EXPECT_EQ(std::string(10, 'x'), bytes);
-    EXPECT_EQ('x', bytes[4095]);
-    ::UnmapViewOfFile(bytes);
-    ::UnmapViewOfFile(readOnly);
-    ::CloseHandle(mapping);
 }
 
 TEST(Kernel, Conversions)

@@ -91,11 +91,6 @@ bool MessageHasTheDocumentedWords()
     return std::string(text) == "The system cannot find the file specified.\r\n";
 }
 
-bool NothingIsNoBadText()
-{
-    return ::IsBadStringPtrA(nullptr, 0) == 0;
-}
-
 bool DebuggerConsoleKeepsTheLastError()
 {
     ::SetLastError(4711);
@@ -141,7 +136,6 @@ const struct
     {"a document that no program opens", "the documented code; Wine's is that of a bad program",
      &DocumentWithoutProgramIsRefusedAsSuch},
     {"a system message's words", "those that people know; Wine has its own", &MessageHasTheDocumentedWords},
-    {"a text of at most 0 characters", "documented as readable, whatever the pointer", &NothingIsNoBadText},
     {"the last error after a text for the debugger", "Wine's own exception changes it",
      &DebuggerConsoleKeepsTheLastError},
     {"a document load without a place for its result", "documented as a wrong argument", &LoadNeedsItsResult},

@@ -1,12 +1,10 @@
 // The stand-in's files where Windows has no say: the Linux side of paths, sharing and modes, and hostile files.
 #include "host/Linux.h"
-#include "LastError.h"
 #include "Paths.h"
 #include "SharedFile.h"
 
 #include <aclapi.h>
 #include <fcntl.h>
-#include <shellapi.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <tuple>
@@ -109,18 +107,6 @@ TEST(HostWindowsMachine, UsualFoldersAreMadeOrFoundInAnyLetterCase)
     fs::remove_all(root);
 }
 
-TEST_F(HostWindowsFile, LongPathsWork)
-{
-    Wide path = m_folder.Path();
-    for (int i = 0; i < 3; ++i)
-    {
-        path += u"\\" + Wide(200, u'x');
-        ASSERT_TRUE(::CreateDirectoryW(path.c_str(), nullptr));
-    }
-    test::WriteFileBytes(path + u"\\file", "far away");
-    EXPECT_EQ("far away", test::ReadFileBytes(path + u"\\file"));
-}
-
 TEST_F(HostWindowsFile, ReplacingKeepsModeAndLeavesNothingBeside)
 {
     const std::string path = Linux("file.ini");
@@ -153,8 +139,8 @@ TEST_F(HostWindowsFile, ReplacingKeepsModeAndLeavesNothingBeside)
     ::chmod(path.c_str(), 0444);
     EXPECT_EQ(ERROR_ACCESS_DENIED, ReplaceWholeFile(path, "x")) << "read-only binds root too";
     ::chmod(path.c_str(), 0644);
-    SharedFile holder;
-    ASSERT_EQ(0U, holder.Open(path, GENERIC_READ, FILE_SHARE_READ, 0));
+    Descriptor holder;
+    ASSERT_EQ(0U, OpenShared(holder, path, GENERIC_READ, FILE_SHARE_READ, 0));
     EXPECT_EQ(ERROR_SHARING_VIOLATION, ReplaceWholeFile(path, "x"));
     EXPECT_EQ("third", FileText(path));
     EXPECT_EQ(3U, test::EntriesIn(Linux(""))) << "file, victim, link";
@@ -168,8 +154,8 @@ TEST_F(HostWindowsFile, WhatIsNoFileNeverBlocks)
     for (const std::string& path : paths)
         for (const DWORD access : {GENERIC_READ, GENERIC_WRITE})
         {
-            SharedFile file;
-            EXPECT_NE(0U, file.Open(path, access, shareBoth, 0)) << path;
+            Descriptor file;
+            EXPECT_NE(0U, OpenShared(file, path, access, shareBoth, 0)) << path;
         }
     EXPECT_EQ(ERROR_ACCESS_DENIED, ReadWholeFile(Linux("pipe"), bytes));
     EXPECT_EQ(ERROR_ACCESS_DENIED, ReplaceWholeFile(Linux("pipe"), "x"));
@@ -179,64 +165,48 @@ TEST_F(HostWindowsFile, WhatIsNoFileNeverBlocks)
     std::ofstream(Linux("locked")) << "";
     const int foreign = ::open(Linux("locked").c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(0, ::flock(foreign, LOCK_EX));
-    SharedFile file;
-    EXPECT_EQ(ERROR_SHARING_VIOLATION, file.Open(Linux("locked"), GENERIC_READ, shareBoth, 0));
+    Descriptor file;
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, OpenShared(file, Linux("locked"), GENERIC_READ, shareBoth, 0));
     ::close(foreign);
-    EXPECT_EQ(0U, file.Open(Linux("locked"), GENERIC_READ, shareBoth, 0));
+    EXPECT_EQ(0U, OpenShared(file, Linux("locked"), GENERIC_READ, shareBoth, 0));
 }
 
 TEST_F(HostWindowsFile, AFailedOpeningDoesNotTruncate)
 {
     const std::string path = Linux("file");
     std::ofstream(path) << "text";
-    SharedFile holder;
-    SharedFile second;
-    ASSERT_EQ(0U, holder.Open(path, GENERIC_READ, FILE_SHARE_READ, 0));
-    EXPECT_EQ(ERROR_SHARING_VIOLATION, second.Open(path, GENERIC_WRITE, shareBoth, O_CREAT | O_TRUNC));
-    EXPECT_EQ(ERROR_SHARING_VIOLATION, second.Open(path, 0, shareBoth, O_CREAT | O_TRUNC));
-    holder.Close();
+    Descriptor holder;
+    Descriptor second;
+    ASSERT_EQ(0U, OpenShared(holder, path, GENERIC_READ, FILE_SHARE_READ, 0));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, OpenShared(second, path, GENERIC_WRITE, shareBoth, O_CREAT | O_TRUNC));
+    EXPECT_EQ(ERROR_SHARING_VIOLATION, OpenShared(second, path, 0, shareBoth, O_CREAT | O_TRUNC));
+    holder = Descriptor();
     ::chmod(path.c_str(), 0444);
-    EXPECT_EQ(ERROR_ACCESS_DENIED, second.Open(path, 0, shareBoth, O_CREAT | O_TRUNC));
+    EXPECT_EQ(ERROR_ACCESS_DENIED, OpenShared(second, path, 0, shareBoth, O_CREAT | O_TRUNC));
     EXPECT_EQ("text", FileText(path));
 }
 
-TEST_F(HostWindowsFile, AccessListsBecomeModes)
+TEST_F(HostWindowsFile, AccessForEveryoneBecomesTheMode)
 {
     ::mkdir(Linux("sub").c_str(), 0700);
-    for (const auto& [authority, mode] : {std::pair(BYTE{1}, 0777U), {BYTE{5}, 0U}}) // everyone, and somebody else
-    {
-        SID_IDENTIFIER_AUTHORITY identifier = {{0, 0, 0, 0, 0, authority}};
-        PSID sid = nullptr;
-        ASSERT_TRUE(::AllocateAndInitializeSid(&identifier, 1, 0, 0, 0, 0, 0, 0, 0, 0, &sid));
-        EXPLICIT_ACCESSW access{};
-        access.grfAccessPermissions = GENERIC_ALL;
-        access.grfAccessMode = SET_ACCESS;
-        access.Trustee.ptstrName = static_cast<LPWSTR>(sid);
-        PACL list = nullptr;
-        ASSERT_EQ(0U, ::SetEntriesInAclW(1, &access, nullptr, &list));
-        SECURITY_DESCRIPTOR descriptor;
-        ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-        ::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
-        EXPECT_TRUE(::SetFileSecurityW(m_folder.File("sub").c_str(), DACL_SECURITY_INFORMATION, &descriptor));
-        EXPECT_EQ(mode, ModeOf(Linux("sub")));
-        ::LocalFree(list);
-        ::FreeSid(sid);
-    }
+    SECURITY_DESCRIPTOR descriptor;
+    ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    ::SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE); // no list at all
+    EXPECT_TRUE(::SetFileSecurityW(m_folder.File("sub").c_str(), DACL_SECURITY_INFORMATION, &descriptor));
+    EXPECT_EQ(0777U, ModeOf(Linux("sub")));
+    // A list that names somebody else.
+    SID_IDENTIFIER_AUTHORITY authority = {{0, 0, 0, 0, 0, 5}};
+    EXPLICIT_ACCESSW access{GENERIC_ALL, SET_ACCESS, 0, {}};
+    ASSERT_TRUE(::AllocateAndInitializeSid(
+        &authority, 1, 0, 0, 0, 0, 0, 0, 0, 0, reinterpret_cast<PSID*>(&access.Trustee.ptstrName)));
+    PACL list = nullptr;
+    ASSERT_EQ(0U, ::SetEntriesInAclW(1, &access, nullptr, &list));
+    ::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+    EXPECT_TRUE(::SetFileSecurityW(m_folder.File("sub").c_str(), DACL_SECURITY_INFORMATION, &descriptor));
+    EXPECT_EQ(0U, ModeOf(Linux("sub")));
+    ::LocalFree(list);
+    ::FreeSid(access.Trustee.ptstrName);
     ::chmod(Linux("sub").c_str(), 0700);
-}
-
-TEST_F(HostWindowsFile, NoAssociation)
-{
-    test::WriteFileBytes(m_folder.File("text.txt"), "text");
-    test::WriteFileBytes(m_folder.File("plain"), "no mode to run");
-    for (const Wide& file : {m_folder.File("text.txt"), m_folder.File("plain"), m_folder.Path()})
-    {
-        SHELLEXECUTEINFOW info{};
-        info.cbSize = sizeof(info);
-        info.lpFile = file.c_str();
-        EXPECT_EQ(ERROR_NO_ASSOCIATION, test::LastError().Of(::ShellExecuteExW(&info)));
-        EXPECT_EQ(31U, reinterpret_cast<UINT_PTR>(info.hInstApp));
-    }
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <tuple>
 
@@ -55,31 +54,6 @@ const bool inheritor = test::InRole(OLESTR("inherit"), [](const Wide&) -> UINT {
     return std::getenv("HOSTWINDOWS_COMMAND_LINE") == nullptr && clean ? 0 : 1;
 });
 
-TEST(HostKernel, DocumentedTexts)
-{
-    const std::pair<DWORD, const char*> rows[] = {
-        {0, "The operation completed successfully.\r\n"},
-        {2, "The system cannot find the file specified.\r\n"},
-        {3, "The system cannot find the path specified.\r\n"},
-        {0x80070005, "Access is denied.\r\n"},
-        {6, "The handle is invalid.\r\n"},
-        {13, "The data is invalid.\r\n"},
-        {14, "Not enough storage is available to complete this operation.\r\n"},
-        {193, "%1 is not a valid Win32 application.\r\n"},
-        {0x800401F0, "CoInitialize has not been called.\r\n"},
-    };
-    for (const auto& [code, expected] : rows)
-    {
-        char text[256] = {};
-        constexpr DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-        ::FormatMessageA(flags, nullptr, code, 0x400, text, sizeof(text), nullptr);
-        EXPECT_STREQ(expected, text);
-    }
-    WCHAR path[] = {'#', '#', '#', '#', '#'};
-    EXPECT_EQ(4U, ::GetModuleFileNameW(nullptr, path, 4));
-    EXPECT_EQ(Wide(OLESTR("Z:\\\0#"), 5), Wide(path, 5)) << "cut and terminated";
-}
-
 TEST(HostKernel, CommandLineOfAProgramThatLinuxStarted)
 {
     const std::string program = fs::read_symlink("/proc/self/exe");
@@ -111,24 +85,6 @@ TEST(HostKernel, TheDebuggerConsoleIsTheFileThatTheVariableNamesNow)
     test::SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", "");
     EXPECT_EQ("a%s\r\na%s\r\n", test::ReadFileBytes(folder.File("a")));
     EXPECT_EQ("b%s\r\n", test::ReadFileBytes(folder.File("b")));
-}
-
-TEST(HostKernel, PointerProbesStopAtAPageThatIsNotThere)
-{
-    constexpr std::size_t page = 4096;
-    auto* const memory =
-        static_cast<char*>(::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    ASSERT_EQ(0, ::mprotect(memory + page, page, PROT_NONE));
-    std::fill(memory, memory + page, 'x');
-    const auto* text = memory + page - 8;
-    const auto* wide = reinterpret_cast<const WCHAR*>(text);
-    EXPECT_TRUE(!::IsBadStringPtrA(text, 8) && ::IsBadStringPtrA(text, 9));
-    EXPECT_TRUE(!::IsBadStringPtrW(wide, 4) && ::IsBadStringPtrW(wide, 5));
-    EXPECT_TRUE(!::IsBadWritePtr(memory, page) && ::IsBadWritePtr(memory + page - 1, 2));
-    memory[page - 1] = memory[page - 2] = '\0';
-    EXPECT_FALSE(::IsBadStringPtrA(text, 100) || ::IsBadStringPtrW(wide, 100));
-    EXPECT_FALSE(::IsBadStringPtrA(nullptr, 0) || ::IsBadStringPtrA(memory + page, 0));
-    ::munmap(memory, 2 * page);
 }
 
 TEST(HostKernel, MappingsLeaveNoFilesAndShareNothingBetweenMachines)
