@@ -227,14 +227,14 @@ public:
             return;
         for (const auto& [path, name] : m_paths)
             ReplaceAll(text, path, name);
-        text = Shortened(text, 10000); // spares the patterns' time
+        text = Shortened(text, 2500); // a pattern takes stack for each character
         for (const Normalisation& normalisation : normalisations)
             if (normalisation.apply != nullptr)
                 normalisation.apply(text);
             else
                 text = std::regex_replace(text, normalisation.pattern, normalisation.instead);
         m_text.append(title).append(":\n");
-        std::istringstream stream(Shortened(text, 4000));
+        std::istringstream stream(Shortened(text, 2000));
         for (std::string line; std::getline(stream, line);)
         {
             if (line.ends_with('\r'))
