@@ -89,12 +89,14 @@ TEST_F(XmlDocumentTest, SavingAndLoading)
     XmlSetAttribute(root, OLESTR("of"), OLESTR("1 & 2"));
     XmlAddTextElement(document, root, OLESTR("x"), OLESTR("\x00E4\x20AC < y"));
     XmlAddTextElement(document, root, OLESTR("null"), _bstr_t());
+    XmlAddTextElement(document, root, OLESTR("bad"), OLESTR("a\1\xD83D-\xD83D\xDE00\xFFFE")); // would not load again
     XmlAppend(document.Get(), root.Get());
     XmlSave(document, path);
     EXPECT_THROW(XmlSave(document, _bstr_t(folder.File("no\\list.xml"))), XmlError);
     EXPECT_TRUE(ReadFileBytes(folder.File("list.xml")).starts_with("\xFF\xFE<"));
     const std::string serialised = ToUtf8(XmlSerialise(document).View());
-    for (const char* const piece : {"<list of=\"1 &amp; 2\">", "<x>ä€ &lt; y</x>", "<null></null>"})
+    for (const char* const piece :
+         {"<list of=\"1 &amp; 2\">", "<x>ä€ &lt; y</x>", "<null></null>", "<bad>a��-😀�</bad>"})
         EXPECT_NE(std::string::npos, serialised.find(piece)) << serialised;
     const XmlDocument again = Opened();
     EXPECT_TRUE(XmlLoadFile(again, path));
