@@ -2,6 +2,7 @@
 
 #include "Loggers.h"
 
+#include <algorithm>
 #include <objbase.h>
 #include <ole2.h>
 #include <type_traits>
@@ -53,30 +54,27 @@ VARIANT TextVariant(const _bstr_t& text)
     return variant;
 }
 
-bool IsXmlCharacter(WCHAR unit)
-{
-    return unit >= ' ' ? unit < 0xFFFE : unit == '\t' || unit == '\n' || unit == '\r';
-}
-
 // The model takes any text and writes it as it is. One stored value that XML cannot carry, a control character or half
 // a surrogate pair, would make the whole of a generated text unreadable: U+FFFD stands in its place.
 _bstr_t Carried(const _bstr_t& text)
 {
+    const auto isPlain = [](WCHAR unit) { return unit >= ' ' && unit < 0xD800; };
     const WideView given = text.View();
-    WideText carried;
-    for (std::size_t at = 0; at < given.size(); ++at)
+    if (std::ranges::all_of(given, isPlain))
+        return text;
+    WideText carried(given);
+    for (std::size_t at = 0; at < carried.size(); ++at)
     {
-        const bool leads = (given[at] & 0xFC00) == 0xD800;
-        const bool isPair = leads && at + 1 < given.size() && (given[at + 1] & 0xFC00) == 0xDC00;
-        if (!isPair && (!IsXmlCharacter(given[at]) || (given[at] & 0xF800) == 0xD800))
-        {
-            if (carried.empty())
-                carried = given;
+        const WCHAR unit = carried[at];
+        const bool isPair =
+            (unit & 0xFC00) == 0xD800 && at + 1 < carried.size() && (carried[at + 1] & 0xFC00) == 0xDC00;
+        const bool isSpace = unit == '\t' || unit == '\n' || unit == '\r';
+        if (isPair)
+            ++at;
+        else if (!isPlain(unit) && !isSpace && (unit < 0xE000 || unit >= 0xFFFE))
             carried[at] = 0xFFFD;
-        }
-        at += isPair ? 1 : 0;
     }
-    return carried.empty() ? text : _bstr_t(WideView(carried));
+    return _bstr_t(WideView(carried));
 }
 
 // A document that does not load is a plain result, whatever code the model gives.
