@@ -66,7 +66,7 @@ std::vector<Node> Select(IXMLDOMNode& from, std::string_view query)
     {
         IXMLDOMNode* node = nullptr;
         Demand(list->get_item(i, &node), query);
-        nodes.emplace_back(node);
+        nodes.push_back(Node(node)); // owned before the vector grows, which may fail
     }
     return nodes;
 }
