@@ -211,7 +211,7 @@ Side ScanProfile(std::size_t size)
 }
 
 /// What is there already is not written. With nineteen keys, each gets the other value the next time.
-const char* OtherValue()
+std::string OtherValue()
 {
     static bool odd = false;
     odd = !odd;
@@ -223,8 +223,9 @@ void WriteProfile(benchmark::State& state)
     ProfileFile("project.ini", 1000);
     for (auto _ : state)
         for (int i = 0; i < profileKeys; ++i)
-            if (::WritePrivateProfileStringA(
-                    "IO", ("Key" + std::to_string(i)).c_str(), OtherValue(), "C:\\ProgramData\\project.ini") == 0)
+            if (::WritePrivateProfileStringW(
+                    OLESTR("IO"), WideFromNarrow("Key" + std::to_string(i)).c_str(),
+                    WideFromNarrow(OtherValue()).c_str(), OLESTR("C:\\ProgramData\\project.ini")) == 0)
                 state.SkipWithError("not written");
 }
 

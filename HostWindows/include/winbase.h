@@ -17,10 +17,8 @@ extern "C" {
 UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file);
 UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file);
 /// @param size  characters that fit, terminator counted. @return characters copied, terminator not counted
-DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR preset, LPSTR buffer, DWORD size, LPCSTR file);
 DWORD
 GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR preset, LPWSTR buffer, DWORD size, LPCWSTR file);
-BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR value, LPCSTR file);
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file);
 
 inline constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x00000200;
@@ -36,6 +34,7 @@ inline constexpr UINT LPTR = 0x0040; ///< zeroed, as all of it is
 HLOCAL LocalAlloc(UINT flags, SIZE_T bytes);
 HLOCAL LocalFree(HLOCAL memory);
 
-/// The entry of a windowless program, defined by the program; its exit code is what this returns.
+/// The entry of a windowless program, defined by the program; its exit code is what this returns. The arguments are
+/// null: the command line has them.
 int wWinMain(HINSTANCE instance, HINSTANCE previous, LPWSTR arguments, int show);
 }

@@ -40,12 +40,6 @@ Text<To> Converted(View<From> text)
 }
 
 template <class Unit>
-View<Unit> Terminated(const Unit* text)
-{
-    return text == nullptr ? View<Unit>() : View<Unit>(text);
-}
-
-template <class Unit>
 bool IsBlank(Unit unit)
 {
     return unit == ' ' || unit == '\t' || unit == '\v' || unit == '\f' || unit == 0x1A;
@@ -72,10 +66,7 @@ View<Unit> WithoutQuotes(View<Unit> text)
 class Name
 {
 public:
-    template <class Char>
-    explicit Name(const Char* text) : m_text(Converted<char16_t>(Trimmed(Terminated(text))))
-    {
-    }
+    explicit Name(LPCWSTR text) : m_text(Trimmed(ViewOf(text))) {}
     const std::u16string& Wide() const { return m_text; }
     bool Is(std::u16string_view stored) const { return EqualWithoutCase(stored, m_text); }
     bool Is(std::string_view stored) const
@@ -199,16 +190,16 @@ Found<Unit> Find(View<Unit> text, const Name& section, const Name* key)
 
 /// The names of all sections, or of one section's keys, each with a terminator.
 template <class Unit>
-Text<Unit> Names(View<Unit> text, bool sections)
+std::u16string Names(View<Unit> text, bool sections)
 {
-    Text<Unit> names;
+    std::u16string names;
     Lines<Unit> lines(text);
     for (Line<Unit> line; lines.Next(line);)
     {
         const auto section = line.SectionName();
         const bool isKey = !section && line.Value() && line.content.front() != ';';
         if (sections ? section && !section->empty() : isKey)
-            names.append(sections ? *section : line.KeyName()).append(1, Unit(0));
+            names.append(Converted<char16_t>(sections ? *section : line.KeyName())).append(1, u'\0');
     }
     return names;
 }
@@ -228,10 +219,9 @@ auto WithText(std::string_view bytes, Use use)
 }
 
 /// @return the Linux path, or empty with the error code
-template <class Char>
-std::string PathOf(const Char* file, DWORD& error)
+std::string PathOf(LPCWSTR file, DWORD& error)
 {
-    std::u16string name = Converted<char16_t>(Terminated(file));
+    std::u16string name(ViewOf(file));
     error = ERROR_ACCESS_DENIED;
     if (name.empty())
         return {};
@@ -241,145 +231,79 @@ std::string PathOf(const Char* file, DWORD& error)
         name.insert(0, u"C:\\windows\\");
     }
     FoundPath found = FindPath(name);
-    error = found.error;
-    if (error == NO_ERROR && found.isFolder)
-        error = ERROR_ACCESS_DENIED;
+    error = found.error == NO_ERROR && found.isFolder ? ERROR_ACCESS_DENIED : found.error;
     return error == NO_ERROR ? found.path : std::string();
 }
 
-/// The file read last, since a run reads many keys of few files, and one reader of it at a time.
-struct LastRead
+/// What a file holds: nothing, and why, when it cannot be read. One reader at a time has it.
+struct Contents
 {
-    std::mutex mutex;
-    KeptFile file;
+    std::unique_lock<std::mutex> turn;
+    DWORD error;
+    std::string_view bytes;
 };
-LastRead& TheLastRead()
+
+Contents ContentsAt(const std::string& path)
 {
-    static LastRead& last = *new LastRead; // not destroyed: static owners may still read at the process's end
-    [[maybe_unused]] static const int closedThere = std::atexit([] { last.file.Close(); });
-    return last;
+    static std::mutex mutex;
+    // The file read last, since a run reads many keys of few files. It is not destroyed: static owners may still read
+    // at the process's end.
+    static KeptFile& last = *new KeptFile;
+    [[maybe_unused]] static const int closedThere = std::atexit([] { last.Close(); });
+    std::unique_lock turn(mutex);
+    const DWORD error = last.Read(path);
+    return {std::move(turn), error, error == NO_ERROR ? std::string_view(last.Bytes()) : std::string_view()};
 }
 
-/// Hands over a file's bytes; none, and an error code, when it cannot be read.
-template <class Use>
-DWORD WithBytes(const std::string& path, Use use)
-{
-    auto& [mutex, file] = TheLastRead();
-    const std::lock_guard lock(mutex);
-    const DWORD error = file.Read(path);
-    use(error == NO_ERROR ? std::string_view(file.Bytes()) : std::string_view());
-    return error;
-}
-
-template <class Char, class Use>
-DWORD Load(const Char* file, Use use)
+Contents ContentsOf(LPCWSTR file)
 {
     DWORD error = NO_ERROR;
-    if (const std::string path = PathOf(file, error); !path.empty())
-        return WithBytes(path, use);
-    use(std::string_view());
-    return error;
+    const std::string path = PathOf(file, error);
+    return path.empty() ? Contents{{}, error, {}} : ContentsAt(path);
 }
 
-template <class Char>
-std::optional<Text<Char>> ReadValue(std::string_view bytes, const Char* section, const Char* key)
+std::optional<std::u16string> ReadValue(std::string_view bytes, LPCWSTR section, LPCWSTR key)
 {
     const Name keyName(key);
-    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<Text<Char>> {
+    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<std::u16string> {
         const Found<Unit> found = Find(text, Name(section), &keyName);
         if (const auto value = found.line ? found.line->Value() : std::nullopt)
-            return Converted<Char>(WithoutQuotes(*value));
+            return Converted<char16_t>(WithoutQuotes(*value));
         return std::nullopt;
     });
 }
 
-template <class Char>
-std::optional<Text<Char>> ReadNames(std::string_view bytes, const Char* section)
+/// The names of all sections, or of a section's keys if it has any.
+std::optional<std::u16string> ReadNames(std::string_view bytes, LPCWSTR section)
 {
-    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<Text<Char>> {
+    return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t) -> std::optional<std::u16string> {
         if (section == nullptr)
-            return Converted<Char>(View<Unit>(Names(text, true)));
+            return Names(text, true);
         const Found<Unit> found = Find(text, Name(section), nullptr);
-        if (!found.section)
-            return std::nullopt;
-        const Text<Unit> names = Names(text.substr(found.begin, found.end - found.begin), false);
-        return names.empty() ? std::nullopt : std::optional(Converted<Char>(View<Unit>(names)));
+        std::u16string names;
+        if (found.section)
+            names = Names(text.substr(found.begin, found.end - found.begin), false);
+        return names.empty() ? std::nullopt : std::optional(names);
     });
 }
 
-template <class Char>
-DWORD ReadString(const Char* section, const Char* key, const Char* preset, Char* buffer, DWORD size, const Char* file)
+/// Digits behind an optional sign and "0x"; what follows is ignored, an overflow wraps, a negative number is 0.
+UINT NumberIn(std::u16string_view text)
 {
-    if (buffer == nullptr || size == 0)
-        return 0;
-    const bool list = section == nullptr || key == nullptr;
-    std::optional<Text<Char>> text;
-    const DWORD error = Load(file, [&](std::string_view bytes) {
-        text = list ? ReadNames(bytes, section) : ReadValue(bytes, section, key);
-    });
-    if (!text)
-    {
-        View<Char> given = Terminated(preset);
-        while (!given.empty() && given.back() == ' ')
-            given.remove_suffix(1);
-        text = WithoutQuotes(given);
-    }
-    // A list that is cut ends in two terminators all the same.
-    const std::size_t ends = list && text->size() >= size ? 2 : 1;
-    const std::size_t count = std::min<std::size_t>(text->size(), size - std::min<std::size_t>(size, ends));
-    text->copy(buffer, count);
-    std::fill_n(buffer + count, std::min<std::size_t>(ends, size - count), Char(0));
-    ::SetLastError(error);
-    return static_cast<DWORD>(count);
-}
-
-/// Digits behind an optional sign and prefix; what follows is ignored, an overflow wraps, a negative number is 0.
-template <class Char>
-UINT Number(View<Char> text)
-{
-    constexpr struct
-    {
-        char letter;
-        unsigned base;
-    } prefixes[] = {{'x', 16}, {'o', 8}, {'b', 2}};
-
-    if (!text.empty() && text.front() == '-')
-        return 0;
-    if (!text.empty() && text.front() == '+')
-        text.remove_prefix(1);
-    unsigned base = 10;
-    if (text.size() > 1 && text.front() == '0')
-        for (const auto& prefix : prefixes)
-            if (text[1] == static_cast<Char>(prefix.letter))
-            {
-                base = prefix.base;
-                text.remove_prefix(2);
-                break;
-            }
+    constexpr std::u16string_view digits = u"0123456789ABCDEF";
+    text.remove_prefix(text.starts_with(u'+') ? 1 : 0);
+    const bool hexadecimal = text.starts_with(u"0x");
+    text.remove_prefix(hexadecimal ? 2 : 0);
+    const UINT base = hexadecimal ? 16 : 10;
     UINT number = 0;
-    for (const Char unit : text)
+    for (const char16_t unit : text)
     {
-        constexpr std::string_view digits = "0123456789abcdef";
-        const Char lower = unit >= 'A' && unit <= 'F' ? static_cast<Char>(unit - 'A' + 'a') : unit;
-        const std::size_t digit = static_cast<std::make_unsigned_t<Char>>(lower) < 0x80
-                                      ? digits.find(static_cast<char>(lower))
-                                      : std::string_view::npos;
+        const std::size_t digit = digits.find(Capital(unit));
         if (digit >= base)
             break;
         number = number * base + static_cast<UINT>(digit);
     }
     return number;
-}
-
-template <class Char>
-UINT ReadNumber(const Char* section, const Char* key, INT preset, const Char* file)
-{
-    std::optional<Text<Char>> text;
-    ::SetLastError(Load(file, [&](std::string_view bytes) {
-        if (section != nullptr && key != nullptr)
-            text = ReadValue(bytes, section, key);
-    }));
-    return text && !text->empty() ? Number(View<Char>(*text)) : static_cast<UINT>(preset);
 }
 
 /// A change of one place of the file.
@@ -416,26 +340,25 @@ EditOf(View<Unit> text, const Name& section, const Name* key, const std::optiona
     Edit<Unit> edit{at, 0, {}};
     if (at != 0 && text[at - 1] != '\n' && text[at - 1] != '\r')
         edit.inserted += lineEnd;
-    const auto wide = [](const Name& name) { return Converted<Unit>(std::u16string_view(name.Wide())); };
+    const auto written = [](const Name& name) { return Converted<Unit>(View<char16_t>(name.Wide())); };
     if (!found.section)
-        edit.inserted += Unit('[') + wide(section) + Unit(']') + lineEnd;
-    edit.inserted += wide(*key) + assignment + lineEnd;
+        edit.inserted += Unit('[') + written(section) + Unit(']') + lineEnd;
+    edit.inserted += written(*key) + assignment + lineEnd;
     return edit;
 }
 
 /// Applies the write to the bytes of a file. @return false when they are so already
-template <class Char>
-bool Change(std::string& bytes, const Char* section, const Char* key, const Char* value)
+bool Change(std::string& bytes, LPCWSTR section, LPCWSTR key, LPCWSTR value)
 {
     const std::optional<Name> keyName = key == nullptr ? std::nullopt : std::optional<Name>(key);
     return WithText(bytes, [&]<class Unit>(View<Unit> text, std::size_t mark) {
-        const auto written = value == nullptr ? std::nullopt : std::optional(Converted<Unit>(View<Char>(value)));
+        const auto written = value == nullptr ? std::nullopt : std::optional(Converted<Unit>(ViewOf(value)));
         const auto edit = EditOf(text, Name(section), keyName ? &*keyName : nullptr, written);
         if (!edit || text.substr(edit->at, edit->removed) == edit->inserted)
             return false;
-        std::string inserted(edit->inserted.size() * sizeof(Unit), '\0');
-        std::memcpy(inserted.data(), edit->inserted.data(), inserted.size());
-        bytes.replace(mark + edit->at * sizeof(Unit), edit->removed * sizeof(Unit), inserted);
+        bytes.replace(
+            mark + edit->at * sizeof(Unit), edit->removed * sizeof(Unit),
+            reinterpret_cast<const char*>(edit->inserted.data()), edit->inserted.size() * sizeof(Unit));
         return true;
     });
 }
@@ -458,17 +381,18 @@ private:
     bool m_mayWrite;
 };
 
-template <class Char>
-DWORD Write(const Char* section, const Char* key, const Char* value, const Char* file)
+/// A null section only flushes, and nothing waits to be written here. @return 0 or the error code
+DWORD Write(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
 {
     DWORD error = NO_ERROR;
-    const std::string path = PathOf(file, error);
+    const std::string path = section == nullptr ? std::string() : PathOf(file, error);
     if (path.empty())
-        return error;
+        return section == nullptr ? ERROR_FILE_NOT_FOUND : error;
     std::string bytes;
     const auto changes = [&] {
-        error = WithBytes(path, [&bytes](std::string_view read) { bytes = read; });
-        error = error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
+        const Contents read = ContentsAt(path);
+        error = read.error == ERROR_FILE_NOT_FOUND ? NO_ERROR : read.error;
+        bytes = read.bytes;
         return error == NO_ERROR && Change(bytes, section, key, value);
     };
     if (changes())
@@ -486,44 +410,50 @@ DWORD Write(const Char* section, const Char* key, const Char* value, const Char*
     return error == ERROR_FILE_NOT_FOUND ? NO_ERROR : error;
 }
 
-/// A null section only flushes, and nothing waits to be written here.
-template <class Char>
-BOOL WriteString(const Char* section, const Char* key, const Char* value, const Char* file)
-{
-    const DWORD error = section == nullptr ? ERROR_FILE_NOT_FOUND : Write(section, key, value, file);
-    ::SetLastError(error);
-    return error == NO_ERROR ? TRUE : FALSE;
-}
-
 } // namespace
 } // namespace hostwindows
 
-UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file)
-{
-    return hostwindows::ReadNumber(section, key, preset, file);
-}
+using namespace hostwindows;
 
 UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file)
 {
-    return hostwindows::ReadNumber(section, key, preset, file);
+    const Contents read = ContentsOf(file);
+    ::SetLastError(read.error);
+    const auto text = ReadValue(read.bytes, section, key);
+    return text && !text->empty() ? NumberIn(*text) : static_cast<UINT>(preset);
 }
 
-DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR preset, LPSTR buffer, DWORD size, LPCSTR file)
+UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR key, INT preset, LPCSTR file)
 {
-    return hostwindows::ReadString(section, key, preset, buffer, size, file);
+    return GetPrivateProfileIntW(
+        Utf16FromUtf8(section).c_str(), Utf16FromUtf8(key).c_str(), preset, Utf16FromUtf8(file).c_str());
 }
 
 DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR preset, LPWSTR buffer, DWORD size, LPCWSTR file)
 {
-    return hostwindows::ReadString(section, key, preset, buffer, size, file);
-}
-
-BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR key, LPCSTR value, LPCSTR file)
-{
-    return hostwindows::WriteString(section, key, value, file);
+    if (size == 0)
+        return 0;
+    const bool list = section == nullptr || key == nullptr;
+    const Contents read = ContentsOf(file);
+    std::optional<std::u16string> text = list ? ReadNames(read.bytes, section) : ReadValue(read.bytes, section, key);
+    if (!text)
+    {
+        std::u16string_view given = ViewOf(preset);
+        given = given.substr(0, given.find_last_not_of(u' ') + 1); // npos + 1 is 0
+        text = WithoutQuotes(given);
+    }
+    // A list that is cut ends in two terminators all the same.
+    const std::size_t ends = list && text->size() >= size ? 2 : 1;
+    const std::size_t count = std::min<std::size_t>(text->size(), size - std::min<std::size_t>(size, ends));
+    text->copy(buffer, count);
+    std::fill_n(buffer + count, std::min<std::size_t>(ends, size - count), u'\0');
+    ::SetLastError(read.error);
+    return static_cast<DWORD>(count);
 }
 
 BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
 {
-    return hostwindows::WriteString(section, key, value, file);
+    const DWORD error = Write(section, key, value, file);
+    ::SetLastError(error);
+    return error == NO_ERROR ? TRUE : FALSE;
 }

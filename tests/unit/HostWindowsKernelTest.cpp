@@ -28,7 +28,7 @@ HANDLE CreateMapping(const Wide& name)
 const bool printer = [] {
     if (std::getenv("SCANKELV_TEST_PRINT") == nullptr)
         return false;
-    std::fputs(::GetCommandLineA(), stdout);
+    std::fputs(ToUtf8(::GetCommandLineW()).c_str(), stdout);
     std::fflush(stdout);
     ::ExitProcess(0);
 }();
@@ -119,23 +119,24 @@ TEST(HostProfileFile, OtherLinesStayByteForByte)
     const struct
     {
         std::string_view before;
-        const char *key, *value; // of section "S"
+        const WCHAR *key, *value; // of section "S"
         std::string_view after;
     } rows[] = {
-        {"[S]\n  a = 1\n\n; \xE4\xFF\n[T]\nb= 2\n", "a", "3", "[S]\n  a=3\n\n; \xE4\xFF\n[T]\nb= 2\n"},
-        {"[S]\r\na=1\r\n\r\n\r\n[T]\r\n", "b", "2", "[S]\r\na=1\r\nb=2\r\n\r\n\r\n[T]\r\n"},
-        {"\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n b = \xF5\r\r\n", "B", nullptr, "\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n"},
-        {"[S]\r\nk=v", "k", "w", "[S]\r\nk=w"},
-        {"\xE4=\xE4\r\n[S]", "k", "\xE4", "\xE4=\xE4\r\n[S]\r\nk=\xE4\r\n"},
-        {{"\xFF\xFE[\0S\0]\0\n\0x", 11}, "k", "v", {"\xFF\xFE[\0S\0]\0\n\0k\0=\0v\0\r\0\n\0x", 21}},
+        {"[S]\n  a = 1\n\n; \xE4\xFF\n[T]\nb= 2\n", OLESTR("a"), OLESTR("3"), "[S]\n  a=3\n\n; \xE4\xFF\n[T]\nb= 2\n"},
+        {"[S]\r\na=1\r\n\r\n\r\n[T]\r\n", OLESTR("b"), OLESTR("2"), "[S]\r\na=1\r\nb=2\r\n\r\n\r\n[T]\r\n"},
+        {"\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n b = \xF5\r\r\n", OLESTR("B"), nullptr,
+         "\r\n\t[ s ] x\r\r\n\ta\t=\t\xC0\r\r\n"},
+        {"[S]\r\nk=v", OLESTR("k"), OLESTR("w"), "[S]\r\nk=w"},
+        {"\xE4=\xE4\r\n[S]", OLESTR("k"), OLESTR("\xE4"), "\xE4=\xE4\r\n[S]\r\nk=\xC3\xA4\r\n"},
+        {{"\xFF\xFE[\0S\0]\0\n\0x", 11}, OLESTR("k"), OLESTR("v"), {"\xFF\xFE[\0S\0]\0\n\0k\0=\0v\0\r\0\n\0x", 21}},
     };
     const test::TemporaryFolder folder;
-    const std::string file = ToUtf8(folder.File("a.ini"));
+    const Wide file = folder.File("a.ini");
     for (const auto& row : rows)
     {
-        test::WriteFileBytes(folder.File("a.ini"), row.before);
-        EXPECT_TRUE(::WritePrivateProfileStringA("S", row.key, row.value, file.c_str()));
-        EXPECT_EQ(row.after, test::ReadFileBytes(folder.File("a.ini")));
+        test::WriteFileBytes(file, row.before);
+        EXPECT_TRUE(::WritePrivateProfileStringW(OLESTR("S"), row.key, row.value, file.c_str()));
+        EXPECT_EQ(row.after, test::ReadFileBytes(file));
     }
     EXPECT_EQ(1U, EntriesIn(LinuxPath(folder.Path())));
     const auto index = [&folder] {
@@ -144,15 +145,15 @@ TEST(HostProfileFile, OtherLinesStayByteForByte)
         return status.st_ino;
     };
     const auto before = index(); // a value that is there already is not written
-    EXPECT_TRUE(::WritePrivateProfileStringA("S", "k", "v", file.c_str()));
+    EXPECT_TRUE(::WritePrivateProfileStringW(OLESTR("S"), OLESTR("k"), OLESTR("v"), file.c_str()));
     EXPECT_EQ(before, index());
 
     // Reading where the documents decide.
-    test::WriteFileBytes(folder.File("a.ini"), "[\xC3\x84\xD0\x96]\r\nN=-12\r\n\xC3\xBC=\xC3\xBC\xFF\r\n");
-    EXPECT_EQ(0U, ::GetPrivateProfileIntA("\xC3\xA4\xD0\xB6", "n", 5, file.c_str()));
-    char text[16];
-    EXPECT_EQ(3U, ::GetPrivateProfileStringA("\xC3\xA4\xD0\xB6", "\xC3\x9C", "", text, 16, file.c_str()));
-    EXPECT_STREQ("\xC3\xBC\xFF", text); // as it stands, the malformed byte too
+    test::WriteFileBytes(file, "[\xC3\x84\xD0\x96]\r\nN=-12\r\n\xC3\xBC=\xC3\xBC\xFF\r\n");
+    EXPECT_EQ(0U, ::GetPrivateProfileIntA("\xC3\xA4\xD0\xB6", "n", 5, ToUtf8(file).c_str()));
+    WCHAR text[16];
+    EXPECT_EQ(2U, ::GetPrivateProfileStringW(OLESTR("\xE4\x0436"), OLESTR("\xDC"), nullptr, text, 16, file.c_str()));
+    EXPECT_EQ(Wide(OLESTR("\xFC\xFFFD")), text);
 }
 
 TEST(HostProfileFile, WritersLoseNoKeyAndAKilledOneHoldsNobodyUp)
