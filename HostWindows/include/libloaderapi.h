@@ -12,6 +12,7 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT = 0x2;
 inline constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 0x4;
 
+/// The program, by a null name: no other module is found by its name.
 HMODULE GetModuleHandleW(LPCWSTR name);
 /// Only by an address, and without counting.
 BOOL GetModuleHandleExW(DWORD flags, LPCWSTR address, HMODULE* module);

@@ -1,6 +1,6 @@
 // Libraries and modules.
 
-#include "Descriptor.h"
+#include "ElfFile.h"
 #include "Handles.h"
 #include "LetterCase.h"
 #include "Paths.h"
@@ -8,40 +8,35 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstring>
 #include <dlfcn.h>
-#include <elf.h>
-#include <link.h>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <sys/auxv.h>
-#include <sys/stat.h>
-#include <vector>
 
 namespace hostwindows
 {
 namespace
 {
 
-struct LoadedLibrary
-{
-    std::u16string path;    // Windows path; of the shell the bare name
-    void* opened = nullptr; // of dlopen, which counts too; null for the shell, which has no file
-    unsigned count = 0;
-};
-constexpr char16_t shellName[] = u"Shell32.dll";
-
-/// The libraries that LoadLibrary loaded, by their handles.
-struct LoadedLibraries
+/// What LoadLibrary loaded, as often as it did: modules and what dlopen calls them. The shell has no file, and null
+/// there.
+struct Loads
 {
     std::mutex mutex;
-    std::map<HMODULE, LoadedLibrary> libraries;
+    std::multimap<HMODULE, void*> opened;
+
+    HMODULE Add(HMODULE module, void* handle)
+    {
+        const std::lock_guard lock(mutex);
+        return opened.emplace(module, handle)->first;
+    }
 };
-LoadedLibraries& Loaded()
+Loads& TheLoads()
 {
-    static auto* const loaded = new LoadedLibraries;
-    return *loaded;
+    static auto* const loads = new Loads; // not destroyed: libraries may go in the process's last moments
+    return *loads;
 }
 
 /// The module that an address lies in; null when it lies in none.
@@ -78,30 +73,6 @@ std::string FileOf(HMODULE module)
     return ::dladdr(module, &info) != 0 && info.dli_fbase == module ? info.dli_fname : std::string();
 }
 
-/// Whether a file holds all that its headers say. The loader itself trusts them, and reading behind the end of a file
-/// that was cut would kill the process.
-bool IsWholeLibrary(const std::string& path)
-{
-    Descriptor file;
-    file.Open(path, O_RDONLY);
-    struct ::stat status;
-    ElfW(Ehdr) header;
-    if (!file.IsOpen() || ::fstat(file.Number(), &status) != 0 ||
-        ::pread(file.Number(), &header, sizeof(header), 0) != sizeof(header))
-        return false;
-    std::vector<ElfW(Phdr)> segments(header.e_phnum);
-    const std::size_t bytes = segments.size() * sizeof(ElfW(Phdr));
-    const auto size = static_cast<std::uint64_t>(status.st_size);
-    // The table of sections comes last in a file, so that a cut one lacks it.
-    const std::uint64_t tableSize = std::uint64_t{header.e_shnum} * header.e_shentsize;
-    return header.e_shoff <= size && tableSize <= size - header.e_shoff &&
-           ::pread(file.Number(), segments.data(), bytes, static_cast<::off_t>(header.e_phoff)) ==
-               static_cast<::ssize_t>(bytes) &&
-           std::ranges::all_of(segments, [size](const ElfW(Phdr) & segment) {
-               return segment.p_offset <= size && segment.p_filesz <= size - segment.p_offset;
-           });
-}
-
 /// The Linux path of a library: as it is named, or a bare name in the program's folder, then in the current one.
 std::string FindLibrary(std::u16string name)
 {
@@ -121,17 +92,12 @@ std::string FindLibrary(std::u16string name)
     return {};
 }
 
-HMODULE Count(HMODULE module, LoadedLibrary library)
-{
-    LoadedLibraries& loaded = Loaded();
-    const std::lock_guard lock(loaded.mutex);
-    ++loaded.libraries.try_emplace(module, std::move(library)).first->second.count;
-    return module;
-}
-
+/// The loader trusts a file's headers, and reading behind the end of one that was cut would kill the process.
 HMODULE Load(const std::string& path)
 {
-    void* opened = IsWholeLibrary(path) ? ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+    Descriptor file;
+    file.Open(path, O_RDONLY);
+    void* const opened = SectionsOf(file).empty() ? nullptr : ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (opened == nullptr)
     {
         // A message that begins with another file's name is about a library that this one needs.
@@ -139,9 +105,7 @@ HMODULE Load(const std::string& path)
         const bool own = message == nullptr || std::string_view(message).starts_with(path);
         return Refused<HMODULE>(own ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
     }
-    ::link_map* map = nullptr;
-    ::dlinfo(opened, RTLD_DI_LINKMAP, &map);
-    return Count(ModuleAt(map->l_ld), {WindowsPath(path), opened});
+    return TheLoads().Add(ModuleAt(static_cast<::link_map*>(opened)->l_ld), opened);
 }
 
 template <class Char>
@@ -166,70 +130,73 @@ std::u16string WindowsPathOf(HMODULE module)
 }
 
 } // namespace
+
+bool ReadAt(const Descriptor& file, std::uint64_t offset, void* bytes, std::size_t size)
+{
+    return ::pread(file.Number(), bytes, size, static_cast<::off_t>(offset)) == static_cast<::ssize_t>(size);
+}
+
+std::vector<ElfW(Shdr)> SectionsOf(const Descriptor& file)
+{
+    ElfW(Ehdr) header;
+    if (!ReadAt(file, 0, &header, sizeof(header)) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_shentsize != sizeof(ElfW(Shdr)))
+        return {};
+    std::vector<ElfW(Shdr)> sections(header.e_shnum);
+    if (!ReadAt(file, header.e_shoff, sections.data(), sections.size() * sizeof(ElfW(Shdr))))
+        sections.clear();
+    return sections;
+}
+
 } // namespace hostwindows
 
 using namespace hostwindows;
 
 HMODULE LoadLibraryW(LPCWSTR name)
 {
-    static const char shell = 0; // its address serves as its handle
-    if (EqualWithoutCase(ViewOf(name), shellName))
-        return Count(reinterpret_cast<HMODULE>(const_cast<char*>(&shell)), {shellName});
+    static char shell; // its address serves as its handle
+    if (EqualWithoutCase(ViewOf(name), u"Shell32.dll"))
+        return TheLoads().Add(reinterpret_cast<HMODULE>(&shell), nullptr);
     const std::string path = FindLibrary(std::u16string(ViewOf(name)));
     return path.empty() ? Refused<HMODULE>(ERROR_MOD_NOT_FOUND) : Load(path);
 }
 
 HMODULE LoadLibraryA(LPCSTR name)
 {
-    return name == nullptr ? LoadLibraryW(nullptr) : LoadLibraryW(Utf16FromUtf8(name).c_str());
+    return LoadLibraryW(name == nullptr ? nullptr : Utf16FromUtf8(name).c_str());
 }
 
 BOOL FreeLibrary(HMODULE module)
 {
     if (module == nullptr)
         return Refused(ERROR_INVALID_HANDLE);
-    LoadedLibraries& loaded = Loaded();
-    void* opened = nullptr;
-    {
-        const std::lock_guard lock(loaded.mutex);
-        const auto library = loaded.libraries.find(module);
-        if (library == loaded.libraries.end())
-            return Refused(ERROR_MOD_NOT_FOUND);
-        opened = library->second.opened;
-        if (--library->second.count == 0)
-            loaded.libraries.erase(library);
-    }
-    if (opened != nullptr)
-        ::dlclose(opened); // runs the library's own code
+    std::unique_lock lock(TheLoads().mutex);
+    const auto load = TheLoads().opened.find(module);
+    if (load == TheLoads().opened.end())
+        return Refused(ERROR_MOD_NOT_FOUND);
+    void* const handle = load->second;
+    TheLoads().opened.erase(load);
+    lock.unlock();
+    if (handle != nullptr)
+        ::dlclose(handle); // runs the library's own code
     return TRUE;
 }
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name)
 {
+    const std::lock_guard lock(TheLoads().mutex);
+    const auto load = TheLoads().opened.find(module);
     void* found = nullptr;
-    LoadedLibraries& loaded = Loaded();
-    const std::lock_guard lock(loaded.mutex);
-    const auto library = loaded.libraries.find(module);
-    if (library != loaded.libraries.end() && library->second.opened != nullptr)
-        found = ::dlsym(library->second.opened, name);
-    else if (library != loaded.libraries.end() && name == std::string_view("DllGetVersion"))
+    if (load != TheLoads().opened.end() && load->second != nullptr)
+        found = ::dlsym(load->second, name);
+    else if (load != TheLoads().opened.end() && name == std::string_view("DllGetVersion"))
         found = reinterpret_cast<void*>(&ShellVersion);
     return found != nullptr ? reinterpret_cast<FARPROC>(found) : Refused<FARPROC>(ERROR_PROC_NOT_FOUND);
 }
 
 HMODULE GetModuleHandleW(LPCWSTR name)
 {
-    if (name == nullptr)
-        return ProgramModule();
-    LoadedLibraries& loaded = Loaded();
-    const std::lock_guard lock(loaded.mutex);
-    for (const auto& [module, library] : loaded.libraries)
-    {
-        const std::u16string& path = library.path;
-        if (EqualWithoutCase(path, name) || EqualWithoutCase(path.substr(path.rfind(u'\\') + 1), name))
-            return module;
-    }
-    return Refused<HMODULE>(ERROR_MOD_NOT_FOUND);
+    return name == nullptr ? ProgramModule() : Refused<HMODULE>(ERROR_MOD_NOT_FOUND);
 }
 
 BOOL GetModuleHandleExW(DWORD, LPCWSTR address, HMODULE* module)
