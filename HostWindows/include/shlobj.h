@@ -11,17 +11,7 @@ inline constexpr int CSIDL_CDBURN_AREA = 0x3B;
 inline constexpr int CSIDL_FLAG_CREATE = 0x8000;
 inline constexpr DWORD SHGFP_TYPE_CURRENT = 0;
 
-#pragma pack(push, 1)
-struct SHITEMID
-{
-    USHORT cb; ///< bytes of this item, 0 for the list's end
-    BYTE abID[1];
-};
-struct ITEMIDLIST
-{
-    SHITEMID mkid;
-};
-#pragma pack(pop)
+struct ITEMIDLIST; // looked into by the shell alone
 using LPITEMIDLIST = ITEMIDLIST*;
 using PIDLIST_ABSOLUTE = ITEMIDLIST*;
 using PCIDLIST_ABSOLUTE = const ITEMIDLIST*;

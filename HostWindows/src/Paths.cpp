@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <dirent.h>
+#include <filesystem>
 #include <memory>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <vector>
 
@@ -27,23 +28,18 @@ std::string Variable(const char* name)
     return value == nullptr ? std::string() : std::string(value);
 }
 
+/// A variable, or what the system knows of the account when it is not set.
+std::string VariableOr(const char* name, char* ::passwd::*known)
+{
+    const std::string value = Variable(name);
+    const ::passwd* const account = value.empty() ? ::getpwuid(::getuid()) : nullptr;
+    return account == nullptr ? value : account->*known;
+}
+
 std::string CurrentFolder()
 {
-    const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), &std::free);
-    return folder == nullptr ? std::string("/") : std::string(folder.get());
-}
-
-const ::passwd* Account()
-{
-    static const ::passwd* const account = ::getpwuid(::getuid());
-    return account;
-}
-
-std::string HomeFolder()
-{
-    if (std::string home = Variable("HOME"); !home.empty())
-        return home;
-    return Account() != nullptr && Account()->pw_dir != nullptr ? Account()->pw_dir : "/";
+    std::error_code error;
+    return std::filesystem::current_path(error).string();
 }
 
 std::string MachineFolderName()
@@ -52,7 +48,7 @@ std::string MachineFolderName()
     if (folder.empty())
     {
         const std::string data = Variable("XDG_DATA_HOME");
-        folder = (data.empty() ? HomeFolder() + "/.local/share" : data) + "/hostwindows";
+        folder = (data.empty() ? VariableOr("HOME", &::passwd::pw_dir) + "/.local/share" : data) + "/hostwindows";
     }
     if (folder.front() != '/')
         folder = CurrentFolder() + "/" + folder;
@@ -68,17 +64,10 @@ bool BadCharacter(char16_t unit)
 
 std::u16string LoginName()
 {
-    std::string name;
-    for (const char* variable : {"LOGNAME", "USER"})
-        if (name.empty())
-            name = Variable(variable);
-    if (name.empty() && Account() != nullptr)
-        name = Account()->pw_name;
-    std::u16string wide = Utf16FromUtf8(name);
-    std::ranges::replace_if(wide, BadCharacter, u'_');
-    while (!wide.empty() && (wide.back() == u'.' || wide.back() == u' '))
-        wide.pop_back();
-    return wide.empty() ? u"user" : wide;
+    std::u16string name = Utf16FromUtf8(VariableOr("LOGNAME", &::passwd::pw_name));
+    std::ranges::replace_if(name, BadCharacter, u'_');
+    name.resize(name.find_last_not_of(u". ") + 1); // npos + 1 is 0
+    return name.empty() ? u"user" : name;
 }
 
 /// The path of a component in the letter case that the folder has; empty when it holds none.
@@ -146,25 +135,13 @@ std::string DriveC()
     return MachineFolder() + "/drive_c";
 }
 
-bool IsBelow(std::string_view path, std::string_view folder)
-{
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
-/// What lies behind `drive_c` in a Linux path, also when the machine's folder was reached by a symbolic link.
+/// What lies behind `drive_c` in a Linux path.
 bool IsOnDriveC(std::string_view path, std::string_view& rest)
 {
-    static const std::string real = [] {
-        const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(DriveC().c_str(), nullptr), &std::free);
-        return resolved == nullptr ? DriveC() : std::string(resolved.get());
-    }();
-    for (const std::string& drive : {DriveC(), real})
-        if (IsBelow(path, drive))
-        {
-            rest = path.substr(drive.size());
-            return true;
-        }
-    return false;
+    const std::string drive = DriveC();
+    const bool below = path.starts_with(drive) && (path.size() == drive.size() || path[drive.size()] == '/');
+    rest = below ? path.substr(drive.size()) : path;
+    return below;
 }
 
 /// Splits into components: ".", ".." and doubled separators resolved, nothing above the root.
@@ -195,44 +172,17 @@ DWORD Split(std::u16string_view path, std::vector<std::u16string>& components)
     return NO_ERROR;
 }
 
-/// Makes the missing ones of a path of folders. @return 0 or errno
-int MakeFolders(const std::string& root, std::u16string_view path)
+/// Makes what is missing of the machine's folder.
+std::error_code PrepareMachine(const std::string& folder)
 {
-    std::vector<std::u16string> components;
-    Split(path, components);
-    if (FindBelow(root, components).exists)
-        return 0;
-    for (std::size_t count = 1; count <= components.size(); ++count)
-    {
-        const FoundPath found = FindBelow(root, {components.begin(), components.begin() + static_cast<long>(count)});
-        if (!found.exists && ::mkdir(found.path.c_str(), 0777) != 0 && errno != EEXIST)
-            return errno;
-    }
-    return 0;
-}
-
-std::u16string ProfileOnDrive()
-{
-    return u"\\Users\\" + LoginName();
-}
-
-/// Makes what is missing of the machine's folder. @return 0 or errno
-int PrepareMachine(const std::string& folder)
-{
-    const std::u16string usual[] = {ProfileOnDrive() + u"\\AppData\\Local\\Temp", u"\\ProgramData"};
-    const std::string drive = folder + "/drive_c";
-    const bool made = ::access(drive.c_str(), F_OK) == 0;
-    for (std::size_t end = 1; !made && end != std::string::npos;)
-    {
-        end = drive.find('/', end + 1);
-        const std::string part = drive.substr(0, end);
-        if (::access(part.c_str(), F_OK) != 0 && ::mkdir(part.c_str(), 0777) != 0 && errno != EEXIST)
-            return errno;
-    }
-    for (const std::u16string& path : usual)
-        if (const int error = MakeFolders(drive, path); error != 0)
-            return error;
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+    std::error_code error;
+    for (const std::string& usual :
+         {"/Users/" + Utf8FromUtf16(LoginName()) + "/AppData/Local/Temp", std::string("/ProgramData")})
+        if (!error)
+            std::filesystem::create_directories(folder + "/drive_c" + usual, error);
+    if (!error && ::access(folder.c_str(), W_OK | X_OK) != 0)
+        error.assign(errno, std::generic_category());
+    return error;
 }
 
 } // namespace
@@ -241,10 +191,10 @@ const std::string& MachineFolder()
 {
     static const std::string folder = [] {
         std::string name = MachineFolderName();
-        if (const int error = PrepareMachine(name); error != 0)
+        if (const std::error_code error = PrepareMachine(name))
         {
             const std::string line =
-                "hostwindows: the machine folder " + name + " cannot be used: " + std::strerror(error) + "\n";
+                "hostwindows: the machine folder " + name + " cannot be used: " + error.message() + "\n";
             (void)!::write(STDERR_FILENO, line.data(), line.size());
         }
         return name;
@@ -254,7 +204,7 @@ const std::string& MachineFolder()
 
 const std::u16string& UserProfile()
 {
-    static const std::u16string profile = u"C:" + ProfileOnDrive();
+    static const std::u16string profile = u"C:\\Users\\" + LoginName();
     return profile;
 }
 
@@ -282,7 +232,7 @@ FoundPath FindPath(std::u16string_view windowsPath)
     if (drive == 0 || !rooted)
     {
         const std::string current = CurrentFolder();
-        std::string_view below = current;
+        std::string_view below;
         const char16_t currentDrive = IsOnDriveC(current, below) ? u'C' : u'Z';
         drive = drive == 0 ? currentDrive : drive;
         if (!rooted && drive == currentDrive)
@@ -312,7 +262,7 @@ FoundPath FindExisting(LPCWSTR windowsPath)
 
 std::u16string WindowsPath(std::string_view linuxPath)
 {
-    std::string_view rest = linuxPath;
+    std::string_view rest;
     std::u16string path = IsOnDriveC(linuxPath, rest) ? u"C:" : u"Z:";
     path += Utf16FromUtf8(rest.empty() ? "/" : rest);
     std::ranges::replace(path, u'/', u'\\');

@@ -5,16 +5,12 @@
 #include "LetterCase.h"
 #include "Paths.h"
 #include "Process.h"
-#include "SharedFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <shellapi.h>
 #include <shlobj.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace hostwindows
 {
@@ -25,12 +21,7 @@ namespace
 class HeapAllocator final : public IMalloc
 {
 public:
-    HRESULT QueryInterface(REFIID interfaceId, void** object) override
-    {
-        const bool known = interfaceId == IID_IUnknown;
-        *object = known ? this : nullptr;
-        return known ? S_OK : E_NOINTERFACE;
-    }
+    HRESULT QueryInterface(REFIID, void** object) override { return *object = nullptr, E_NOINTERFACE; }
     ULONG AddRef() override { return 1; }  // lives as long as the process
     ULONG Release() override { return 1; } // therefore not counted
     void Free(void* memory) override { std::free(memory); }
@@ -67,55 +58,28 @@ DWORD MakeFolders(std::u16string_view path)
     const std::size_t rootAt = path.size() > 1 && path[1] == u':' ? 2 : 0;
     if (path.size() <= rootAt || !IsSeparator(path[rootAt]))
         return ERROR_BAD_PATHNAME;
-    if (const FoundPath found = FindPath(path); found.exists)
-        return ERROR_ALREADY_EXISTS;
-    for (std::size_t end = rootAt + 1; end < path.size();)
+    DWORD error = FindPath(path).exists ? ERROR_ALREADY_EXISTS : NO_ERROR;
+    for (std::size_t end = rootAt; end < path.size() && error == NO_ERROR;)
     {
-        while (end < path.size() && !IsSeparator(path[end]))
-            ++end;
-        const FoundPath found = FindPath(path.substr(0, end));
-        if (found.error != NO_ERROR)
-            return found.error;
-        // Another process may make the same folder in this moment.
-        if (!found.exists && ::mkdir(found.path.c_str(), 0777) != 0 && errno != EEXIST)
-            return ErrorFromErrno(errno);
-        ++end;
+        end = std::min(path.find_first_of(u"\\/", end + 1), path.size());
+        const BOOL made = ::CreateDirectoryW(std::u16string(path.substr(0, end)).c_str(), nullptr);
+        error = made != 0 || ::GetLastError() == ERROR_ALREADY_EXISTS ? NO_ERROR : ::GetLastError();
     }
-    return NO_ERROR;
+    return error;
 }
 
-/// A list of one item, which holds the path with its terminator; null without memory.
-LPITEMIDLIST MakeList(std::u16string_view path)
+/// An item list is the path that it stands for, in UTF-8; empty for a folder without a path.
+const char* PathOf(PCIDLIST_ABSOLUTE list)
 {
-    const std::size_t itemSize = sizeof(USHORT) + (path.size() + 1) * sizeof(WCHAR);
-    auto* bytes = static_cast<char*>(std::calloc(1, itemSize + sizeof(USHORT)));
-    if (bytes == nullptr)
-        return nullptr;
-    const auto size = static_cast<USHORT>(itemSize);
-    std::memcpy(bytes, &size, sizeof(size));
-    std::memcpy(bytes + sizeof(size), path.data(), path.size() * sizeof(WCHAR));
-    return reinterpret_cast<LPITEMIDLIST>(bytes);
+    return list == nullptr ? "" : reinterpret_cast<const char*>(list);
 }
 
-std::u16string PathOf(PCIDLIST_ABSOLUTE list)
-{
-    constexpr std::size_t headSize = sizeof(USHORT);
-    if (list == nullptr || list->mkid.cb < headSize + sizeof(WCHAR))
-        return {};
-    std::u16string path((list->mkid.cb - headSize) / sizeof(WCHAR), u'\0');
-    std::memcpy(path.data(), list->mkid.abID, path.size() * sizeof(WCHAR));
-    path.resize(std::min(path.find(u'\0'), path.size()));
-    return path;
-}
-
-/// Windows starts what ends in ".exe". A Linux program may do without an extension, and says so by its mode.
+/// Windows starts what ends in ".exe". A Linux program may do without an extension.
 bool IsProgram(const std::string& path)
 {
     const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
     const std::size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos)
-        return ::access(path.c_str(), X_OK) == 0;
-    return EqualWithoutCase(Utf16FromUtf8(name.substr(dot)), u".exe");
+    return dot == std::string_view::npos || EqualWithoutCase(Utf16FromUtf8(name.substr(dot)), u".exe");
 }
 
 /// @return 0 or the error code
@@ -139,19 +103,18 @@ DWORD Start(const SHELLEXECUTEINFOW& info, PROCESS_INFORMATION& started)
 /// The answer in `hInstApp`, as of the days when it was a module's handle: above 32, or a reason of its own numbers.
 UINT_PTR Answer(DWORD error)
 {
-    constexpr struct
+    switch (error)
     {
-        DWORD error;
-        UINT_PTR answer;
-    } answers[] = {
-        {NO_ERROR, 33},           {ERROR_FILE_NOT_FOUND, 2},    {ERROR_PATH_NOT_FOUND, 2},
-        {ERROR_ACCESS_DENIED, 5}, {ERROR_NOT_ENOUGH_MEMORY, 8}, {ERROR_NO_ASSOCIATION, 31},
-    };
-    constexpr UINT_PTR badFormat = 11;
-    for (const auto& row : answers)
-        if (row.error == error)
-            return row.answer;
-    return badFormat;
+    case NO_ERROR:
+        return 33;
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+        return 2;
+    case ERROR_NO_ASSOCIATION:
+        return 31;
+    default:
+        return 11;
+    }
 }
 
 } // namespace
@@ -180,7 +143,7 @@ HRESULT SHGetSpecialFolderLocation(HWND, int identifier, PIDLIST_ABSOLUTE* list)
 {
     std::u16string path;
     const bool known = PathOf(identifier, path);
-    *list = known ? MakeList(path) : nullptr;
+    *list = known ? reinterpret_cast<PIDLIST_ABSOLUTE>(::strdup(Utf8FromUtf16(path).c_str())) : nullptr;
     if (*list != nullptr)
         return S_OK;
     return known ? E_OUTOFMEMORY : E_INVALIDARG;
@@ -188,10 +151,10 @@ HRESULT SHGetSpecialFolderLocation(HWND, int identifier, PIDLIST_ABSOLUTE* list)
 
 BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path)
 {
-    const std::string text = Utf8FromUtf16(PathOf(list));
-    const bool given = !text.empty() && text.size() < MAX_PATH;
-    std::strcpy(path, given ? text.c_str() : "");
-    return given ? TRUE : FALSE;
+    const std::string_view text = PathOf(list);
+    const std::size_t count = text.size() < MAX_PATH ? text.copy(path, text.size()) : 0;
+    path[count] = '\0';
+    return count != 0 ? TRUE : FALSE;
 }
 
 HRESULT SHGetFolderPathW(HWND, int identifier, HANDLE, DWORD, LPWSTR path)
