@@ -5,10 +5,9 @@
 
 inline constexpr UINT CP_ACP = 0; // UTF-8 too
 inline constexpr UINT CP_UTF8 = 65001;
-inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
-inline constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 
 extern "C" {
+/// What is malformed becomes U+FFFD; the flags are not looked at.
 /// @param length  of the text, -1 when it is terminated; the terminator is then converted too
 /// @param room  0 asks for the room needed
 /// @return units written or needed; 0 on failure

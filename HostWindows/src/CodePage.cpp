@@ -111,16 +111,14 @@ std::basic_string<To> Converted(std::basic_string_view<From> text, bool& wellFor
 
 /// The two calls below, which differ in their types alone. Nothing is allocated: every logged text passes here.
 template <class To, class From>
-int Convert(UINT codePage, bool strict, const From* text, int length, To* buffer, int room)
+int Convert(const From* text, int length, To* buffer, int room)
 {
-    if ((codePage != CP_ACP && codePage != CP_UTF8) || text == nullptr || length == 0 || length < -1 || room < 0)
+    if (text == nullptr || length == 0)
         return Refused<int>(ERROR_INVALID_PARAMETER);
     const std::basic_string_view<From> view(
         text, length < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<std::size_t>(length));
     bool wellFormed = true;
     const std::size_t count = Write(view, buffer, static_cast<std::size_t>(room), wellFormed);
-    if (strict && !wellFormed)
-        return Refused<int>(ERROR_NO_UNICODE_TRANSLATION);
     const auto limit = static_cast<std::size_t>(room == 0 ? std::numeric_limits<int>::max() : room);
     return count > limit ? Refused<int>(ERROR_INSUFFICIENT_BUFFER) : static_cast<int>(count);
 }
@@ -141,16 +139,12 @@ std::string Utf8FromUtf16(std::u16string_view text, bool* wellFormed)
 
 } // namespace hostwindows
 
-int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR text, int length, LPWSTR buffer, int room)
+int MultiByteToWideChar(UINT, DWORD, LPCSTR text, int length, LPWSTR buffer, int room)
 {
-    return hostwindows::Convert(codePage, (flags & MB_ERR_INVALID_CHARS) != 0, text, length, buffer, room);
+    return hostwindows::Convert(text, length, buffer, room);
 }
 
-int WideCharToMultiByte(
-    UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer, int room, LPCSTR defaultCharacter,
-    LPBOOL defaultUsed)
+int WideCharToMultiByte(UINT, DWORD, LPCWSTR text, int length, LPSTR buffer, int room, LPCSTR, LPBOOL)
 {
-    if (defaultCharacter != nullptr || defaultUsed != nullptr) // UTF-8 has a form for every character
-        return hostwindows::Refused<int>(ERROR_INVALID_PARAMETER);
-    return hostwindows::Convert(codePage, (flags & WC_ERR_INVALID_CHARS) != 0, text, length, buffer, room);
+    return hostwindows::Convert(text, length, buffer, room);
 }

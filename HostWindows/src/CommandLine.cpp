@@ -1,76 +1,45 @@
 // The process's command line and environment.
 
-#include "Descriptor.h"
 #include "Paths.h"
 #include "Process.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <system_error>
-#include <vector>
 
 namespace hostwindows
 {
 namespace
 {
 
-/// Taken out before anything else runs, so that programs which this one starts by other means do not find it.
-[[gnu::constructor(101)]] void TakeOutVariable()
+/// What the process was started with.
+char** arguments = nullptr;
+const char* handedLine = nullptr;
+
+/// The variable is taken out before anything else runs, so that programs which this one starts by other means do not
+/// find it. The C library hands a constructor what main gets.
+[[gnu::constructor(101)]] void Start(int, char** given)
 {
+    arguments = given;
+    handedLine = std::getenv(commandLineVariable);
     ::unsetenv(commandLineVariable);
 }
 
-/// The zero-terminated texts of a file below /proc/self.
-/// @throws std::system_error when they cannot be read: a line without its commands would ask for something else
-std::vector<std::string> TextsOf(const char* file)
+std::u16string MakeCommandLine()
 {
-    std::vector<std::string> texts;
-    Descriptor opened;
-    opened.Open(std::string("/proc/self/") + file, O_RDONLY);
-    char piece[4096];
-    bool open = false;
-    for (::ssize_t count = 0; (count = ::read(opened.Number(), piece, sizeof(piece))) != 0;)
-    {
-        if (count < 0)
-            throw std::system_error(errno, std::system_category(), file);
-        for (const char c : std::string_view(piece, static_cast<std::size_t>(count)))
-        {
-            if (!open)
-                texts.emplace_back();
-            open = c != '\0';
-            if (open)
-                texts.back() += c;
-        }
-    }
-    return texts;
-}
-
-std::string MakeCommandLine()
-{
-    // The environment as it was at the start: every copy of this library in the process gives the same line.
-    const std::string assigned = std::string(commandLineVariable) + "=";
-    for (const std::string& entry : TextsOf("environ"))
-        if (entry.starts_with(assigned))
-            return entry.substr(assigned.size());
-
+    if (handedLine != nullptr)
+        return Utf16FromUtf8(handedLine);
     char16_t program[32768];
-    ::GetModuleFileNameW(nullptr, program, std::size(program));
-    std::string line = '"' + Utf8FromUtf16(program) + '"';
-    const std::vector<std::string> arguments = TextsOf("cmdline");
-    for (std::size_t i = 1; i < arguments.size(); ++i)
+    std::u16string line =
+        u'"' + std::u16string(program, ::GetModuleFileNameW(nullptr, program, std::size(program))) + u'"';
+    for (char** at = arguments; *at != nullptr; ++at)
     {
-        const std::string& argument = arguments[i];
-        const bool quotes = argument.find('"') == std::string::npos &&
-                            (argument.empty() || argument.find_first_of(" \t") != std::string::npos);
-        line += quotes ? " \"" + argument + '"' : ' ' + argument;
+        const std::string_view argument = *at;
+        const bool quotes = argument.find('"') == std::string_view::npos &&
+                            (argument.empty() || argument.find_first_of(" \t") != std::string_view::npos);
+        const std::u16string_view around = quotes ? u"\"" : u"";
+        if (at != arguments)
+            line.append(u" ").append(around).append(Utf16FromUtf8(argument)).append(around);
     }
-    return line;
-}
-
-std::string& Line()
-{
-    static std::string line = MakeCommandLine();
     return line;
 }
 
@@ -79,14 +48,9 @@ std::string& Line()
 
 using namespace hostwindows;
 
-LPSTR GetCommandLineA()
-{
-    return Line().data();
-}
-
 LPWSTR GetCommandLineW()
 {
-    static std::u16string line = Utf16FromUtf8(Line());
+    static std::u16string line = MakeCommandLine();
     return line.data();
 }
 

@@ -6,9 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <list>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <poll.h>
 #include <spawn.h>
@@ -25,42 +23,11 @@ namespace
 
 constexpr int signalBase = 128; // exit code of a program that a signal ended, as shells number it
 
-/// Programs whose handle was closed while they ran. Each is collected at a later start or close.
-class Unwatched
-{
-public:
-    /// Takes no memory: a handle is closed without it.
-    void Add(std::list<::pid_t>& id)
-    {
-        const std::lock_guard lock(m_mutex);
-        m_ids.splice(m_ids.end(), id);
-    }
-    void CollectEnded()
-    {
-        const std::lock_guard lock(m_mutex);
-        std::erase_if(m_ids, [](::pid_t id) { return ::waitpid(id, nullptr, WNOHANG) != 0; });
-    }
-
-private:
-    std::mutex m_mutex;
-    std::list<::pid_t> m_ids;
-};
-Unwatched& UnwatchedProcesses()
-{
-    static auto* const processes = new Unwatched;
-    return *processes;
-}
-
 class ProcessHandle : public HandleObject
 {
 public:
     explicit ProcessHandle(::pid_t id) : m_id(id), m_descriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0))) {}
-    ~ProcessHandle() override
-    {
-        if (!ExitCode())
-            UnwatchedProcesses().Add(m_kept);
-        UnwatchedProcesses().CollectEnded();
-    }
+    ~ProcessHandle() override { ExitCode(); }
 
     DWORD Wait(DWORD milliseconds) const
     {
@@ -85,26 +52,9 @@ public:
 
 private:
     ::pid_t m_id;
-    std::list<::pid_t> m_kept{m_id}; ///< for the time behind this handle
     Descriptor m_descriptor;
     std::mutex m_mutex;
     std::optional<DWORD> m_exitCode;
-};
-
-struct SpawnActions
-{
-    ::posix_spawn_file_actions_t actions{};
-    SpawnActions() { Demand(::posix_spawn_file_actions_init(&actions)); }
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-    ~SpawnActions() { ::posix_spawn_file_actions_destroy(&actions); }
-
-    /// Each of these fails for want of memory alone; without it the program would run elsewhere, or keep files open.
-    static void Demand(int error)
-    {
-        if (error != 0)
-            throw std::bad_alloc();
-    }
 };
 
 /// Splits a command line at its blanks outside of quotes.
@@ -132,8 +82,6 @@ DWORD StartProcess(
     const std::string& program, std::u16string_view commandLine, const std::string& folder,
     PROCESS_INFORMATION& started)
 {
-    UnwatchedProcesses().CollectEnded();
-
     const std::string line = Utf8FromUtf16(commandLine);
     std::vector<std::string> arguments = ArgumentsOf(line);
     std::vector<char*> argumentPointers;
@@ -141,21 +89,23 @@ DWORD StartProcess(
         argumentPointers.push_back(argument.data());
     argumentPointers.push_back(nullptr);
 
-    const std::string assigned = std::string(commandLineVariable) + "=";
-    std::string variable = assigned + line;
+    std::string variable = std::string(commandLineVariable) + "=" + line;
     std::vector<char*> environment{variable.data()};
     for (char** entry = environ; *entry != nullptr; ++entry)
-        if (!std::string_view(*entry).starts_with(assigned))
-            environment.push_back(*entry);
+        environment.push_back(*entry);
     environment.push_back(nullptr);
 
-    SpawnActions spawn;
-    if (!folder.empty())
-        SpawnActions::Demand(::posix_spawn_file_actions_addchdir_np(&spawn.actions, folder.c_str()));
-    SpawnActions::Demand(::posix_spawn_file_actions_addclosefrom_np(&spawn.actions, STDERR_FILENO + 1));
+    ::posix_spawn_file_actions_t actions{};
+    ::posix_spawn_file_actions_init(&actions);
+    const std::unique_ptr<::posix_spawn_file_actions_t, int (*)(::posix_spawn_file_actions_t*)> owner(
+        &actions, &::posix_spawn_file_actions_destroy);
+    // Each of these fails for want of memory alone; without it the program would run elsewhere, or keep files open.
+    int error = folder.empty() ? 0 : ::posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+    if (error == 0)
+        error = ::posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     ::pid_t id = 0;
-    const int error =
-        ::posix_spawn(&id, program.c_str(), &spawn.actions, nullptr, argumentPointers.data(), environment.data());
+    if (error == 0)
+        error = ::posix_spawn(&id, program.c_str(), &actions, nullptr, argumentPointers.data(), environment.data());
     if (error != 0) // a file that is there, but is no program or not meant to be one
         return error == ENOEXEC || error == EACCES ? ERROR_BAD_EXE_FORMAT : ErrorFromErrno(error);
     started.hProcess = MakeHandle(std::make_unique<ProcessHandle>(id));

@@ -12,7 +12,7 @@ namespace hostwindows
 inline constexpr const char* commandLineVariable = "HOSTWINDOWS_COMMAND_LINE";
 
 /// Starts a program by its Linux path, with the caller's environment and standard streams and no other descriptor.
-/// Closing the handle neither ends the program nor leaves a zombie for the life of this process.
+/// Closing the handle does not end the program.
 /// @param folder  Linux path of its current folder; empty: the caller's
 /// @return 0 or the error code: 2, 3, 5, 193 (no program) ...
 DWORD StartProcess(

@@ -1,60 +1,38 @@
 // The debugger console, the bell, the time.
 
-#include "Descriptor.h"
-
 #include <cerrno>
 #include <climits>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <mutex>
-#include <new>
 #include <string_view>
 #include <unistd.h>
 #include <windows.h>
-
-namespace
-{
-
-/// The debugger console's file. It stays open, because a run writes some two hundred texts; under another name it is
-/// opened anew.
-class ConsoleFile
-{
-public:
-    /// @return standard error when there is no file to write
-    int For(const char* name)
-    {
-        if (name == nullptr || *name == '\0')
-            return STDERR_FILENO;
-        if (!m_file.IsOpen() || std::strcmp(m_name, name) != 0)
-        {
-            m_file.Open(name, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY, 0666);
-            m_name[std::string_view(name).copy(m_name, sizeof(m_name) - 1)] = '\0';
-        }
-        return m_file.IsOpen() ? m_file.Number() : STDERR_FILENO;
-    }
-
-private:
-    hostwindows::Descriptor m_file;
-    char m_name[PATH_MAX]{}; // no more opens
-};
-
-} // namespace
 
 void OutputDebugStringA(LPCSTR text)
 {
     if (text == nullptr || *text == '\0')
         return;
-    // Never destroyed: owners with static storage report in the process's last moments. In place, because a report may
-    // be about memory that ran out.
+    // The file stays open, because a run writes some two hundred texts. Nothing here is destroyed, since owners with
+    // static storage report in the process's last moments, or allocated, since a report may be about memory that ran
+    // out.
     static constinit std::mutex mutex;
-    alignas(ConsoleFile) static std::byte room[sizeof(ConsoleFile)];
-    static auto* const console = new (room) ConsoleFile;
+    static int file = -1;
+    static char openName[PATH_MAX]; // no more opens
+    const char* const named = std::getenv("HOSTWINDOWS_DEBUG_CONSOLE");
+    const std::string_view name = named == nullptr ? "" : named;
     const std::lock_guard lock(mutex);
+    if (!name.empty() && (file < 0 || name != openName))
+    {
+        ::close(file);
+        file = ::open(named, O_WRONLY | O_APPEND | O_CREAT | O_NOCTTY | O_CLOEXEC, 0666);
+        openName[name.copy(openName, sizeof(openName) - 1)] = '\0';
+    }
     // One call, so that the texts of several programs do not mix. A text that cannot be written is lost, as without a
     // debugger.
-    (void)!::write(console->For(std::getenv("HOSTWINDOWS_DEBUG_CONSOLE")), text, std::strlen(text));
+    (void)!::write(name.empty() || file < 0 ? STDERR_FILENO : file, text, std::strlen(text));
 }
 
 BOOL Beep(DWORD, DWORD)
