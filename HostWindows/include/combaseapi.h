@@ -15,6 +15,6 @@ extern "C" {
 /// S_OK for the thread's first call, S_FALSE for a further one; each of them needs one CoUninitialize.
 HRESULT CoInitializeEx(LPVOID reserved, DWORD model);
 void CoUninitialize();
-/// The classes known are DOMDocument alone, in process. `object` is null after a failure.
+/// The classes known are DOMDocument alone, in process, and never part of another. `object` is null after a failure.
 HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD classContext, REFIID interfaceId, LPVOID* object);
 }

@@ -1,8 +1,3 @@
 #pragma once
 
 #include "combaseapi.h"
-
-extern "C" {
-/// CoInitializeEx for COINIT_APARTMENTTHREADED.
-HRESULT CoInitialize(LPVOID reserved);
-}

@@ -23,8 +23,7 @@ struct VARIANT
 };
 
 extern "C" {
-/// Null for a null text or when memory runs out; so below.
-BSTR SysAllocString(const OLECHAR* text);
+/// Null when memory runs out.
 /// @param text  `length` characters, zeros among them or not; null leaves the new text's content unset
 BSTR SysAllocStringLen(const OLECHAR* text, UINT length);
 void SysFreeString(BSTR text);

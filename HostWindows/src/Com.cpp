@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <limits>
 #include <msxml.h>
-#include <string>
 
 namespace
 {
@@ -25,14 +24,6 @@ Prefix* PrefixOf(BSTR text)
 }
 
 } // namespace
-
-BSTR SysAllocString(const OLECHAR* text)
-{
-    if (text == nullptr)
-        return nullptr;
-    const std::size_t length = std::char_traits<OLECHAR>::length(text);
-    return length > longestText ? nullptr : ::SysAllocStringLen(text, static_cast<UINT>(length));
-}
 
 BSTR SysAllocStringLen(const OLECHAR* text, UINT length)
 {
@@ -70,30 +61,23 @@ HRESULT CoInitializeEx(LPVOID, DWORD model)
     return initialisations++ == 0 ? S_OK : S_FALSE;
 }
 
-HRESULT CoInitialize(LPVOID reserved)
-{
-    return ::CoInitializeEx(reserved, COINIT_APARTMENTTHREADED);
-}
-
 void CoUninitialize()
 {
     if (initialisations != 0)
         --initialisations;
 }
 
-HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN outer, DWORD classContext, REFIID interfaceId, LPVOID* object)
+HRESULT CoCreateInstance(REFCLSID classId, LPUNKNOWN, DWORD classContext, REFIID interfaceId, LPVOID* object)
 {
-    if (object == nullptr)
-        return E_POINTER;
     *object = nullptr;
     if (initialisations == 0)
         return CO_E_NOTINITIALIZED;
     if (!(classId == CLSID_DOMDocument) || (classContext & CLSCTX_INPROC_SERVER) == 0)
         return REGDB_E_CLASSNOTREG;
-    return outer != nullptr ? CLASS_E_NOAGGREGATION : hostwindows::CreateXmlDocument(interfaceId, object);
+    return hostwindows::CreateXmlDocument(interfaceId, object);
 }
 
-HRESULT OleRun(LPUNKNOWN object)
+HRESULT OleRun(LPUNKNOWN)
 {
-    return object == nullptr ? E_INVALIDARG : S_OK;
+    return S_OK;
 }

@@ -58,7 +58,6 @@ constexpr Message messages[] = {
            "out, or flush, one of the files that contain the system's image of the registry."},
     {1018, "Illegal operation attempted on a registry key that has been marked for deletion."},
     {1021, "Cannot create a stable subkey under a volatile parent key."},
-    {1113, "No mapping for the Unicode character exists in the target multi-byte code page."},
     {1132, "The base address or the file offset specified does not have the proper alignment."},
     {1155, "No application is associated with the specified file for this operation."},
     {1305, "The revision level is unknown."},
@@ -70,7 +69,6 @@ constexpr Message messages[] = {
     {0x80004003, "Invalid pointer"},
     {0x80004005, "Unspecified error"},
     {0x80010106, "Cannot change thread mode after it is set."},
-    {0x80040110, "Class does not support aggregation (or class object is remote)"},
     {0x80040154, "Class not registered"},
     {0x800401F0, "CoInitialize has not been called."},
 };

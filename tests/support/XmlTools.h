@@ -74,7 +74,7 @@ inline VARIANT Variant(const Bstr& text)
 class ComThread
 {
 public:
-    ComThread() { ::CoInitialize(nullptr); }
+    ComThread() { ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
     ~ComThread() { ::CoUninitialize(); }
     ComThread(const ComThread&) = delete;
     ComThread& operator=(const ComThread&) = delete;

@@ -34,7 +34,7 @@ TEST(BstrText, KnowsItsLengthAndReadsAsEmptyWhenNull)
 
 TEST(BstrText, CopiesShareOneBlockAcrossThreads)
 {
-    const BSTR system = ::SysAllocString(OLESTR("taken"));
+    const BSTR system = ::SysAllocStringLen(OLESTR("taken"), 5);
     _bstr_t first = _bstr_t::Adopt(system);
     EXPECT_EQ(system, first.Get()); // without a copy
     const _bstr_t second = first;
