@@ -21,20 +21,27 @@ namespace
 
 using namespace hostreg;
 using hostwindows::EqualWithoutCase;
+using hostwindows::KeyId;
+using hostwindows::StoredKey;
 using hostwindows::Utf16FromUtf8;
 using hostwindows::Utf8FromUtf16;
 
 constexpr const char* notFound = "The system was unable to find the specified registry key or value.";
 constexpr const char* done = "The operation completed successfully.";
 
-void Require(LSTATUS status)
+hostwindows::RegistryStore& Store()
+{
+    return hostwindows::RegistryStore::OfThisProcess();
+}
+
+/// What a failure of the registry is to the user.
+std::string WordsOf(LSTATUS status)
 {
     constexpr struct
     {
         LSTATUS status;
         const char* words;
     } rows[] = {
-        {ERROR_FILE_NOT_FOUND, notFound},
         {ERROR_KEY_DELETED, notFound},
         {ERROR_BAD_PATHNAME, "Invalid key name."},
         {ERROR_INVALID_PARAMETER, "Invalid key name or value name."},
@@ -42,42 +49,14 @@ void Require(LSTATUS status)
         {ERROR_DISK_FULL, "There is not enough space on the disk."},
         {ERROR_REGISTRY_CORRUPT, "The configuration registry database is corrupt."},
     };
-    if (status == ERROR_SUCCESS)
-        return;
     const auto* row = std::ranges::find(rows, status, [](const auto& known) { return known.status; });
-    throw Failure(row != std::end(rows) ? row->words : "The registry cannot be used (" + std::to_string(status) + ").");
+    return row != std::end(rows) ? row->words : "The registry cannot be used (" + std::to_string(status) + ").";
 }
-
-/// Owns an open key.
-class Key
-{
-public:
-    Key() = default;
-    Key(const Key&) = delete;
-    Key& operator=(const Key&) = delete;
-    Key(Key&& other) noexcept : m_key(std::exchange(other.m_key, nullptr)) {}
-    Key& operator=(Key&& other) noexcept
-    {
-        std::swap(m_key, other.m_key);
-        return *this;
-    }
-    ~Key()
-    {
-        if (m_key != nullptr)
-            ::RegCloseKey(m_key);
-    }
-
-    HKEY Get() const { return m_key; }
-    PHKEY Receive() { return &m_key; }
-
-private:
-    HKEY m_key = nullptr;
-};
 
 /// "HKCU\Software" taken apart.
 struct KeyName
 {
-    HKEY hive;
+    KeyId hive;
     std::u16string fullName; ///< with the long spelling of the root
     std::u16string path;     ///< below the root
 };
@@ -87,11 +66,11 @@ KeyName ParseKeyName(std::u16string_view text)
     struct Root
     {
         std::u16string_view shortName, longName;
-        HKEY hive;
+        KeyId hive;
     };
-    const std::array roots = {
-        Root{u"HKCU", u"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-        Root{u"HKLM", u"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
+    constexpr std::array roots = {
+        Root{u"HKCU", u"HKEY_CURRENT_USER", hostwindows::currentUser},
+        Root{u"HKLM", u"HKEY_LOCAL_MACHINE", hostwindows::localMachine},
     };
     while (text.ends_with(u'\\'))
         text.remove_suffix(1);
@@ -109,88 +88,41 @@ KeyName ParseKeyName(std::u16string_view text)
     return {root->hive, fullName, std::u16string(path)};
 }
 
-Key OpenKey(const KeyName& name)
+KeyId CreateKey(const KeyName& name)
 {
-    Key key;
-    Require(::RegOpenKeyExW(name.hive, name.path.c_str(), 0, MAXIMUM_ALLOWED, key.Receive()));
-    return key;
+    bool made = false;
+    return Store().CreateKey(name.hive, name.path, false, made);
 }
 
-Key CreateKey(const KeyName& name)
+KeyId FindKey(const KeyName& name)
 {
-    Key key;
-    Require(::RegCreateKeyExW(
-        name.hive, name.path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.Receive(), nullptr));
-    return key;
+    const std::optional<KeyId> found = Store().FindKey(name.hive, name.path);
+    return found ? *found : throw Failure(notFound);
 }
 
-std::optional<Value> ReadValue(HKEY key, const std::u16string& name)
+/// A key that is not there needs no deleting.
+void DeleteKey(const KeyName& name)
 {
-    Value value{name, 0, {}};
-    LSTATUS status = ERROR_MORE_DATA;
-    for (DWORD size = 0; status == ERROR_MORE_DATA;) // once more when another process has made it longer meanwhile
-    {
-        value.data.resize(size);
-        status = ::RegQueryValueExW(
-            key, name.c_str(), nullptr, &value.type, reinterpret_cast<BYTE*>(value.data.data()), &size);
-        if (status == ERROR_SUCCESS)
-            value.data.resize(size);
-    }
-    if (status == ERROR_FILE_NOT_FOUND)
-        return std::nullopt;
-    Require(status);
-    return value;
+    if (name.path.empty())
+        throw Failure(WordsOf(ERROR_ACCESS_DENIED));
+    if (const std::optional<KeyId> found = Store().FindKey(name.hive, name.path))
+        Store().DeleteKey(*found);
 }
 
-/// Calls `use` with each value of a key.
-template <class Use>
-void ForEachValue(HKEY key, const Use& use)
-{
-    constexpr DWORD nameRoom = 16384;
-    std::u16string name(nameRoom, u'\0');
-    for (DWORD index = 0;; ++index)
-    {
-        DWORD length = nameRoom;
-        const LSTATUS status = ::RegEnumValueW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_NO_MORE_ITEMS)
-            return;
-        Require(status);
-        if (const std::optional<Value> value = ReadValue(key, name.substr(0, length)); value.has_value())
-            use(*value);
-    }
-}
-
-std::vector<KeyName> SubKeys(HKEY key, const KeyName& parent)
-{
-    std::vector<KeyName> names;
-    std::array<WCHAR, 256> name{};
-    for (DWORD index = 0;; ++index)
-    {
-        DWORD length = name.size();
-        const LSTATUS status = ::RegEnumKeyExW(key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_NO_MORE_ITEMS)
-            return names;
-        Require(status);
-        const std::u16string_view found(name.data(), length);
-        std::u16string path = parent.path;
-        path.append(path.empty() ? u"" : u"\\").append(found);
-        names.push_back({parent.hive, std::u16string(parent.fullName).append(u"\\").append(found), path});
-    }
-}
-
-/// The key and all below it, parents first. No recursion: a deep tree costs no stack.
+/// Calls `use` with the full name of the key and of each one below it, parents first. No recursion: a deep tree costs
+/// no stack.
 template <class Use>
 void ForEachKey(const KeyName& top, const Use& use)
 {
-    std::vector<KeyName> ahead{top};
+    std::vector<StoredKey> ahead{{FindKey(top), top.fullName}};
     while (!ahead.empty())
     {
-        const KeyName name = std::move(ahead.back());
+        const StoredKey key = std::move(ahead.back());
         ahead.pop_back();
-        const Key key = OpenKey(name);
-        use(name, key.Get());
-        std::vector<KeyName> below = SubKeys(key.Get(), name);
-        std::ranges::move(std::ranges::reverse_view(below), std::back_inserter(ahead));
+        use(key.name, key.id);
+        const std::vector<StoredKey> below = Store().KeysOf(key.id);
+        for (const StoredKey& each : std::ranges::reverse_view(below))
+            ahead.push_back({each.id, key.name + u'\\' + each.name});
     }
 }
 
@@ -272,59 +204,56 @@ void PrintValue(const Value& value)
               << '\n';
 }
 
-/// The values of a key below a line with its name, which a key without values needs only in a list of all keys.
-void PrintKey(const KeyName& name, HKEY key, bool always)
+void PrintKeyName(const std::u16string& name)
 {
-    const std::string line = "\n" + Utf8FromUtf16(name.fullName) + "\n";
-    if (always)
-        std::cout << line;
-    bool needed = !always;
-    ForEachValue(key, [&](const Value& value) {
-        std::cout << (std::exchange(needed, false) ? line : "");
-        PrintValue(value);
-    });
+    std::cout << '\n' << Utf8FromUtf16(name) << '\n';
 }
 
 void QueryAll(const KeyName& top, const std::optional<std::u16string>& wanted)
 {
     std::size_t matches = 0;
-    ForEachKey(top, [&](const KeyName& name, HKEY key) {
-        if (!wanted.has_value())
-            return PrintKey(name, key, true);
-        const std::optional<Value> value = ReadValue(key, *wanted);
-        if (!value.has_value())
+    ForEachKey(top, [&](const std::u16string& name, KeyId key) {
+        std::vector<Value> values;
+        if (!wanted)
+            values = Store().ValuesOf(key);
+        else if (const std::optional<Value> value = Store().ReadValue(key, *wanted))
+            values = {*value};
+        if (wanted && values.empty())
             return;
-        ++matches;
-        std::cout << '\n' << Utf8FromUtf16(name.fullName) << '\n';
-        PrintValue(*value);
+        matches += values.size();
+        PrintKeyName(name);
+        std::ranges::for_each(values, PrintValue);
     });
     std::cout << '\n';
-    if (wanted.has_value())
+    if (wanted)
         std::cout << "End of search: " << matches << " match(es) found.\n";
-    if (wanted.has_value() && matches == 0)
+    if (wanted && matches == 0)
         throw Failure(notFound);
 }
 
 void Query(const Arguments& arguments)
 {
     const KeyName name = arguments.Key();
-    const Key key = OpenKey(name);
+    const KeyId key = FindKey(name);
     const std::optional<std::u16string> wanted = arguments.ValueName();
     if (arguments.Has("/s"))
         return QueryAll(name, wanted);
-    if (!wanted.has_value())
+    if (!wanted)
     {
-        PrintKey(name, key.Get(), false);
+        const std::vector<Value> values = Store().ValuesOf(key);
+        if (!values.empty())
+            PrintKeyName(name.fullName);
+        std::ranges::for_each(values, PrintValue);
         std::cout << '\n';
-        for (const KeyName& below : SubKeys(key.Get(), name))
-            std::cout << Utf8FromUtf16(below.fullName) << '\n';
+        for (const StoredKey& below : Store().KeysOf(key))
+            std::cout << Utf8FromUtf16(name.fullName + u'\\' + below.name) << '\n';
         return;
     }
-    const std::optional<Value> value = ReadValue(key.Get(), *wanted);
-    if (!value.has_value() && !wanted->empty())
+    const std::optional<Value> value = Store().ReadValue(key, *wanted);
+    if (!value && !wanted->empty())
         throw Failure(notFound);
-    std::cout << '\n' << Utf8FromUtf16(name.fullName) << '\n';
-    if (value.has_value())
+    PrintKeyName(name.fullName);
+    if (value)
         PrintValue(*value);
     else
         std::cout << "    (Default)    REG_SZ    (value not set)\n";
@@ -345,51 +274,45 @@ void Add(const Arguments& arguments)
     const std::optional<std::u16string> value = arguments.ValueName();
     if (!value.has_value() && (arguments.Has("/d") || arguments.Has("/t")))
         throw Failure("Invalid syntax. '/t' and '/d' need '/v' or '/ve'.");
-    const Key key = CreateKey(name);
-    if (!value.has_value())
+    const KeyId key = CreateKey(name);
+    if (!value)
         return Complete(true);
-    const bool exists = ReadValue(key.Get(), *value).has_value();
+    const bool exists = Store().ReadValue(key, *value).has_value();
     const bool confirmed =
         Confirmed("Value " + ShownName(*value) + " exists, overwrite", !exists || arguments.Has("/f"));
     if (confirmed)
-        Require(::RegSetValueExW(
-            key.Get(), value->c_str(), 0, *type, reinterpret_cast<const BYTE*>(data.data()),
-            static_cast<DWORD>(data.size())));
+        Store().WriteValue(key, *value, *type, data);
     Complete(confirmed);
 }
 
 void Delete(const Arguments& arguments)
 {
     const KeyName name = arguments.Key();
-    const Key key = OpenKey(name);
+    const KeyId key = FindKey(name);
     const std::string shownKey = Utf8FromUtf16(name.fullName);
     const std::optional<std::u16string> value = arguments.ValueName();
     const bool forced = arguments.Has("/f");
     bool confirmed = false;
     if (value.has_value())
     {
-        if (!ReadValue(key.Get(), *value).has_value())
+        if (!Store().ReadValue(key, *value))
             throw Failure(notFound);
         confirmed = Confirmed("Delete the registry value " + ShownName(*value), forced);
         if (confirmed)
-            Require(::RegDeleteValueW(key.Get(), value->c_str()));
+            Store().DeleteValue(key, *value);
     }
     else if (arguments.Has("/va"))
     {
         confirmed = Confirmed("Delete all values under the registry key " + shownKey, forced);
-        std::vector<std::u16string> names;
         if (confirmed)
-            ForEachValue(key.Get(), [&](const Value& found) { names.push_back(found.name); });
-        for (const std::u16string& found : names)
-            Require(::RegDeleteValueW(key.Get(), found.c_str()));
+            for (const Value& found : Store().ValuesOf(key))
+                Store().DeleteValue(key, found.name);
     }
     else
     {
-        if (name.path.empty())
-            Require(ERROR_ACCESS_DENIED);
         confirmed = Confirmed("Permanently delete the registry key " + shownKey, forced);
         if (confirmed)
-            Require(::RegDeleteTreeW(name.hive, name.path.c_str()));
+            DeleteKey(name);
     }
     Complete(confirmed);
 }
@@ -397,12 +320,12 @@ void Delete(const Arguments& arguments)
 void Export(const Arguments& arguments)
 {
     RegTextWriter text;
-    ForEachKey(arguments.Key(), [&](const KeyName& name, HKEY key) {
-        if (!text.Key(name.fullName))
+    ForEachKey(arguments.Key(), [&](const std::u16string& name, KeyId key) {
+        if (!text.Key(name))
             throw Failure(
-                "The key " + Utf8FromUtf16(name.fullName) +
-                " has a line end in its name, which no .reg file can hold.");
-        ForEachValue(key, [&](const Value& value) { text.Value(value.name, value.type, value.data); });
+                "The key " + Utf8FromUtf16(name) + " has a line end in its name, which no .reg file can hold.");
+        for (const Value& value : Store().ValuesOf(key))
+            text.Value(value.name, value.type, value.data);
     });
     const std::string path = FilePath(arguments.words[1]);
     struct ::stat file = {};
@@ -414,52 +337,24 @@ void Export(const Arguments& arguments)
     Complete(confirmed);
 }
 
-/// What is done while it lives is done as a whole or not at all.
-class Transaction
+/// @param current  the key that values belong to
+void Apply(const RegChange& change, KeyId& current)
 {
-public:
-    Transaction() { Require(Locked(&Store::Begin)); }
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-    ~Transaction() { Locked(&Store::Rollback); }
-
-    void Commit() { Require(Locked(&Store::Commit)); }
-
-private:
-    using Store = hostwindows::RegistryStore;
-
-    template <class Result>
-    static Result Locked(Result (Store::*operation)())
-    {
-        const std::lock_guard lock(Store::Mutex());
-        return (Store::OfThisProcess().*operation)();
-    }
-};
-
-void Apply(const RegChange& change, Key& current)
-{
-    LSTATUS status = ERROR_SUCCESS;
     switch (change.kind)
     {
     case RegChange::Kind::openKey:
         current = CreateKey(ParseKeyName(change.name));
-        return;
-    case RegChange::Kind::deleteKey: {
-        const KeyName name = ParseKeyName(change.name);
-        status = name.path.empty() ? LSTATUS{ERROR_ACCESS_DENIED} : ::RegDeleteTreeW(name.hive, name.path.c_str());
         break;
-    }
+    case RegChange::Kind::deleteKey:
+        DeleteKey(ParseKeyName(change.name));
+        break;
     case RegChange::Kind::deleteValue:
-        status = ::RegDeleteValueW(current.Get(), change.name.c_str());
+        Store().DeleteValue(current, change.name);
         break;
     case RegChange::Kind::setValue:
-        Require(::RegSetValueExW(
-            current.Get(), change.name.c_str(), 0, change.type, reinterpret_cast<const BYTE*>(change.data.data()),
-            static_cast<DWORD>(change.data.size())));
-        return;
+        Store().WriteValue(current, change.name, change.type, change.data);
+        break;
     }
-    if (status != ERROR_FILE_NOT_FOUND) // what is gone already needs no deleting
-        Require(status);
 }
 
 void Import(const Arguments& arguments)
@@ -474,8 +369,8 @@ void Import(const Arguments& arguments)
     };
     if (!ReadRegText(bytes, changes, error))
         failAt(error.line, error.message + ".");
-    Transaction transaction;
-    Key current;
+    hostwindows::RegistryStore::Transaction transaction(Store());
+    KeyId current = 0;
     for (const RegChange& change : changes)
     {
         try
@@ -485,6 +380,10 @@ void Import(const Arguments& arguments)
         catch (const Failure& failure)
         {
             failAt(change.line, failure.what());
+        }
+        catch (const hostwindows::RegistryFailure& failure)
+        {
+            failAt(change.line, WordsOf(failure.status));
         }
     }
     transaction.Commit();
@@ -559,16 +458,21 @@ void Run(const std::vector<std::string>& words)
 int main(int argc, char** argv)
 {
     std::ios::sync_with_stdio(false);
-    int exitCode = 0;
+    std::string failed;
     try
     {
         Run({argv + std::min(argc, 1), argv + argc});
     }
+    catch (const hostwindows::RegistryFailure& failure)
+    {
+        failed = WordsOf(failure.status);
+    }
     catch (const std::exception& failure)
     {
-        std::cerr << "ERROR: " << failure.what() << '\n';
-        exitCode = 1;
+        failed = failure.what();
     }
+    if (!failed.empty())
+        std::cerr << "ERROR: " << failed << '\n';
     std::cout.flush();
-    return std::cout.good() ? exitCode : 1;
+    return failed.empty() && std::cout.good() ? 0 : 1;
 }

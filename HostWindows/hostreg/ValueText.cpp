@@ -21,18 +21,19 @@ struct TypeName
     bool canBeGiven;
 };
 
+// Those without a constant only occur in what a file of Windows brings along.
 constexpr TypeName typeNames[] = {
     {REG_NONE, "REG_NONE", true},
     {REG_SZ, "REG_SZ", true},
     {REG_EXPAND_SZ, "REG_EXPAND_SZ", true},
     {REG_BINARY, "REG_BINARY", true},
     {REG_DWORD, "REG_DWORD", true},
-    {REG_DWORD_BIG_ENDIAN, "REG_DWORD_BIG_ENDIAN", false},
-    {REG_LINK, "REG_LINK", false},
+    {5, "REG_DWORD_BIG_ENDIAN", false},
+    {6, "REG_LINK", false},
     {REG_MULTI_SZ, "REG_MULTI_SZ", true},
-    {REG_RESOURCE_LIST, "REG_RESOURCE_LIST", false},
-    {REG_FULL_RESOURCE_DESCRIPTOR, "REG_FULL_RESOURCE_DESCRIPTOR", false},
-    {REG_RESOURCE_REQUIREMENTS_LIST, "REG_RESOURCE_REQUIREMENTS_LIST", false},
+    {8, "REG_RESOURCE_LIST", false},
+    {9, "REG_FULL_RESOURCE_DESCRIPTOR", false},
+    {10, "REG_RESOURCE_REQUIREMENTS_LIST", false},
     {REG_QWORD, "REG_QWORD", true},
 };
 

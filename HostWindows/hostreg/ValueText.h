@@ -1,6 +1,8 @@
 // The data of a value as the text that people read and write.
 #pragma once
 
+#include "../src/RegistryStore.h"
+
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -16,12 +18,7 @@ struct Failure : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-struct Value
-{
-    std::u16string name;
-    DWORD type = 0;
-    std::string data;
-};
+using Value = hostwindows::StoredValue;
 
 /// "REG_SZ"; an unknown type as a number, "0x777".
 std::string NameOfType(DWORD type);

@@ -13,10 +13,8 @@ using REGSAM = DWORD;
 #define HKEY_CURRENT_USER (reinterpret_cast<HKEY>(static_cast<LONG_PTR>(INT32_MIN + 1)))
 #define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(static_cast<LONG_PTR>(INT32_MIN + 2)))
 
-inline constexpr REGSAM MAXIMUM_ALLOWED = 0x2000000;
 inline constexpr REGSAM KEY_QUERY_VALUE = 0x1;
 inline constexpr REGSAM KEY_SET_VALUE = 0x2;
-inline constexpr REGSAM KEY_CREATE_SUB_KEY = 0x4;
 inline constexpr REGSAM KEY_ENUMERATE_SUB_KEYS = 0x8;
 inline constexpr REGSAM KEY_READ = 0x20019;
 inline constexpr REGSAM KEY_WRITE = 0x20006;
@@ -32,12 +30,7 @@ inline constexpr DWORD REG_SZ = 1;
 inline constexpr DWORD REG_EXPAND_SZ = 2;
 inline constexpr DWORD REG_BINARY = 3;
 inline constexpr DWORD REG_DWORD = 4;
-inline constexpr DWORD REG_DWORD_BIG_ENDIAN = 5;
-inline constexpr DWORD REG_LINK = 6;
 inline constexpr DWORD REG_MULTI_SZ = 7;
-inline constexpr DWORD REG_RESOURCE_LIST = 8;
-inline constexpr DWORD REG_FULL_RESOURCE_DESCRIPTOR = 9;
-inline constexpr DWORD REG_RESOURCE_REQUIREMENTS_LIST = 10;
 inline constexpr DWORD REG_QWORD = 11;
 
 extern "C" {
@@ -62,15 +55,13 @@ LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name);
 
 /// Refuses a key with sub-keys.
 LSTATUS RegDeleteKeyW(HKEY parent, LPCWSTR path);
-/// Deletes the sub-key with all below it; without a path, all below the key itself.
+/// Deletes a sub-key with all below it.
 LSTATUS RegDeleteTreeW(HKEY parent, LPCWSTR path);
 
-/// Lengths are characters: in with the terminator, out without it.
-LSTATUS RegEnumKeyExW(
-    HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPWSTR className, LPDWORD classLength,
-    PFILETIME written);
-LSTATUS RegEnumValueW(
-    HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
+/// Lengths are characters: in with the terminator, out without it. The parameters without a name are not looked at.
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPWSTR, LPDWORD, PFILETIME);
+LSTATUS
+RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD length, LPDWORD, LPDWORD type, LPBYTE data, LPDWORD size);
 
 /// Lets a predefined key of this process mean another key; null ends that.
 LSTATUS RegOverridePredefKey(HKEY predefined, HKEY key);

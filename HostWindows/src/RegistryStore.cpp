@@ -1,28 +1,25 @@
 #include "RegistryStore.h"
 
+#include "Descriptor.h"
 #include "LetterCase.h"
 #include "Paths.h"
+#include "SharedFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <memory>
-#include <span>
 #include <sqlite3.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utility>
 
 namespace hostwindows
 {
 namespace
 {
 
-constexpr int schemaVersion = 1;
 constexpr int patience = 10000; // milliseconds that a writer waits for others
 constexpr int impatience = 50;  // and waits when its whole patience has been of no use
+constexpr std::size_t longestKeyName = 255;
+constexpr std::size_t longestValueName = 16383;
 
 // Names are UTF-16LE bytes as they were given, so that every text of 16-bit units is a name. `folded` is the name in
 // capitals, big-endian: its byte order is the order of the units. Small pages, because each write of a value puts two
@@ -36,6 +33,7 @@ CREATE TABLE value(id INTEGER PRIMARY KEY, key INTEGER NOT NULL, folded BLOB NOT
 INSERT INTO key VALUES(1, 0, 'HKEY_CURRENT_USER', x'', 0), (2, 0, 'HKEY_LOCAL_MACHINE', x'', 0);
 PRAGMA user_version=1;
 )";
+constexpr std::string_view schemaVersion = "1";
 
 std::string Folded(std::u16string_view name)
 {
@@ -55,232 +53,135 @@ std::string_view Bytes(std::u16string_view name)
     return {reinterpret_cast<const char*>(name.data()), name.size() * sizeof(char16_t)};
 }
 
-struct DatabaseDeleter
+/// Takes the first name off a path; an empty one at its end.
+std::u16string_view TakeName(std::u16string_view& path)
 {
-    void operator()(sqlite3* database) const { ::sqlite3_close_v2(database); }
-};
+    path.remove_prefix(std::min(path.find_first_not_of(u'\\'), path.size()));
+    const std::u16string_view name = path.substr(0, path.find(u'\\'));
+    path.remove_prefix(name.size());
+    return name;
+}
 
-struct Descriptor
+void RequirePath(std::u16string_view path)
 {
-    int number;
-    ~Descriptor()
-    {
-        if (number >= 0)
-            ::close(number);
-    }
-};
-
-bool WriteAll(int descriptor, std::span<const unsigned char> bytes)
-{
-    while (!bytes.empty())
-    {
-        const ::ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    return true;
+    if (path.starts_with(u'\\'))
+        throw RegistryFailure{ERROR_BAD_PATHNAME};
+    while (!path.empty())
+        if (TakeName(path).size() > longestKeyName)
+            throw RegistryFailure{ERROR_INVALID_PARAMETER};
 }
 
 /// Makes the file of an empty registry, or finds that another process has. It gets its name when it is whole: nobody
 /// ever opens a half-made one. @return 0 or an errno value
 int MakeEmptyFile(const std::string& path)
 {
-    sqlite3* opened = nullptr;
-    const bool built = ::sqlite3_open(":memory:", &opened) == SQLITE_OK &&
-                       ::sqlite3_exec(opened, schema, nullptr, nullptr, nullptr) == SQLITE_OK;
-    const std::unique_ptr<sqlite3, DatabaseDeleter> database(opened);
+    sqlite3* database = nullptr;
     sqlite3_int64 size = 0;
+    const bool built = ::sqlite3_open(":memory:", &database) == SQLITE_OK &&
+                       ::sqlite3_exec(database, schema, nullptr, nullptr, nullptr) == SQLITE_OK;
     const std::unique_ptr<unsigned char, decltype(&::sqlite3_free)> image(
-        built ? ::sqlite3_serialize(opened, "main", &size, 0) : nullptr, &::sqlite3_free);
+        built ? ::sqlite3_serialize(database, "main", &size, 0) : nullptr, &::sqlite3_free);
+    ::sqlite3_close(database);
     if (image == nullptr)
         return ENOMEM;
     // The file format's write and read version: 2 says that the file is used with a write-ahead log.
     image.get()[18] = image.get()[19] = 2;
 
     const std::string fresh = path + ".new-" + std::to_string(::getpid());
-    const Descriptor file{::open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)};
-    if (file.number < 0)
+    Descriptor file;
+    file.Open(fresh, O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    if (!file.IsOpen())
         return errno;
-    const bool made = WriteAll(file.number, {image.get(), static_cast<std::size_t>(size)}) &&
-                      (::link(fresh.c_str(), path.c_str()) == 0 || errno == EEXIST);
+    const std::string_view bytes(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size));
+    const bool made =
+        WriteAll(file.Number(), bytes) == NO_ERROR && (::link(fresh.c_str(), path.c_str()) == 0 || errno == EEXIST);
     const int error = made ? 0 : errno;
     ::unlink(fresh.c_str());
     return error;
 }
 
-/// A path as the database library's file: URI.
-std::string Uri(const std::string& path, std::string_view options)
+/// The name by which the database library reads a file that does not change while it is open.
+std::string Unchanging(const std::string& path)
 {
     constexpr const char* digits = "0123456789ABCDEF";
-    std::string uri = "file:";
-    for (const char c : path)
-        if (std::strchr("%?#", c) != nullptr)
-            (uri += '%') += {digits[static_cast<unsigned char>(c) >> 4], digits[c & 0xF]};
-        else
-            uri += c;
-    return uri.append(options);
+    std::string name = "file:";
+    for (const char c : path) // all escaped: some have a meaning there
+        name.append({'%', digits[static_cast<unsigned char>(c) >> 4], digits[c & 0xF]});
+    return name + "?immutable=1";
 }
 
-struct FailureKind
-{
-    int result; // of the database library
-    LSTATUS status;
-    const char* words;
-};
-
-constexpr FailureKind failureKinds[] = {
-    {SQLITE_CORRUPT, ERROR_REGISTRY_CORRUPT, "is damaged"},
-    {SQLITE_NOTADB, ERROR_REGISTRY_CORRUPT, "is damaged"},
-    {SQLITE_FULL, ERROR_DISK_FULL, "cannot be written, the disk is full"},
-    {SQLITE_READONLY, ERROR_ACCESS_DENIED, "cannot be written"},
-    {SQLITE_PERM, ERROR_ACCESS_DENIED, "cannot be used"},
-    {SQLITE_NOMEM, ERROR_OUTOFMEMORY, "cannot be used, memory ran out"},
-    {SQLITE_BUSY, ERROR_BUSY, "is held by another process"},
-    {SQLITE_PROTOCOL, ERROR_BUSY, "cannot be locked"},
-    {0, ERROR_REGISTRY_IO_FAILED, "cannot be used"}, // every other one
-};
-
-// By errno, for what the database library calls no more than an input or output error.
+// What a result of the database library is to a caller.
 constexpr struct
 {
-    int error;
     int result;
-} systemErrors[] = {
-    {ENOSPC, SQLITE_FULL}, {EDQUOT, SQLITE_FULL}, {EFBIG, SQLITE_FULL},
-    {EACCES, SQLITE_PERM}, {EPERM, SQLITE_PERM},  {EROFS, SQLITE_READONLY},
+    LSTATUS status;
+    bool lasts; // would be met at each value again, the lock only after ten more seconds
+} failures[] = {
+    {SQLITE_CORRUPT, ERROR_REGISTRY_CORRUPT, true},
+    {SQLITE_NOTADB, ERROR_REGISTRY_CORRUPT, true},
+    {SQLITE_FULL, ERROR_DISK_FULL, false},
+    {SQLITE_READONLY, ERROR_ACCESS_DENIED, false},
+    {SQLITE_PERM, ERROR_ACCESS_DENIED, false},
+    {SQLITE_NOMEM, ERROR_OUTOFMEMORY, false},
+    {SQLITE_BUSY, ERROR_BUSY, false},
+    {SQLITE_PROTOCOL, ERROR_BUSY, true},
+    {0, ERROR_REGISTRY_IO_FAILED, false}, // every other one
 };
 
-int ResultOfErrno(int error)
+/// The reason by errno for what the database library calls no more than a failed opening, input or output.
+int ResultOfErrno(int error, int otherwise)
 {
-    const auto* known = std::ranges::find(systemErrors, error, [](const auto& row) { return row.error; });
-    return known == std::end(systemErrors) ? SQLITE_IOERR : known->result;
-}
-
-/// Runs `work` as one transaction, or as part of the one that is open.
-template <class Work>
-LSTATUS InTransaction(RegistryStore& store, sqlite3* database, const Work& work)
-{
-    if (::sqlite3_get_autocommit(database) == 0)
-        return work();
-    LSTATUS status = store.Begin();
-    if (status == ERROR_SUCCESS)
+    switch (error)
     {
-        status = work();
-        if (status == ERROR_SUCCESS)
-            status = store.Commit();
-        else
-            store.Rollback();
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+        return SQLITE_FULL;
+    case EACCES:
+    case EPERM:
+        return SQLITE_PERM;
+    case EROFS:
+        return SQLITE_READONLY;
+    default:
+        return otherwise;
     }
-    return status;
 }
 
 } // namespace
 
-enum class RegistryStore::Sql : unsigned
-{
-    synchronous,
-    version,
-    begin,
-    commit,
-    rollback,
-    findKey,
-    existingKey,
-    addKey,
-    hasSubKeys,
-    deleteKey,
-    deleteValuesOfKey,
-    deleteTreeValues,
-    deleteTreeKeys,
-    readValue,
-    writeValue,
-    deleteValue,
-    listKeys,
-    listValues,
-    keyRow,
-    valueRow,
-};
-
-const char* RegistryStore::TextOf(Sql sql)
-{
-// The key ?1 with all below it.
-#define BELOW                                                                                                          \
-    "WITH RECURSIVE below(id) AS (VALUES(?1) UNION ALL SELECT key.id FROM key JOIN below ON key.parent=below.id) "
-    constexpr const char* texts[] = {
-        "PRAGMA synchronous=OFF",
-        "PRAGMA user_version",
-        "BEGIN IMMEDIATE",
-        "COMMIT",
-        "ROLLBACK",
-        "SELECT id, volatile FROM key WHERE parent=?1 AND folded=?2",
-        "SELECT id, volatile FROM key WHERE id=?1",
-        "INSERT INTO key(parent, folded, name, volatile) VALUES(?1, ?2, ?3, ?4)",
-        "SELECT 1 FROM key WHERE parent=?1 LIMIT 1",
-        "DELETE FROM key WHERE id=?1",
-        "DELETE FROM value WHERE key=?1",
-        BELOW "DELETE FROM value WHERE key IN below",
-        BELOW "DELETE FROM key WHERE id IN below AND id<>?1",
-        "SELECT name, type, data FROM value WHERE key=?1 AND folded=?2",
-        // One statement, so that a key deleted by others meanwhile gets no value. The first spelling of the name stays.
-        ("INSERT INTO value(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5 WHERE EXISTS(SELECT 1 FROM key "
-         "WHERE id=?1) ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data"),
-        "DELETE FROM value WHERE key=?1 AND folded=?2",
-        "SELECT id FROM key WHERE parent=?1 ORDER BY folded",
-        "SELECT id FROM value WHERE key=?1 ORDER BY id",
-        "SELECT name, 0, x'' FROM key WHERE id=?1",
-        "SELECT name, type, data FROM value WHERE id=?1",
-    };
-#undef BELOW
-    static_assert(std::size(texts) == sqlCount && static_cast<unsigned>(Sql::valueRow) == sqlCount - 1);
-    return texts[static_cast<unsigned>(sql)];
-}
-
-/// One use of a prepared statement, which is ready for the next one afterwards. Texts given to it outlive it.
+/// One use of a statement, which is prepared once and is ready for the next use afterwards. Texts given to it outlive
+/// it.
 class RegistryStore::Query
 {
 public:
-    Query(RegistryStore& store, Sql sql) : m_store(store) { m_status = store.Prepare(sql, m_statement); }
+    template <class... Parameters>
+    Query(RegistryStore& store, std::string_view sql, const Parameters&... parameters)
+        : m_store(store),
+          m_statement(store.Prepared(sql))
+    {
+        int index = 0;
+        (Require(Bind(++index, parameters)), ...);
+    }
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
-    ~Query()
-    {
-        if (m_statement == nullptr) // it could not be prepared
-            return;
-        ::sqlite3_reset(m_statement);
-        ::sqlite3_clear_bindings(m_statement);
-    }
+    ~Query() { ::sqlite3_reset(m_statement); }
 
-    Query& With(std::int64_t number)
-    {
-        Check(::sqlite3_bind_int64(m_statement, ++m_parameters, number));
-        return *this;
-    }
-
-    Query& With(std::string_view bytes)
-    {
-        const char* data = bytes.empty() ? "" : bytes.data(); // a null pointer would be no bytes but NULL
-        Check(::sqlite3_bind_blob64(m_statement, ++m_parameters, data, bytes.size(), SQLITE_STATIC));
-        return *this;
-    }
-
-    /// @return true while there is a row; false at the end and on a failure, which Status() tells
+    /// @return whether there is another row
     bool Next()
     {
-        if (m_status != ERROR_SUCCESS)
-            return false;
         const int result = ::sqlite3_step(m_statement);
         if (result != SQLITE_ROW)
-            Check(result);
-        if (m_status == ERROR_SUCCESS && m_store.m_isHeld)
-            m_store.SetHeld(false);
+            Require(result);
+        ::sqlite3_busy_timeout(m_store.m_database, patience);
         return result == SQLITE_ROW;
     }
+    /// For what gives no rows. @return whether it changed anything
+    bool Run()
+    {
+        Next();
+        return ::sqlite3_changes(m_store.m_database) != 0;
+    }
 
-    LSTATUS Status() const { return m_status; }
-    /// The status when no row was what the caller needs.
-    LSTATUS NotFound() const { return m_status != ERROR_SUCCESS ? m_status : LSTATUS{ERROR_FILE_NOT_FOUND}; }
     std::int64_t Number(int column) const { return ::sqlite3_column_int64(m_statement, column); }
     std::string_view Blob(int column) const
     {
@@ -290,28 +191,57 @@ public:
             throw std::bad_alloc();
         return {data == nullptr ? "" : data, size};
     }
-
-    void Read(StoredValue& value) const
+    std::u16string Name(int column) const
     {
-        const std::string_view name = Blob(0);
-        value.name.resize(name.size() / sizeof(char16_t));
-        std::memcpy(value.name.data(), name.data(), value.name.size() * sizeof(char16_t));
-        value.type = static_cast<DWORD>(Number(1));
-        value.data = Blob(2);
+        const std::string_view bytes = Blob(column);
+        std::u16string name(bytes.size() / sizeof(char16_t), u'\0');
+        std::memcpy(name.data(), bytes.data(), name.size() * sizeof(char16_t));
+        return name;
     }
 
 private:
-    void Check(int result)
+    int Bind(int index, std::int64_t number) { return ::sqlite3_bind_int64(m_statement, index, number); }
+    int Bind(int index, std::string_view bytes)
     {
-        if (m_status == ERROR_SUCCESS && result != SQLITE_OK && result != SQLITE_DONE)
-            m_status = m_store.Failure(result);
+        const char* data = bytes.empty() ? "" : bytes.data(); // a null pointer would be no bytes but NULL
+        return ::sqlite3_bind_blob64(m_statement, index, data, bytes.size(), SQLITE_STATIC);
+    }
+    void Require(int result)
+    {
+        if (result == SQLITE_OK || result == SQLITE_DONE)
+            return;
+        // A holder that has outlasted a writer's patience is not waited for at each of the values that follow.
+        const int reason = m_store.ReasonOf(result);
+        if (reason == SQLITE_BUSY)
+            ::sqlite3_busy_timeout(m_store.m_database, impatience);
+        m_store.Fail(reason);
     }
 
     RegistryStore& m_store;
-    sqlite3_stmt* m_statement = nullptr;
-    LSTATUS m_status;
-    int m_parameters = 0;
+    sqlite3_stmt* m_statement;
 };
+
+RegistryStore::Transaction::Transaction(RegistryStore& store) : m_store(store)
+{
+    store.Open();
+    m_isOpen = ::sqlite3_get_autocommit(store.m_database) != 0;
+    if (m_isOpen)
+        Query(store, "BEGIN IMMEDIATE").Next();
+}
+
+RegistryStore::Transaction::~Transaction()
+{
+    // Some failures have already ended it. Not through a query, which throws.
+    if (m_isOpen && ::sqlite3_get_autocommit(m_store.m_database) == 0)
+        ::sqlite3_exec(m_store.m_database, "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void RegistryStore::Transaction::Commit()
+{
+    if (m_isOpen)
+        Query(m_store, "COMMIT").Next();
+    m_isOpen = false;
+}
 
 RegistryStore& RegistryStore::OfThisProcess()
 {
@@ -320,7 +250,8 @@ RegistryStore& RegistryStore::OfThisProcess()
         auto* const made = new RegistryStore; // first: without memory for it there is nothing to close
         std::atexit([] {
             const std::lock_guard lock(Mutex());
-            OfThisProcess().Close();
+            RegistryStore& ending = OfThisProcess();
+            ending.Disconnect(ending.m_unusable == ERROR_SUCCESS);
         });
         return made;
     }();
@@ -333,356 +264,217 @@ std::mutex& RegistryStore::Mutex()
     return mutex;
 }
 
-/// A holder that has outlasted a writer's patience is not waited for at each of the values that follow.
-void RegistryStore::SetHeld(bool held)
-{
-    m_isHeld = held;
-    ::sqlite3_busy_timeout(m_database, held ? impatience : patience);
-}
-
-LSTATUS RegistryStore::Failure(int result)
+int RegistryStore::ReasonOf(int result) const
 {
     const int primary = result & 0xFF;
-    if (primary == SQLITE_BUSY && m_database != nullptr)
-        SetHeld(true);
-    int kindOfFailure = primary;
-    if (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN)
-        kindOfFailure = ResultOfErrno(m_database == nullptr ? errno : ::sqlite3_system_errno(m_database));
-    const auto* kind = std::ranges::find(failureKinds, kindOfFailure, &FailureKind::result);
-    if (kind == std::end(failureKinds))
-        --kind;
-    // The database library has tried to lock for ten seconds; it would do so for each value.
-    if (kind->status == ERROR_REGISTRY_CORRUPT || primary == SQLITE_PROTOCOL)
-        m_unusable = kind->status;
+    const bool isVague = primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN;
+    return isVague ? ResultOfErrno(::sqlite3_system_errno(m_database), primary) : primary;
+}
+
+void RegistryStore::Fail(int reason)
+{
+    const auto* failure = failures;
+    while (failure->result != reason && failure->result != 0)
+        ++failure;
+    if (failure->lasts)
+        m_unusable = failure->status;
     // A machine folder that cannot be written has been said already.
     const bool isNews = m_unusable != ERROR_SUCCESS || ::access(MachineFolder().c_str(), W_OK | X_OK) == 0;
     if (!m_said && isNews)
     {
-        const std::string line = "hostwindows: the registry " + MachineFolder() + "/registry " + kind->words + ": " +
-                                 ::sqlite3_errstr(result) + "\n";
+        const char* const what = failure->status == ERROR_REGISTRY_CORRUPT ? "is damaged: " : "cannot be used: ";
+        const std::string line =
+            "hostwindows: the registry " + MachineFolder() + "/registry " + what + ::sqlite3_errstr(reason) + "\n";
         (void)!::write(STDERR_FILENO, line.data(), line.size());
     }
     m_said = true;
-    return kind->status;
+    throw RegistryFailure{failure->status};
 }
 
-LSTATUS RegistryStore::Connect(const char* name, int flags, int& result)
+/// Opens the file and looks into it. @return SQLITE_OK, or the reason why it is not open
+int RegistryStore::Connect(const std::string& name, int flags)
 {
-    Disconnect();
-    result = ::sqlite3_open_v2(name, &m_database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
-    if (result != SQLITE_OK)
-        return ERROR_SUCCESS;
-    SetHeld(false);
-    // The first read of the file. Its failure is for the caller to judge, so it goes past Failure().
-    sqlite3_stmt* statement = nullptr;
-    result = ::sqlite3_prepare_v2(m_database, TextOf(Sql::version), -1, &statement, nullptr);
+    int result =
+        ::sqlite3_open_v2(name.c_str(), &m_database, flags | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
     if (result == SQLITE_OK)
-        result = ::sqlite3_step(statement);
-    const bool known = result == SQLITE_ROW && ::sqlite3_column_int(statement, 0) == schemaVersion;
-    ::sqlite3_finalize(statement);
-    if (result == SQLITE_ROW)
-        result = known ? SQLITE_OK : SQLITE_NOTADB;
-    return result == SQLITE_OK ? Run(Sql::synchronous, 0) : ERROR_SUCCESS;
+    {
+        ::sqlite3_busy_timeout(m_database, patience);
+        const auto isOther = [](void*, int, char** version, char**) { return version[0] == schemaVersion ? 0 : 1; };
+        result = ::sqlite3_exec(m_database, "PRAGMA synchronous=OFF; PRAGMA user_version", isOther, nullptr, nullptr);
+    }
+    const int reason = result == SQLITE_ABORT ? SQLITE_NOTADB : ReasonOf(result);
+    if (reason != SQLITE_OK)
+        Disconnect(false);
+    return reason;
 }
 
-LSTATUS RegistryStore::Open()
+void RegistryStore::Open()
 {
-    if (m_database != nullptr || m_unusable != ERROR_SUCCESS)
-        return m_unusable;
+    if (m_unusable != ERROR_SUCCESS)
+        throw RegistryFailure{m_unusable};
+    if (m_database != nullptr)
+        return;
     const std::string path = MachineFolder() + "/registry";
-    int result = SQLITE_OK;
-    LSTATUS status = Connect(path.c_str(), SQLITE_OPEN_READWRITE, result);
-    struct ::stat file = {};
-    if ((result & 0xFF) == SQLITE_CANTOPEN && ::stat(path.c_str(), &file) != 0 && errno == ENOENT)
+    int reason = Connect(path, SQLITE_OPEN_READWRITE);
+    if (reason != SQLITE_OK && ::access(path.c_str(), F_OK) != 0 && errno == ENOENT)
     {
         const int error = MakeEmptyFile(path);
-        if (error == 0)
-            status = Connect(path.c_str(), SQLITE_OPEN_READWRITE, result);
-        else
-            result = ResultOfErrno(error);
+        reason = error == 0 ? Connect(path, SQLITE_OPEN_READWRITE) : ResultOfErrno(error, SQLITE_CANTOPEN);
     }
     // Where no log can be made beside the file, it can still be read as long as there is none.
-    const int primary = result & 0xFF;
-    if ((primary == SQLITE_CANTOPEN || primary == SQLITE_READONLY) && ::access(path.c_str(), R_OK) == 0 &&
-        (::stat((path + "-wal").c_str(), &file) != 0 || file.st_size == 0))
-        status = Connect(Uri(path, "?immutable=1").c_str(), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, result);
-    if (result != SQLITE_OK)
-        status = Failure(result);
-    if (status != ERROR_SUCCESS)
-        Disconnect();
-    return status;
+    struct ::stat log = {};
+    if ((reason == SQLITE_PERM || reason == SQLITE_READONLY) && ::access(path.c_str(), R_OK) == 0 &&
+        (::stat((path + "-wal").c_str(), &log) != 0 || log.st_size == 0))
+        reason = Connect(Unchanging(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    if (reason != SQLITE_OK)
+        Fail(reason);
 }
 
-void RegistryStore::Disconnect()
+/// @param tidy  whether what the log holds goes into the file, and not when that is damaged
+void RegistryStore::Disconnect(bool tidy)
 {
-    for (sqlite3_stmt*& statement : m_statements)
-        ::sqlite3_finalize(std::exchange(statement, nullptr));
-    if (m_unusable != ERROR_SUCCESS && m_database != nullptr) // what the log holds stays out of a damaged file
-        ::sqlite3_db_config(m_database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (m_database == nullptr)
+        return;
+    while (sqlite3_stmt* const statement = ::sqlite3_next_stmt(m_database, nullptr))
+        ::sqlite3_finalize(statement);
+    ::sqlite3_db_config(m_database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, tidy ? 0 : 1, nullptr);
     ::sqlite3_close(std::exchange(m_database, nullptr));
 }
 
-void RegistryStore::Close()
+/// The database library itself keeps what was prepared before.
+sqlite3_stmt* RegistryStore::Prepared(std::string_view sql)
 {
-    Disconnect();
+    Open();
+    sqlite3_stmt* statement = nullptr;
+    while ((statement = ::sqlite3_next_stmt(m_database, statement)) != nullptr)
+        if (sql == ::sqlite3_sql(statement))
+            return statement;
+    const int result = ::sqlite3_prepare_v3(
+        m_database, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    if (result != SQLITE_OK)
+        Fail(ReasonOf(result));
+    return statement;
 }
 
-LSTATUS RegistryStore::Prepare(Sql sql, sqlite3_stmt*& statement)
+void RegistryStore::RequireKey(KeyId key)
 {
-    sqlite3_stmt*& prepared = m_statements[static_cast<unsigned>(sql)];
-    if (prepared == nullptr)
-    {
-        const int result =
-            ::sqlite3_prepare_v3(m_database, TextOf(sql), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
-        if (result != SQLITE_OK)
-            return Failure(result);
-    }
-    statement = prepared;
-    return ERROR_SUCCESS;
+    if (!Query(*this, "SELECT 1 FROM key WHERE id=?1", key).Next())
+        throw RegistryFailure{ERROR_KEY_DELETED};
 }
 
-/// A statement with one parameter or none.
-LSTATUS RegistryStore::Run(Sql sql, std::int64_t parameter)
+std::optional<KeyId> RegistryStore::FindKey(KeyId start, std::u16string_view path)
 {
-    Query query(*this, sql);
-    if (parameter != 0)
-        query.With(parameter);
-    query.Next();
-    return query.Status();
-}
-
-LSTATUS RegistryStore::Begin()
-{
-    const LSTATUS status = Open();
-    return status != ERROR_SUCCESS ? status : Run(Sql::begin, 0);
-}
-
-LSTATUS RegistryStore::Commit()
-{
-    const LSTATUS status = Run(Sql::commit, 0);
-    if (status != ERROR_SUCCESS)
-        Rollback();
-    return status;
-}
-
-void RegistryStore::Rollback()
-{
-    // Some failures have already ended the transaction.
-    if (m_database != nullptr && ::sqlite3_get_autocommit(m_database) == 0)
-        Run(Sql::rollback, 0);
-}
-
-LSTATUS RegistryStore::ExistingKey(KeyId key, bool& isVolatile)
-{
-    Query query(*this, Sql::existingKey);
-    if (query.With(key).Next())
-        isVolatile = query.Number(1) != 0;
-    else if (query.Status() == ERROR_SUCCESS)
-        return ERROR_KEY_DELETED;
-    return query.Status();
-}
-
-/// The status when a key holds no such value.
-LSTATUS RegistryStore::NothingIn(KeyId key)
-{
-    bool isVolatile = false;
-    const LSTATUS status = ExistingKey(key, isVolatile);
-    return status != ERROR_SUCCESS ? status : LSTATUS{ERROR_FILE_NOT_FOUND};
-}
-
-LSTATUS RegistryStore::FindKey(KeyId start, const Path& path, KeyId& found)
-{
-    LSTATUS status = Open();
-    bool isVolatile = false;
+    RequirePath(path);
     KeyId key = start;
-    for (auto name = path.begin(); status == ERROR_SUCCESS && name != path.end(); ++name)
+    while (!path.empty())
     {
-        const std::string folded = Folded(*name);
-        Query query(*this, Sql::findKey);
-        if (query.With(key).With(folded).Next())
-            key = query.Number(0);
-        else
-            status = query.NotFound();
+        const std::string folded = Folded(TakeName(path));
+        if (folded.empty()) // the backslashes at the end
+            break;
+        Query query(*this, "SELECT id FROM key WHERE parent=?1 AND folded=?2", key, folded);
+        // What is found below a key proves that the key exists; nothing found proves nothing.
+        if (!query.Next())
+            return RequireKey(start), std::nullopt;
+        key = query.Number(0);
     }
-    // What is found below a key proves that the key exists; nothing found proves nothing.
-    if (status == ERROR_FILE_NOT_FOUND || (status == ERROR_SUCCESS && path.empty()))
-    {
-        if (const LSTATUS startStatus = ExistingKey(start, isVolatile); startStatus != ERROR_SUCCESS)
-            status = startStatus;
-    }
-    if (status == ERROR_SUCCESS)
-        found = key;
-    return status;
+    if (key == start)
+        RequireKey(start);
+    return key;
 }
 
-LSTATUS RegistryStore::CreateKey(KeyId start, const Path& path, bool isVolatile, KeyId& found, bool& made)
+KeyId RegistryStore::CreateKey(KeyId start, std::u16string_view path, bool isVolatile, bool& made)
 {
     // Most keys exist already: a look first spares them a write transaction.
-    LSTATUS status = FindKey(start, path, found);
-    made = status == ERROR_FILE_NOT_FOUND;
-    if (!made)
-        return status;
-    return InTransaction(*this, m_database, [&] {
-        KeyId key = start;
-        bool parentVolatile = false;
-        made = false;
-        if (const LSTATUS startStatus = ExistingKey(start, parentVolatile); startStatus != ERROR_SUCCESS)
-            return startStatus;
-        for (const std::u16string& name : path)
-        {
-            const std::string folded = Folded(name);
-            Query query(*this, Sql::findKey);
-            if (query.With(key).With(folded).Next())
-            {
-                key = query.Number(0);
-                parentVolatile = query.Number(1) != 0;
-                continue;
-            }
-            if (query.Status() != ERROR_SUCCESS)
-                return query.Status();
-            if (parentVolatile && !isVolatile)
-                return LSTATUS{ERROR_CHILD_MUST_BE_VOLATILE};
-            Query add(*this, Sql::addKey);
-            add.With(key).With(folded).With(Bytes(name)).With(std::int64_t{isVolatile}).Next();
-            if (add.Status() != ERROR_SUCCESS)
-                return add.Status();
-            key = ::sqlite3_last_insert_rowid(m_database);
-            parentVolatile = isVolatile;
-            made = true;
-        }
-        found = key;
-        return ERROR_SUCCESS;
-    });
-}
-
-LSTATUS RegistryStore::DeleteKey(KeyId key)
-{
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    return InTransaction(*this, m_database, [&] {
-        bool isVolatile = false;
-        LSTATUS status = ExistingKey(key, isVolatile);
-        if (status != ERROR_SUCCESS)
-            return status;
-        {
-            Query query(*this, Sql::hasSubKeys);
-            if (query.With(key).Next())
-                return LSTATUS{ERROR_ACCESS_DENIED};
-            status = query.Status();
-        }
-        for (const Sql sql : {Sql::deleteValuesOfKey, Sql::deleteKey})
-            if (status == ERROR_SUCCESS)
-                status = Run(sql, key);
-        return status;
-    });
-}
-
-LSTATUS RegistryStore::DeleteTree(KeyId key, bool itself)
-{
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    return InTransaction(*this, m_database, [&] {
-        bool isVolatile = false;
-        LSTATUS status = ExistingKey(key, isVolatile);
-        for (const Sql sql : {Sql::deleteTreeValues, Sql::deleteTreeKeys, Sql::deleteKey})
-            if (status == ERROR_SUCCESS && (sql != Sql::deleteKey || itself))
-                status = Run(sql, key);
-        return status;
-    });
-}
-
-LSTATUS RegistryStore::ReadValue(KeyId key, std::u16string_view name, StoredValue& value)
-{
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    const std::string folded = Folded(name);
-    Query query(*this, Sql::readValue);
-    if (query.With(key).With(folded).Next())
+    const std::optional<KeyId> found = FindKey(start, path);
+    made = !found;
+    if (found)
+        return *found;
+    Transaction transaction(*this);
+    RequireKey(start);
+    KeyId key = start;
+    made = false;
+    for (std::u16string_view name = TakeName(path); !name.empty(); name = TakeName(path))
     {
-        query.Read(value);
-        return ERROR_SUCCESS;
+        if (const std::optional<KeyId> below = FindKey(key, name))
+        {
+            key = *below;
+            continue;
+        }
+        constexpr const char* add = "INSERT INTO key(parent, folded, name, volatile) "
+                                    "SELECT ?1, ?2, ?3, ?4 FROM key WHERE id=?1 AND volatile<=?4";
+        const std::string folded = Folded(name);
+        if (!Query(*this, add, key, folded, Bytes(name), KeyId{isVolatile}).Run())
+            throw RegistryFailure{ERROR_CHILD_MUST_BE_VOLATILE};
+        key = ::sqlite3_last_insert_rowid(m_database);
+        made = true;
     }
-    return query.Status() != ERROR_SUCCESS ? query.Status() : NothingIn(key);
+    transaction.Commit();
+    return key;
 }
 
-LSTATUS RegistryStore::WriteValue(KeyId key, std::u16string_view name, DWORD type, std::string_view data)
+void RegistryStore::DeleteKey(KeyId key)
 {
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    const std::string folded = Folded(name);
-    Query query(*this, Sql::writeValue);
-    query.With(key).With(folded).With(Bytes(name)).With(std::int64_t{type}).With(data).Next();
-    if (query.Status() != ERROR_SUCCESS)
-        return query.Status();
-    if (::sqlite3_changes(m_database) == 0)
-        return ERROR_KEY_DELETED;
-    return ERROR_SUCCESS;
+// The key ?1 with all below it.
+#define WITH_BELOW                                                                                                     \
+    "WITH RECURSIVE below(id) AS (VALUES(?1) UNION ALL SELECT key.id FROM key JOIN below ON key.parent=below.id) "
+    Transaction transaction(*this);
+    RequireKey(key);
+    Query(*this, WITH_BELOW "DELETE FROM value WHERE key IN below", key).Run();
+    Query(*this, WITH_BELOW "DELETE FROM key WHERE id IN below", key).Run();
+    transaction.Commit();
+#undef WITH_BELOW
 }
 
-LSTATUS RegistryStore::DeleteValue(KeyId key, std::u16string_view name)
+std::vector<StoredKey> RegistryStore::KeysOf(KeyId key)
 {
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    const std::string folded = Folded(name);
-    Query query(*this, Sql::deleteValue);
-    query.With(key).With(folded).Next();
-    if (query.Status() != ERROR_SUCCESS || ::sqlite3_changes(m_database) != 0)
-        return query.Status();
-    return NothingIn(key);
-}
-
-LSTATUS RegistryStore::List(Sql sql, KeyId key, std::vector<std::int64_t>& rows)
-{
-    rows.clear();
-    LSTATUS status = Open();
-    bool isVolatile = false;
-    if (status == ERROR_SUCCESS)
-        status = ExistingKey(key, isVolatile);
-    if (status != ERROR_SUCCESS)
-        return status;
-    Query query(*this, sql);
-    query.With(key);
+    RequireKey(key);
+    std::vector<StoredKey> keys;
+    Query query(*this, "SELECT id, name FROM key WHERE parent=?1 ORDER BY folded", key);
     while (query.Next())
-        rows.push_back(query.Number(0));
-    return query.Status();
+        keys.push_back({query.Number(0), query.Name(1)});
+    return keys;
 }
 
-LSTATUS RegistryStore::ReadRow(Sql sql, std::int64_t row, StoredValue& value)
+std::optional<StoredValue> RegistryStore::ReadValue(KeyId key, std::u16string_view name)
 {
-    const LSTATUS opened = Open();
-    if (opened != ERROR_SUCCESS)
-        return opened;
-    Query query(*this, sql);
-    if (query.With(row).Next())
-        query.Read(value);
-    else
-        return query.NotFound();
-    return ERROR_SUCCESS;
+    const std::string folded = Folded(name);
+    Query query(*this, "SELECT type, data FROM value WHERE key=?1 AND folded=?2", key, folded);
+    if (query.Next())
+        return StoredValue{std::u16string(name), static_cast<DWORD>(query.Number(0)), std::string(query.Blob(1))};
+    RequireKey(key);
+    return std::nullopt;
 }
 
-LSTATUS RegistryStore::ListKeys(KeyId key, std::vector<std::int64_t>& rows)
+void RegistryStore::WriteValue(KeyId key, std::u16string_view name, DWORD type, std::string_view data)
 {
-    return List(Sql::listKeys, key, rows);
+    if (name.size() > longestValueName)
+        throw RegistryFailure{ERROR_INVALID_PARAMETER};
+    // One statement, so that a key deleted by others meanwhile gets no value. The first spelling of the name stays.
+    constexpr const char* write =
+        "INSERT INTO value(key, folded, name, type, data) SELECT ?1, ?2, ?3, ?4, ?5 FROM key WHERE id=?1 "
+        "ON CONFLICT(key, folded) DO UPDATE SET type=excluded.type, data=excluded.data";
+    const std::string folded = Folded(name);
+    if (!Query(*this, write, key, folded, Bytes(name), KeyId{type}, data).Run())
+        throw RegistryFailure{ERROR_KEY_DELETED};
 }
 
-LSTATUS RegistryStore::ListValues(KeyId key, std::vector<std::int64_t>& rows)
+bool RegistryStore::DeleteValue(KeyId key, std::u16string_view name)
 {
-    return List(Sql::listValues, key, rows);
+    const std::string folded = Folded(name);
+    if (Query(*this, "DELETE FROM value WHERE key=?1 AND folded=?2", key, folded).Run())
+        return true;
+    RequireKey(key);
+    return false;
 }
 
-LSTATUS RegistryStore::ReadKeyRow(std::int64_t row, StoredValue& nameOnly)
+std::vector<StoredValue> RegistryStore::ValuesOf(KeyId key)
 {
-    return ReadRow(Sql::keyRow, row, nameOnly);
-}
-
-LSTATUS RegistryStore::ReadValueRow(std::int64_t row, StoredValue& value)
-{
-    return ReadRow(Sql::valueRow, row, value);
+    RequireKey(key);
+    std::vector<StoredValue> values;
+    Query query(*this, "SELECT name, type, data FROM value WHERE key=?1 ORDER BY id", key);
+    while (query.Next())
+        values.push_back({query.Name(0), static_cast<DWORD>(query.Number(1)), std::string(query.Blob(2))});
+    return values;
 }
 
 } // namespace hostwindows

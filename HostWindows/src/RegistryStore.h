@@ -1,9 +1,9 @@
 // The registry on disk: keys and values in an SQLite database in the machine's folder.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +21,12 @@ using KeyId = std::int64_t;
 inline constexpr KeyId currentUser = 1;
 inline constexpr KeyId localMachine = 2;
 
+struct StoredKey
+{
+    KeyId id = 0;
+    std::u16string name;
+};
+
 struct StoredValue
 {
     std::u16string name;
@@ -28,8 +34,15 @@ struct StoredValue
     std::string data;
 };
 
-/// Opened by the first operation, closed when the process ends. Each operation is one transaction, and its result a
-/// Windows status: 2 for what does not exist, 1018 for a key that was deleted. Whoever calls holds Mutex().
+/// Thrown where a registry function ends with this status.
+struct RegistryFailure
+{
+    LSTATUS status;
+};
+
+/// Opened by the first operation, closed when the process ends. What is not there is a result; every failure is thrown:
+/// 1018 for a key that was deleted, 161 and 87 for names that cannot be, and what hinders the database. Whoever calls
+/// holds Mutex(), unless the process has one thread only.
 ///
 /// Several processes: readers never wait for a writer, thanks to the write-ahead log, and a writer waits for the one
 /// before it, 10 seconds at the most, and after such a wait 50 milliseconds until a call succeeds. A killed process
@@ -43,53 +56,51 @@ public:
     static RegistryStore& OfThisProcess();
     static std::mutex& Mutex();
 
-    using Path = std::vector<std::u16string>;
-    LSTATUS FindKey(KeyId start, const Path& path, KeyId& found);
-    LSTATUS CreateKey(KeyId start, const Path& path, bool isVolatile, KeyId& found, bool& made);
-    /// Refuses a key with sub-keys (5).
-    LSTATUS DeleteKey(KeyId key);
-    /// All below the key and its values; with `itself` the key too.
-    LSTATUS DeleteTree(KeyId key, bool itself);
+    /// @param path  below `start`; doubled and trailing backslashes count as one, and an empty one is `start` itself
+    std::optional<KeyId> FindKey(KeyId start, std::u16string_view path);
+    /// @param made  whether it was not there before
+    KeyId CreateKey(KeyId start, std::u16string_view path, bool isVolatile, bool& made);
+    /// With all below it.
+    void DeleteKey(KeyId key);
+    /// The sub-keys in the order of their names.
+    std::vector<StoredKey> KeysOf(KeyId key);
 
-    LSTATUS ReadValue(KeyId key, std::u16string_view name, StoredValue& value);
-    LSTATUS WriteValue(KeyId key, std::u16string_view name, DWORD type, std::string_view data);
-    LSTATUS DeleteValue(KeyId key, std::u16string_view name);
+    /// Its name is spelled as it was asked for.
+    std::optional<StoredValue> ReadValue(KeyId key, std::u16string_view name);
+    void WriteValue(KeyId key, std::u16string_view name, DWORD type, std::string_view data);
+    /// @return whether it was there
+    bool DeleteValue(KeyId key, std::u16string_view name);
+    /// In the order in which they were first written.
+    std::vector<StoredValue> ValuesOf(KeyId key);
 
-    /// Sub-keys in the order of their names, values in the order in which they were first written.
-    LSTATUS ListKeys(KeyId key, std::vector<std::int64_t>& rows);
-    LSTATUS ListValues(KeyId key, std::vector<std::int64_t>& rows);
-    LSTATUS ReadKeyRow(std::int64_t row, StoredValue& nameOnly);
-    LSTATUS ReadValueRow(std::int64_t row, StoredValue& value);
+    /// What is done while it lives is done whole, by Commit, or not at all. One within another is part of it.
+    class Transaction
+    {
+    public:
+        explicit Transaction(RegistryStore& store);
+        Transaction(const Transaction&) = delete;
+        Transaction& operator=(const Transaction&) = delete;
+        ~Transaction();
+        void Commit();
 
-    /// The operations up to Commit become one transaction.
-    LSTATUS Begin();
-    LSTATUS Commit();
-    void Rollback();
-
-    void Close();
+    private:
+        RegistryStore& m_store;
+        bool m_isOpen; ///< and ours
+    };
 
 private:
     class Query;
-    enum class Sql : unsigned;
-    static constexpr std::size_t sqlCount = 20;
-    static const char* TextOf(Sql sql);
 
-    LSTATUS Open();
-    LSTATUS Connect(const char* name, int flags, int& result);
-    LSTATUS Prepare(Sql sql, sqlite3_stmt*& statement);
-    LSTATUS Run(Sql sql, std::int64_t parameter);
-    LSTATUS List(Sql sql, KeyId key, std::vector<std::int64_t>& rows);
-    LSTATUS ReadRow(Sql sql, std::int64_t row, StoredValue& value);
-    LSTATUS ExistingKey(KeyId key, bool& isVolatile);
-    LSTATUS NothingIn(KeyId key);
-    LSTATUS Failure(int result);
-    void SetHeld(bool held);
-    void Disconnect();
+    void Open();
+    int Connect(const std::string& name, int flags);
+    void Disconnect(bool tidy);
+    sqlite3_stmt* Prepared(std::string_view sql);
+    void RequireKey(KeyId key);
+    int ReasonOf(int result) const;
+    [[noreturn]] void Fail(int reason);
 
     sqlite3* m_database = nullptr;
-    std::array<sqlite3_stmt*, sqlCount> m_statements{};
     LSTATUS m_unusable = ERROR_SUCCESS; // the lasting reason why nothing works
-    bool m_isHeld = false;              // by a process that does not let go
     bool m_said = false;
 };
 

@@ -118,9 +118,12 @@ protected:
     }
     std::string Answer(const std::string& given)
     {
-        const std::map<std::string, REGSAM> rights = {{"all", KEY_ALL_ACCESS},   {"read", KEY_READ},
-                                                      {"write", KEY_WRITE},      {"none", 0},
-                                                      {"generic", GENERIC_READ}, {"volatile", KEY_ALL_ACCESS}};
+        const std::map<std::string, REGSAM> rights = {
+            {"all", KEY_ALL_ACCESS},
+            {"read", KEY_READ},
+            {"write", KEY_WRITE},
+            {"none", 0},
+            {"volatile", KEY_ALL_ACCESS}};
         std::vector<std::string> parts = test::Parts(given);
         const std::string& word = parts[0];
         const HKEY key = Key(parts[1]);
@@ -195,7 +198,7 @@ TEST_F(Registry, LargeValuesBothWidthsAndBadArguments)
     EXPECT_EQ(0, ::RegDeleteValueA(key, "TEXT"));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegDeleteValueA(key, "Text"));
     HKEY opened = nullptr;
-    EXPECT_EQ(0, ::RegOpenKeyExA(HKEY_CURRENT_USER, "CONTRACT", 0, GENERIC_READ, &opened));
+    EXPECT_EQ(0, ::RegOpenKeyExA(HKEY_CURRENT_USER, "CONTRACT", 0, KEY_READ, &opened));
     m_open.insert(opened);
     EXPECT_EQ("success, 4 bytes of type 3, 1234############", Query(opened, OLESTR("bin"), true, 16));
     EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegQueryValueExW(key, OLESTR("v"), &size, &type, nullptr, &size));

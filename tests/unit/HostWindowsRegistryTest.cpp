@@ -74,7 +74,7 @@ TEST_F(HostWindowsRegistry, AnswersOfItsOwn)
     EXPECT_EQ(ERROR_INVALID_PARAMETER, create(HKEY_CURRENT_USER, OLESTR("good\\") + name256));
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, ::RegOpenKeyExW(HKEY_CURRENT_USER, OLESTR("good"), 0, KEY_READ, &made));
     EXPECT_EQ(ERROR_INVALID_PARAMETER, create(HKEY_CURRENT_USER, OLESTR("a"), false));
-    EXPECT_EQ(ERROR_ACCESS_DENIED, ::RegDeleteKeyW(HKEY_CURRENT_USER, OLESTR("")));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, ::RegDeleteKeyW(HKEY_CURRENT_USER, OLESTR("")));
     // The machine is the user's own.
     ASSERT_EQ(0, create(HKEY_LOCAL_MACHINE, OLESTR("Software\\Test")));
     // The 8-bit code page is UTF-8, and every text of 16-bit units is a name.
@@ -213,7 +213,7 @@ TEST_F(HostWindowsRegistry, FullDisk)
     EXPECT_EQ(1, full.exitCode);
     EXPECT_EQ(
         "hostwindows: the registry " + disk.string() +
-            "/registry cannot be written, the disk is full: database or disk is full\n"
+            "/registry cannot be used: database or disk is full\n"
             "ERROR: There is not enough space on the disk.\n",
         full.err);
 }
