@@ -37,24 +37,15 @@ struct IXMLDOMProcessingInstruction : IXMLDOMNode
 {
 };
 
-struct IXMLDOMParseError : IUnknown
-{
-    virtual HRESULT get_errorCode(LONG* errorCode) = 0;
-};
-
 struct IXMLDOMDocument : IXMLDOMNode
 {
-    virtual HRESULT get_documentElement(IXMLDOMElement** element) = 0;
     virtual HRESULT createElement(BSTR tagName, IXMLDOMElement** element) = 0;
     virtual HRESULT createTextNode(BSTR data, IXMLDOMText** text) = 0;
     virtual HRESULT createProcessingInstruction(BSTR target, BSTR data, IXMLDOMProcessingInstruction** instruction) = 0;
     virtual HRESULT load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) = 0;
-    virtual HRESULT get_parseError(IXMLDOMParseError** error) = 0;
-    virtual HRESULT get_async(VARIANT_BOOL* isAsync) = 0;
     virtual HRESULT put_async(VARIANT_BOOL isAsync) = 0;
     virtual HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) = 0;
     virtual HRESULT save(VARIANT destination) = 0;
-    virtual HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) = 0;
 };
 
 inline constexpr CLSID CLSID_DOMDocument = {
@@ -66,6 +57,3 @@ inline constexpr IID IID_IXMLDOMNodeList = {
     0x2933BF82, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 inline constexpr IID IID_IXMLDOMElement = {
     0x2933BF86, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
-inline constexpr IID IID_IXMLDOMText = {0x2933BF87, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
-inline constexpr IID IID_IXMLDOMProcessingInstruction = {
-    0x2933BF89, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};

@@ -41,12 +41,6 @@ HRESULT Give(Result* result, Body body) noexcept
     return Guarded(body);
 }
 
-template <class Result>
-HRESULT GiveValue(Result* place, Result value) noexcept
-{
-    return Give(place, [=] { return *place = value, S_OK; });
-}
-
 std::u16string_view WideOf(BSTR text)
 {
     return {text, ::SysStringLen(text)};
@@ -74,8 +68,6 @@ public:
 
     HRESULT QueryInterface(REFIID interfaceId, void** object) override
     {
-        if (object == nullptr)
-            return E_POINTER;
         if (interfaceId == IID_IUnknown || ((interfaceId == ids) || ...))
         {
             *object = static_cast<Interface*>(this);
@@ -126,25 +118,14 @@ public:
         });
     }
 
-    HRESULT get_length(LONG* length) override { return GiveValue(length, static_cast<LONG>(m_nodes.size())); }
+    HRESULT get_length(LONG* length) override
+    {
+        return Give(length, [&] { return *length = static_cast<LONG>(m_nodes.size()), S_OK; });
+    }
 
 private:
     std::shared_ptr<Arena> m_arena;
     std::vector<Node*> m_nodes;
-};
-
-class ParseError final : public ComObject<IXMLDOMParseError>
-{
-public:
-    explicit ParseError(HRESULT code) : m_code(code) {}
-    HRESULT get_errorCode(LONG* code) override
-    {
-        const HRESULT result = GiveValue(code, LONG{m_code});
-        return result == S_OK && m_code == S_OK ? S_FALSE : result;
-    }
-
-private:
-    HRESULT m_code;
 };
 
 bool MayHold(const Node& parent, const Node& child)
@@ -164,8 +145,8 @@ bool MayHold(const Node& parent, const Node& child)
     return at == nullptr;
 }
 
-template <class Interface, const IID& id>
-class NodeObject : public ComObject<Interface, IID_IXMLDOMNode, id>, public NodeReference
+template <class Interface, const IID&... id>
+class NodeObject : public ComObject<Interface, IID_IXMLDOMNode, id...>, public NodeReference
 {
 public:
     NodeObject(std::shared_ptr<Arena> owner, Node& which) : NodeReference{std::move(owner), &which} {}
@@ -260,24 +241,11 @@ public:
     }
 };
 
-using PlainObject = NodeObject<IXMLDOMNode, IID_IXMLDOMNode>;
-using TextObject = NodeObject<IXMLDOMText, IID_IXMLDOMText>;
-using InstructionObject = NodeObject<IXMLDOMProcessingInstruction, IID_IXMLDOMProcessingInstruction>;
-
 IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node)
 {
-    switch (node.kind)
-    {
-    case NodeKind::element:
+    if (node.kind == NodeKind::element)
         return new ElementObject(arena, node);
-    case NodeKind::text:
-    case NodeKind::cdata:
-        return new TextObject(arena, node);
-    case NodeKind::instruction:
-        return new InstructionObject(arena, node);
-    default:
-        return new PlainObject(arena, node);
-    }
+    return new NodeObject<IXMLDOMNode>(arena, node);
 }
 
 class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocument>
@@ -285,15 +253,6 @@ class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocum
 public:
     explicit DocumentObject(const std::shared_ptr<Arena>& first) : NodeObject(first, *first->Make(NodeKind::document))
     {
-    }
-
-    HRESULT get_documentElement(IXMLDOMElement** element) override
-    {
-        return Give(element, [&] {
-            Node* const root = RootElement(*node);
-            *element = root == nullptr ? nullptr : new ElementObject(arena, *root);
-            return root == nullptr ? S_FALSE : S_OK;
-        });
     }
 
     HRESULT createElement(BSTR tagName, IXMLDOMElement** element) override
@@ -318,7 +277,7 @@ public:
                     content += c == '\r' ? '\n' : c;
                 before = c;
             }
-            *text = new TextObject(arena, *arena->Make(NodeKind::text, nullptr, content));
+            *text = new NodeObject<IXMLDOMText>(arena, *arena->Make(NodeKind::text, nullptr, content));
             return S_OK;
         });
     }
@@ -332,8 +291,8 @@ public:
                 return E_FAIL;
             if (name == "xml" && !content.starts_with("version"))
                 return xmlBadDeclaration;
-            *instruction =
-                new InstructionObject(arena, *arena->Make(NodeKind::instruction, arena->Copy(name), content));
+            *instruction = new NodeObject<IXMLDOMProcessingInstruction>(
+                arena, *arena->Make(NodeKind::instruction, arena->Copy(name), content));
             return S_OK;
         });
     }
@@ -346,17 +305,14 @@ public:
             const FoundPath found = FindPath(WideOf(xmlSource.bstrVal));
             std::string bytes;
             return found.error == NO_ERROR && !found.folderNeeded && ReadWholeFile(found.path, bytes) == NO_ERROR &&
-                   ParseBytes(std::move(bytes), fresh, document);
+                   ParseBytes(bytes, fresh, document);
         });
     }
 
     HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) override
     {
-        const HRESULT result =
-            Load(isSuccessful, [&](Arena& fresh, Node& document) { return ParseText(WideOf(xml), fresh, document); });
-        if (xml == nullptr) // nothing was parsed
-            m_parseError = S_OK;
-        return result;
+        return Load(
+            isSuccessful, [&](Arena& fresh, Node& document) { return ParseText(WideOf(xml), fresh, document); });
     }
 
     HRESULT save(VARIANT destination) override
@@ -377,21 +333,7 @@ public:
         });
     }
 
-    HRESULT get_parseError(IXMLDOMParseError** error) override
-    {
-        return Give(error, [&] { return *error = new ParseError(m_parseError), S_OK; });
-    }
-
-    HRESULT get_async(VARIANT_BOOL* isAsync) override { return GiveValue(isAsync, m_async); }
-    HRESULT put_async(VARIANT_BOOL isAsync) override
-    {
-        m_async = isAsync; // a load ends before it returns in any case
-        return S_OK;
-    }
-    HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) override
-    {
-        return GiveValue(isPreserving, VARIANT_FALSE);
-    }
+    HRESULT put_async(VARIANT_BOOL) override { return S_OK; } // a load ends before it returns in any case
 
 private:
     // The document becomes what `read` makes of it, or empty. Objects of old nodes keep the old arena.
@@ -399,28 +341,21 @@ private:
     HRESULT Load(VARIANT_BOOL* isSuccessful, Read read)
     {
         return Give(isSuccessful, [&] {
-            m_parseError = E_FAIL;
-            Renew(std::make_shared<Arena>());
+            const auto hold = [this](std::shared_ptr<Arena> owner, Node* document) {
+                arena = std::move(owner);
+                node = document;
+            };
+            const auto empty = std::make_shared<Arena>();
+            hold(empty, empty->Make(NodeKind::document));
             const auto fresh = std::make_shared<Arena>();
             Node* const document = fresh->Make(NodeKind::document);
             if (!read(*fresh, *document))
                 return S_FALSE;
-            arena = fresh;
-            node = document;
-            m_parseError = S_OK;
+            hold(fresh, document);
             *isSuccessful = VARIANT_TRUE;
             return S_OK;
         });
     }
-
-    void Renew(std::shared_ptr<Arena> fresh)
-    {
-        node = fresh->Make(NodeKind::document);
-        arena = std::move(fresh);
-    }
-
-    VARIANT_BOOL m_async = VARIANT_TRUE;
-    HRESULT m_parseError = S_OK;
 };
 
 } // namespace

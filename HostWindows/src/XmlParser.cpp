@@ -46,9 +46,11 @@ public:
     }
 
     /// Reads all of the text.
-    bool Build(std::string_view text);
+    bool Build(std::string_view text, int encodingOption);
 
 private:
+    static void SetEvents(xmlSAXHandler& events);
+
     // An event of the document: not of its DTD, and none after a refusal. An entity's content is parsed by a context
     // of its own that shares the builder.
     template <class Event>
@@ -80,59 +82,16 @@ private:
         }
     }
 
-    static void OnCharacters(void* context, const xmlChar* text, int length)
-    {
-        On(context, [=](TreeBuilder& self) { self.m_text.append(Narrow(text), static_cast<std::size_t>(length)); });
-    }
-
-    static void OnCData(void* context, const xmlChar* text, int length)
-    {
-        On(context, [=](TreeBuilder& self) {
-            self.Add(NodeKind::cdata, nullptr, {Narrow(text), static_cast<std::size_t>(length)});
-        });
-    }
-
-    static void OnComment(void* context, const xmlChar* text)
-    {
-        On(context, [=](TreeBuilder& self) { self.Add(NodeKind::comment, nullptr, Narrow(text)); });
-    }
-
-    static void OnInstruction(void* context, const xmlChar* target, const xmlChar* data)
-    {
-        On(context, [=](TreeBuilder& self) {
-            self.Add(NodeKind::instruction, Narrow(target), data == nullptr ? "" : Narrow(data));
-        });
-    }
-
-    static void OnStart(void* context, const xmlChar* name, const xmlChar** attributes)
-    {
-        On(context, [=](TreeBuilder& self) {
-            self.m_current = self.Add(NodeKind::element, Narrow(name), {});
-            for (const xmlChar** at = attributes; at != nullptr && *at != nullptr; at += 2)
-                LinkAttribute(*self.m_current, *self.m_arena.Make(NodeKind::attribute, Narrow(at[0]), Narrow(at[1])));
-        });
-    }
-
-    static void OnEnd(void* context, const xmlChar*)
-    {
-        On(context, [](TreeBuilder& self) {
-            self.FlushText();
-            self.m_current = self.m_current->parent;
-        });
-    }
-
     // An entity that lies elsewhere is empty: its place is never looked at.
-    static void OnEntityDeclaration(
-        void* context, const xmlChar* name, int type, const xmlChar* publicId, const xmlChar* systemId,
-        xmlChar* content)
+    static void
+    OnEntityDeclaration(void* context, const xmlChar* name, int type, const xmlChar*, const xmlChar*, xmlChar* content)
     {
         xmlChar nothing[] = {0};
         if (type == XML_EXTERNAL_GENERAL_PARSED_ENTITY)
-            xmlSAX2EntityDecl(context, name, XML_INTERNAL_GENERAL_ENTITY, nullptr, nullptr, nothing);
-        else if (type == XML_EXTERNAL_PARAMETER_ENTITY)
-            xmlSAX2EntityDecl(context, name, XML_INTERNAL_PARAMETER_ENTITY, nullptr, nullptr, nothing);
-        else
-            xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+            type = XML_INTERNAL_GENERAL_ENTITY;
+        if (type == XML_EXTERNAL_PARAMETER_ENTITY)
+            type = XML_INTERNAL_PARAMETER_ENTITY;
+        xmlSAX2EntityDecl(context, name, type, nullptr, nullptr, content == nullptr ? nothing : content);
     }
 
     Node* Add(NodeKind kind, const char* name, std::string_view text)
@@ -160,7 +119,43 @@ private:
     bool m_refused = false;
 };
 
-bool TreeBuilder::Build(std::string_view text)
+void TreeBuilder::SetEvents(xmlSAXHandler& events)
+{
+    xmlSAXVersion(&events, 1); // names with their prefixes
+    events.startElement = [](void* context, const xmlChar* name, const xmlChar** attributes) {
+        On(context, [=](TreeBuilder& self) {
+            self.m_current = self.Add(NodeKind::element, Narrow(name), {});
+            for (const xmlChar** at = attributes; at != nullptr && *at != nullptr; at += 2)
+                LinkAttribute(*self.m_current, *self.m_arena.Make(NodeKind::attribute, Narrow(at[0]), Narrow(at[1])));
+        });
+    };
+    events.endElement = [](void* context, const xmlChar*) {
+        On(context, [](TreeBuilder& self) {
+            self.FlushText();
+            self.m_current = self.m_current->parent;
+        });
+    };
+    events.characters = [](void* context, const xmlChar* text, int length) {
+        On(context, [=](TreeBuilder& self) { self.m_text.append(Narrow(text), static_cast<std::size_t>(length)); });
+    };
+    events.ignorableWhitespace = events.characters;
+    events.cdataBlock = [](void* context, const xmlChar* text, int length) {
+        const std::string_view literal(Narrow(text), static_cast<std::size_t>(length));
+        On(context, [=](TreeBuilder& self) { self.Add(NodeKind::cdata, nullptr, literal); });
+    };
+    events.comment = [](void* context, const xmlChar* text) {
+        On(context, [=](TreeBuilder& self) { self.Add(NodeKind::comment, nullptr, Narrow(text)); });
+    };
+    events.processingInstruction = [](void* context, const xmlChar* target, const xmlChar* data) {
+        const char* const text = data == nullptr ? "" : Narrow(data);
+        On(context, [=](TreeBuilder& self) { self.Add(NodeKind::instruction, Narrow(target), text); });
+    };
+    events.entityDecl = OnEntityDeclaration;
+    events.reference = [](void*, const xmlChar*) {};
+    events.externalSubset = [](void*, const xmlChar*, const xmlChar*, const xmlChar*) {};
+}
+
+bool TreeBuilder::Build(std::string_view text, int encodingOption)
 {
     const std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)> parser(
         xmlCreateMemoryParserCtxt(text.data(), static_cast<int>(text.size())), &xmlFreeParserCtxt);
@@ -168,20 +163,9 @@ bool TreeBuilder::Build(std::string_view text)
         throw std::bad_alloc();
     m_parser = parser.get();
     m_parser->_private = this;
-    xmlSAXHandler& events = *m_parser->sax;
-    xmlSAXVersion(&events, 1); // names with their prefixes
-    events.startElement = OnStart;
-    events.endElement = OnEnd;
-    events.characters = OnCharacters;
-    events.ignorableWhitespace = OnCharacters;
-    events.cdataBlock = OnCData;
-    events.comment = OnComment;
-    events.processingInstruction = OnInstruction;
-    events.entityDecl = OnEntityDeclaration;
-    events.reference = [](void*, const xmlChar*) {};
-    events.externalSubset = [](void*, const xmlChar*, const xmlChar*, const xmlChar*) {};
+    SetEvents(*m_parser->sax);
     xmlCtxtUseOptions(
-        m_parser, XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_IGNORE_ENC);
+        m_parser, XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | encodingOption);
     xmlDictReference(m_parser->dict); // the names outlive the parser
     m_arena.names.reset(m_parser->dict, [](xmlDict* names) { xmlDictFree(names); });
 
@@ -239,8 +223,11 @@ std::string EncodingOf(std::string_view declaration)
     return std::string(end == std::string_view::npos ? "" : declaration.substr(at + 1, end - at - 1));
 }
 
-/// @param given  bytes of the text as it was handed in
-bool Parse(std::string_view text, std::string_view declaration, std::size_t given, Arena& arena, Node& document)
+/// @param given  bytes of the text as it was handed in; @param encodingOption  XML_PARSE_IGNORE_ENC for UTF-8 whatever
+/// the declaration says, or 0
+bool Parse(
+    std::string_view text, std::string_view declaration, std::size_t given, int encodingOption, Arena& arena,
+    Node& document)
 {
     static const bool ready = (xmlInitParser(), true); // once, whatever threads come first
     constexpr std::size_t alwaysGranted = std::size_t{1024} * 1024;
@@ -249,7 +236,7 @@ bool Parse(std::string_view text, std::string_view declaration, std::size_t give
         return false;
     if (!declaration.empty())
         LinkLast(document, *arena.Make(NodeKind::instruction, "xml", declaration));
-    return TreeBuilder(arena, document, std::max(alwaysGranted, timesTheText * given)).Build(text);
+    return TreeBuilder(arena, document, std::max(alwaysGranted, timesTheText * given)).Build(text, encodingOption);
 }
 
 struct Escape
@@ -274,6 +261,13 @@ void Put(std::string_view text, const Escape (&escapes)[count], std::string& to)
                 written = i + 1;
             }
     to.append(text, written);
+}
+
+void PutMarkup(std::string_view before, const Node& node, std::string_view after, std::string& to)
+{
+    to += before;
+    Put(node.Text(), inMarkup, to);
+    to += after;
 }
 
 void Put(const Node& node, std::string& to)
@@ -309,20 +303,12 @@ void Put(const Node& node, std::string& to)
         Put(node.Text(), inText, to);
         break;
     case NodeKind::cdata:
-        to += "<![CDATA[";
-        Put(node.Text(), inMarkup, to);
-        to += "]]>";
-        break;
+        return PutMarkup("<![CDATA[", node, "]]>", to);
     case NodeKind::comment:
-        to += "<!--";
-        Put(node.Text(), inMarkup, to);
-        to += "-->";
-        break;
+        return PutMarkup("<!--", node, "-->", to);
     case NodeKind::instruction:
-        to.append("<?").append(node.name).append(" ");
-        Put(node.Text(), inMarkup, to);
-        to += "?>";
-        break;
+        to.append("<?").append(node.name);
+        return PutMarkup(" ", node, "?>", to);
     }
 }
 
@@ -337,28 +323,19 @@ bool ParseText(std::u16string_view text, Arena& arena, Node& document)
     const std::string encoding = EncodingOf(declaration);
     const bool known =
         encoding.empty() || Is(encoding, "UTF-8") || Is(encoding, "UTF-16") || Converted("", encoding, "UTF-8");
-    return wellFormed && known && Parse(bytes, declaration, text.size() * sizeof(char16_t), arena, document);
+    return wellFormed && known &&
+           Parse(bytes, declaration, text.size() * sizeof(char16_t), XML_PARSE_IGNORE_ENC, arena, document);
 }
 
-bool ParseBytes(std::string bytes, Arena& arena, Node& document)
+bool ParseBytes(std::string_view bytes, Arena& arena, Node& document)
 {
-    const std::size_t given = bytes.size();
     if (bytes.starts_with(utf16Mark))
-        return given % sizeof(char16_t) == 0 &&
-               ParseText({reinterpret_cast<const char16_t*>(bytes.data()), given / sizeof(char16_t)}, arena, document);
+        return bytes.size() % sizeof(char16_t) == 0 &&
+               ParseText(
+                   {reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)}, arena, document);
     const bool marked = bytes.starts_with(utf8Mark);
-    const std::string declaration = DeclarationOf(std::string_view(bytes).substr(marked ? utf8Mark.size() : 0));
-    const std::string encoding = EncodingOf(declaration);
-    if (Is(encoding, "UTF-16"))
-        return false;
-    if (!marked && !encoding.empty() && !Is(encoding, "UTF-8"))
-    {
-        std::optional<std::string> converted = Converted(bytes, encoding, "UTF-8");
-        if (!converted)
-            return false;
-        bytes = std::move(*converted);
-    }
-    return Parse(std::string_view(bytes).substr(marked ? utf8Mark.size() : 0), declaration, given, arena, document);
+    const std::string_view text = bytes.substr(marked ? utf8Mark.size() : 0);
+    return Parse(text, DeclarationOf(text), bytes.size(), marked ? XML_PARSE_IGNORE_ENC : 0, arena, document);
 }
 
 BSTR MakeBstr(std::string_view text)

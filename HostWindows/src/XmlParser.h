@@ -14,7 +14,7 @@ namespace hostwindows
 /// @return false when it was not well-formed or was refused; the document then holds a part of it
 bool ParseText(std::u16string_view text, Arena& arena, Node& document);
 /// The same for a file's contents: UTF-16 by its mark, else as declared, else UTF-8.
-bool ParseBytes(std::string bytes, Arena& arena, Node& document);
+bool ParseBytes(std::string_view bytes, Arena& arena, Node& document);
 
 /// The caller frees it. @throws std::bad_alloc
 BSTR MakeBstr(std::string_view text);

@@ -10,22 +10,23 @@ namespace hostwindows
 namespace
 {
 
-struct Step
-{
-    std::string_view name;
-    bool below; // any number of levels below the step before it
-    bool attribute;
-};
+/// Names of elements, of an attribute at the end: "@a".
 struct Path
 {
-    bool fromTop;
-    std::vector<Step> steps;
+    bool fromTop = false; ///< from the document, not from the node
+    bool below = false;   ///< the first name is that of a node any number of levels below
+    std::vector<std::string_view> names;
 };
 
 std::string_view Trimmed(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(xmlBlanks), text.size()));
     return text.substr(0, text.find_last_not_of(xmlBlanks) + 1); // npos + 1 is 0
+}
+
+bool IsAttribute(std::string_view name)
+{
+    return name.starts_with('@');
 }
 
 std::optional<Path> PathOf(std::string_view query)
@@ -35,41 +36,35 @@ std::optional<Path> PathOf(std::string_view query)
         query.remove_prefix(found ? text.size() : 0);
         return found;
     };
-    const bool fromNode = query.starts_with("./");
-    query.remove_prefix(fromNode ? 1 : 0);
-    bool below = take("//");
-    const bool rooted = below || take("/");
-    Path path{rooted && !fromNode, {}};
-    for (bool more = true; more;)
+    Path path;
+    const bool fromNode = take(".");
+    path.below = take("//");
+    path.fromTop = (path.below || take("/")) && !fromNode;
+    if (fromNode && !path.below)
+        return std::nullopt;
+    do
     {
-        const bool attribute = take("@");
         const std::string_view name = query.substr(0, query.find('/'));
-        if (name != "*" && !IsXmlName(std::string(name)))
+        const bool attribute = IsAttribute(name);
+        if (!IsXmlName(std::string(name.substr(attribute ? 1 : 0))) || (attribute && name.size() != query.size()))
             return std::nullopt;
-        path.steps.push_back({name, below, attribute});
+        path.names.push_back(name);
         query.remove_prefix(name.size());
-        below = take("//");
-        more = below || take("/");
-        if (attribute && more)
-            return std::nullopt;
-    }
+    } while (take("/"));
     return path;
 }
 
-/// Whether the path's first `count` steps lead from `start` to the node.
-bool Matches(const Path& path, std::size_t count, const Node* node, const Node& start)
+/// Whether the path leads from `start` to the node.
+bool Leads(const Path& path, const Node& start, const Node* node)
 {
-    if (count == 0)
-        return node == &start;
-    const Step& step = path.steps[count - 1];
-    if (node == nullptr || node == &start || node->kind != (step.attribute ? NodeKind::attribute : NodeKind::element) ||
-        (step.name != "*" && step.name != node->name))
-        return false;
-    bool found = false;
-    do
+    for (auto name = path.names.rbegin(); name != path.names.rend(); ++name, node = node->parent)
+        if (node == nullptr || node == &start ||
+            node->kind != (IsAttribute(*name) ? NodeKind::attribute : NodeKind::element) ||
+            name->substr(IsAttribute(*name) ? 1 : 0) != node->name)
+            return false;
+    while (path.below && node != nullptr && node != &start)
         node = node->parent;
-    while (!(found = Matches(path, count - 1, node, start)) && step.below && node != nullptr);
-    return found;
+    return node == &start;
 }
 
 /// The node behind `node` in document order within what `top` holds, `depth` levels below it and `deepest` at the most;
@@ -180,31 +175,26 @@ std::optional<std::vector<Node*>> Select(Node& from, std::string_view query, std
     while (top->parent != nullptr)
         top = top->parent;
     std::vector<Path> paths;
-    bool anyDepth = false;
-    std::size_t deepest = 0;
     for (std::size_t begin = 0, end = 0; end != std::string_view::npos; begin = end + 1)
     {
         end = query.find('|', begin);
         std::optional<Path> path = PathOf(Trimmed(query.substr(begin, end - begin)));
         if (!path)
             return std::nullopt;
-        anyDepth = anyDepth || (!paths.empty() && paths[0].fromTop != path->fromTop) ||
-                   std::ranges::any_of(path->steps, &Step::below);
-        deepest = anyDepth ? SIZE_MAX : std::max(deepest, path->steps.size());
         paths.push_back(std::move(*path));
     }
     // One walk over all that any path may reach.
     const Node& reach = std::ranges::any_of(paths, &Path::fromTop) ? *top : from;
+    const std::size_t deepest = paths.size() > 1 || paths[0].below ? SIZE_MAX : paths[0].names.size();
+    const auto leads = [&](const Node* to) {
+        return std::ranges::any_of(
+            paths, [&](const Path& path) { return Leads(path, path.fromTop ? *top : from, to); });
+    };
     std::vector<Node*> found;
     std::size_t depth = 0;
     for (const Node* node = &reach; node != nullptr && found.size() < most;
          node = Following(node, reach, depth, deepest))
     {
-        const auto leads = [&](const Node* to) {
-            return std::ranges::any_of(paths, [&](const Path& path) {
-                return Matches(path, path.steps.size(), to, path.fromTop ? *top : from);
-            });
-        };
         if (leads(node))
             found.push_back(const_cast<Node*>(node));
         for (Node* at = node->attributes; at != nullptr; at = at->next)

@@ -63,9 +63,9 @@ bool IsXmlName(const std::string& text);
 std::string TextContent(const Node& node);
 
 /// The nodes that a query finds from `from`, in document order, `most` at the most. Of the document model's pattern
-/// language: paths of element names, separated by "/" or "//", from the document ("/a/b", "//x") or from the node
-/// ("a/b", "./a", ".//x"), an attribute at their end ("@a", "a/@b"), "*" for any name, and unions of them ("a | b").
-/// Names match as they are written, prefix and all. Nothing for any other query.
+/// language: paths of element names from the document ("/a/b", "//x") or from the node ("a/b", ".//x"), an attribute at
+/// their end ("@a"), and unions of them ("a | b"). Names match as they are written, prefix and all. Nothing for any
+/// other query.
 std::optional<std::vector<Node*>> Select(Node& from, std::string_view query, std::size_t most);
 
 /// Owns nodes, names and texts.

@@ -7,26 +7,8 @@
 namespace
 {
 
+using namespace std::string_view_literals;
 using namespace test;
-
-/// An empty document.
-Com<IXMLDOMDocument> NewDocument()
-{
-    Com<IXMLDOMDocument> document;
-    EXPECT_EQ(
-        S_OK, ::CoCreateInstance(
-                  CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument,
-                  reinterpret_cast<void**>(document.Receive())));
-    return document;
-}
-
-Com<IXMLDOMDocument> Loaded(const char* xml)
-{
-    Com<IXMLDOMDocument> document = NewDocument();
-    VARIANT_BOOL loaded = VARIANT_FALSE;
-    EXPECT_EQ(S_OK, document->loadXML(Bstr(std::string_view(xml)), &loaded));
-    return document;
-}
 
 bool LongKeyNameIsRefused()
 {
@@ -100,27 +82,26 @@ bool DebuggerConsoleKeepsTheLastError()
 
 bool LoadNeedsItsResult()
 {
-    return NewDocument()->loadXML(Bstr(std::string_view("<x/>")), nullptr) == E_INVALIDARG;
+    return NewDocument()->loadXML(Bstr("<x/>"sv), nullptr) == E_INVALIDARG;
 }
 
 bool NoElementHasABlankInItsName()
 {
     Com<IXMLDOMElement> element;
-    return NewDocument()->createElement(Bstr(std::string_view("a b")), element.Receive()) == E_FAIL;
+    return NewDocument()->createElement(Bstr("a b"sv), element.Receive()) == E_FAIL;
 }
 
 bool BuiltNodesAreNotIndented()
 {
-    Bstr xml;
-    Loaded("<a><b/></a>")->get_xml(xml.Receive());
-    return xml.Utf8().find('\t') == std::string::npos;
+    const Com<IXMLDOMDocument> document = NewDocument();
+    return Load(document, "<a><b/></a>"sv) && XmlOf(document).find('\t') == std::string::npos;
 }
 
 bool SavingTellsWhyItFails()
 {
     const TemporaryFolder folder;
     const Bstr path(folder.File("none\\x.xml"));
-    return Loaded("<a/>")->save(Variant(path)) == HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+    return NewDocument()->save(Variant(path)) == HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
 }
 
 const struct
@@ -147,15 +128,9 @@ const struct
 
 TEST(KnownDifferences, HoldEverywhereButUnderWine)
 {
-    ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    const ComThread com;
     for (const auto& [what, reason, holds] : differences)
-    {
-        if (OnWine())
-            EXPECT_FALSE(holds()) << what << ": Wine now does it too, the row has to go (" << reason << ")";
-        else
-            EXPECT_TRUE(holds()) << what << ": " << reason;
-    }
-    ::CoUninitialize();
+        EXPECT_EQ(!OnWine(), holds()) << what << ": " << reason << "; where Wine now does it too, the row has to go";
 }
 
 } // namespace

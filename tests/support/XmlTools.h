@@ -114,6 +114,23 @@ inline bool LoadFile(IXMLDOMDocument* document, const Wide& path)
     return Loaded(result, success);
 }
 
+inline std::string Repeated(std::string_view piece, std::size_t count)
+{
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += piece;
+    return text;
+}
+
+/// An element whose one entity holds ten others, each of them ten others, and so on down to the bottom.
+inline std::string EntityPyramid(std::string_view bottom, int levels)
+{
+    std::string text = "<!DOCTYPE x [<!ENTITY e0 '" + std::string(bottom) + "'>";
+    for (int i = 1; i <= levels; ++i)
+        text += "<!ENTITY e" + std::to_string(i) + " '" + Repeated("&e" + std::to_string(i - 1) + ";", 10) + "'>";
+    return text + "]><x a='A'>&e" + std::to_string(levels) + ";</x>";
+}
+
 inline std::string TextOf(IXMLDOMNode* node)
 {
     Bstr text;

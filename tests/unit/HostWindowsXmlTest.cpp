@@ -38,15 +38,6 @@ protected:
     }
 };
 
-std::string Repeated(std::string_view piece, std::size_t count)
-{
-    std::string text;
-    text.reserve(piece.size() * count);
-    for (std::size_t i = 0; i < count; ++i)
-        text += piece;
-    return text;
-}
-
 TEST_F(HostWindowsXml, NothingOutsideIsRead)
 {
     const Wide secret = folder.File("secret");
@@ -60,42 +51,31 @@ TEST_F(HostWindowsXml, NothingOutsideIsRead)
 
 TEST_F(HostWindowsXml, LoadedTextsComeOutAsTheyWere)
 {
-    const struct
-    {
-        const char* given;
-        const char* xml; // null: the same and a line end
-    } rows[] = {
-        {"<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?><x/>",
-         "<?xml version='1.0' encoding=\"UTF-16\" standalone='yes' ?>\r\n<x/>\r\n"},
-        {"<x>\r\n  <y>1</y>\n  <y/>\n</x>", "<x><y>1</y><y/></x>\r\n"},
-        {"<?xml version='1.0'\r\n?>\r\n<x/>", "<?xml version='1.0'  ?>\r\n<x/>\r\n"},
-        {"<x>a <y/> b</x>", nullptr},
-        {"<x xml:space=\"preserve\"> <y> </y> </x>", nullptr},
-        {"<x xml:space=\"preserve\"><y xml:space=\"default\"> <z/></y></x>",
-         "<x xml:space=\"preserve\"><y xml:space=\"default\"><z/></y></x>\r\n"},
-        {"<n:x xmlns:n=\"u\" xmlns=\"v\" n:k=\"1\" k=\"2\"><n:y/></n:x>", nullptr},
-        {"<x><![CDATA[<&]]><!--\n--><?p d?></x>", "<x><![CDATA[<&]]><!--\r\n--><?p d?></x>\r\n"},
-        {"<x a='&quot;&#13;&#10;&#9;&lt;'>&#13;&#62;</x>", "<x a=\"&quot;&#13;&#10;&#9;&lt;\">&#13;&gt;</x>\r\n"},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(row.given);
-        ASSERT_TRUE(test::Load(document, row.given));
-        EXPECT_EQ(row.xml == nullptr ? std::string(row.given) + "\r\n" : row.xml, test::XmlOf(document));
-    }
+    test::ExpectAnswers("unit/data/XmlLoaded.txt", [this](const std::string& text) {
+        EXPECT_TRUE(test::Load(document, text));
+        return test::XmlOf(document);
+    });
 }
 
 TEST_F(HostWindowsXml, BadNamesQueriesAndPlacesFail)
 {
-    for (const std::string_view name : {"a b"sv, "1a"sv, "<a>"sv, "a&b"sv, "a:"sv})
-    {
-        SCOPED_TRACE(name);
+    const auto refused = [](HRESULT result) { return result == E_FAIL ? "refused\n" : "taken\n"; };
+    test::ExpectAnswers("unit/data/XmlNames.txt", [&](const std::string& name) {
         Com<IXMLDOMElement> element;
         Com<IXMLDOMProcessingInstruction> instruction;
-        EXPECT_EQ(E_FAIL, document->createElement(Bstr(name), element.Receive()));
-        EXPECT_EQ(E_FAIL, test::NewInstruction(document, name, "d", instruction));
-        EXPECT_EQ(E_FAIL, test::NewElement(document, "x")->setAttribute(Bstr(name), test::Variant(Bstr("v"sv))));
-    }
+        const HRESULT result = document->createElement(Bstr(std::string_view(name)), element.Receive());
+        EXPECT_EQ(result, test::NewInstruction(document, name, "d", instruction));
+        const Com<IXMLDOMElement> owner = test::NewElement(document, "x");
+        EXPECT_EQ(result, owner->setAttribute(Bstr(std::string_view(name)), test::Variant(Bstr("v"sv))));
+        return refused(result);
+    });
+    ASSERT_TRUE(test::Load(document, "<x><y/></x>"));
+    test::ExpectAnswers("unit/data/XmlQueries.txt", [&](const std::string& query) {
+        Com<IXMLDOMNode> found;
+        Com<IXMLDOMNodeList> list;
+        EXPECT_EQ(E_FAIL, document->selectNodes(Bstr(std::string_view(query)), list.Receive()));
+        return refused(test::Select(document, query, found));
+    });
     Com<IXMLDOMProcessingInstruction> instruction;
     EXPECT_EQ(E_FAIL, test::NewInstruction(document, "p", "a?>b", instruction));
 
@@ -181,19 +161,13 @@ TEST_F(HostWindowsXml, NoFileHoldsUpALoad)
 
 TEST_F(HostWindowsXml, EntitiesNeitherFillTheMemoryNorTakeForever)
 {
-    const auto pyramid = [](std::string_view bottom, int levels) {
-        std::string text = "<!DOCTYPE x [<!ENTITY e0 '" + std::string(bottom) + "'>";
-        for (int i = 1; i <= levels; ++i)
-            text += "<!ENTITY e" + std::to_string(i) + " '" + Repeated("&e" + std::to_string(i - 1) + ";", 10) + "'>";
-        return text + "]><x a='A'>&e" + std::to_string(levels) + ";</x>";
-    };
     constexpr std::size_t depth = 100000; // takes no stack
-    EXPECT_FALSE(test::Load(document, Repeated("<x>", depth) + Repeated("</x>", depth)));
+    EXPECT_FALSE(test::Load(document, test::Repeated("<x>", depth) + test::Repeated("</x>", depth)));
     const std::clock_t start = std::clock();
     for (const std::string_view bottom : {"ha"sv, ""sv, "<y/>"sv, "<!---->"sv})
     {
         SCOPED_TRACE(bottom);
-        std::string text = pyramid(bottom, 12);
+        std::string text = test::EntityPyramid(bottom, 12);
         EXPECT_FALSE(test::Load(document, text));
         text.replace(text.find("'A'") + 1, 1, "&e12;");
         EXPECT_FALSE(test::Load(document, text));
@@ -201,9 +175,8 @@ TEST_F(HostWindowsXml, EntitiesNeitherFillTheMemoryNorTakeForever)
     // One long entity, many times: linear in the text, and yet too much.
     EXPECT_FALSE(test::Load(
         document,
-        "<!DOCTYPE x [<!ENTITY e '" + std::string(100000, 'a') + "'>]><x>" + Repeated("&e;", 20000) + "</x>"));
+        "<!DOCTYPE x [<!ENTITY e '" + std::string(100000, 'a') + "'>]><x>" + test::Repeated("&e;", 20000) + "</x>"));
     EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 20);
-    EXPECT_TRUE(test::Load(document, pyramid("ha", 1)));
 }
 
 } // namespace
