@@ -13,15 +13,13 @@ inline constexpr DWORD SHGFP_TYPE_CURRENT = 0;
 
 struct ITEMIDLIST; // looked into by the shell alone
 using LPITEMIDLIST = ITEMIDLIST*;
-using PIDLIST_ABSOLUTE = ITEMIDLIST*;
-using PCIDLIST_ABSOLUTE = const ITEMIDLIST*;
 
 extern "C" {
 HRESULT SHGetMalloc(IMalloc** allocator);
 /// @param list  receives the folder's list, to be released through the shell's allocator
-HRESULT SHGetSpecialFolderLocation(HWND owner, int folder, PIDLIST_ABSOLUTE* list);
+HRESULT SHGetSpecialFolderLocation(HWND owner, int folder, LPITEMIDLIST* list);
 /// @param path  of 260 characters; empty after a failure
-BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path);
+BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path);
 /// @param path  of 260 characters; empty after a failure
 HRESULT SHGetFolderPathW(HWND owner, int folder, HANDLE token, DWORD flags, LPWSTR path);
 /// Makes a folder with all its missing parents. @return 0 or the error code: 183 when it is there already

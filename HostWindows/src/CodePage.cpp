@@ -71,9 +71,9 @@ void Encode(char32_t code, Put put, char)
         put(static_cast<char>(0x80 | ((code >> (6 * left)) & 0x3F)));
 }
 
-/// Writes what fits, U+FFFD for what is malformed. @return the units needed
+/// Writes what fits. @return the units needed
 template <class To, class From>
-std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, bool& wellFormed)
+std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, char32_t forMalformed = U'\xFFFD')
 {
     std::size_t count = 0;
     const auto put = [&](To unit) {
@@ -89,23 +89,22 @@ std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, b
         to[count++] = static_cast<To>(unit);
     }
     text.remove_prefix(count);
-    for (wellFormed = true; !text.empty();)
+    while (!text.empty())
     {
         const char32_t code = Take(text);
-        wellFormed = wellFormed && code != malformed;
-        Encode(code == malformed ? U'\xFFFD' : code, put, To{});
+        Encode(code == malformed ? forMalformed : code, put, To{});
     }
     return count;
 }
 
 template <class To, class From>
-std::basic_string<To> Converted(std::basic_string_view<From> text, bool& wellFormed)
+std::basic_string<To> Converted(std::basic_string_view<From> text, char32_t forMalformed)
 {
     std::basic_string<To> converted(text.size(), 0); // mostly that many
-    const std::size_t count = Write(text, converted.data(), converted.size(), wellFormed);
+    const std::size_t count = Write(text, converted.data(), converted.size(), forMalformed);
     converted.resize(count);
     if (count > text.size())
-        Write(text, converted.data(), count, wellFormed);
+        Write(text, converted.data(), count, forMalformed);
     return converted;
 }
 
@@ -117,8 +116,7 @@ int Convert(const From* text, int length, To* buffer, int room)
         return Refused<int>(ERROR_INVALID_PARAMETER);
     const std::basic_string_view<From> view(
         text, length < 0 ? std::char_traits<From>::length(text) + 1 : static_cast<std::size_t>(length));
-    bool wellFormed = true;
-    const std::size_t count = Write(view, buffer, static_cast<std::size_t>(room), wellFormed);
+    const std::size_t count = Write(view, buffer, static_cast<std::size_t>(room));
     const auto limit = static_cast<std::size_t>(room == 0 ? std::numeric_limits<int>::max() : room);
     return count > limit ? Refused<int>(ERROR_INSUFFICIENT_BUFFER) : static_cast<int>(count);
 }
@@ -127,14 +125,12 @@ int Convert(const From* text, int length, To* buffer, int room)
 
 std::u16string Utf16FromUtf8(std::string_view text)
 {
-    bool wellFormed = true;
-    return Converted<char16_t>(text, wellFormed);
+    return Converted<char16_t>(text, U'\xFFFD');
 }
 
-std::string Utf8FromUtf16(std::u16string_view text, bool* wellFormed)
+std::string Utf8FromUtf16(std::u16string_view text, char32_t forLoneSurrogate)
 {
-    bool unasked = true;
-    return Converted<char>(text, wellFormed == nullptr ? unasked : *wellFormed);
+    return Converted<char>(text, forLoneSurrogate);
 }
 
 } // namespace hostwindows

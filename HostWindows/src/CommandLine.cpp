@@ -1,5 +1,6 @@
 // The process's command line and environment.
 
+#include "Handles.h"
 #include "Paths.h"
 #include "Process.h"
 
@@ -58,10 +59,7 @@ DWORD GetEnvironmentVariableW(LPCWSTR name, LPWSTR buffer, DWORD size)
 {
     const char* value = std::getenv(Utf8FromUtf16(name).c_str());
     if (value == nullptr)
-    {
-        ::SetLastError(ERROR_ENVVAR_NOT_FOUND);
-        return 0;
-    }
+        return Refused<DWORD>(ERROR_ENVVAR_NOT_FOUND);
     const std::u16string wide = Utf16FromUtf8(value);
     if (wide.size() >= size)
         return static_cast<DWORD>(wide.size() + 1);
@@ -74,8 +72,5 @@ BOOL SetEnvironmentVariableW(LPCWSTR name, LPCWSTR value)
     const std::string variable = Utf8FromUtf16(name);
     const int result =
         value == nullptr ? ::unsetenv(variable.c_str()) : ::setenv(variable.c_str(), Utf8FromUtf16(value).c_str(), 1);
-    if (result == 0)
-        return TRUE;
-    ::SetLastError(ERROR_INVALID_PARAMETER);
-    return FALSE;
+    return result == 0 ? TRUE : Refused(ERROR_INVALID_PARAMETER);
 }

@@ -4,7 +4,6 @@
 #include "Handles.h"
 #include "LetterCase.h"
 #include "Paths.h"
-#include "Shell.h"
 
 #include <algorithm>
 #include <atomic>
@@ -13,6 +12,7 @@
 #include <dlfcn.h>
 #include <map>
 #include <mutex>
+#include <shlwapi.h>
 #include <sys/auxv.h>
 
 namespace hostwindows
@@ -37,6 +37,16 @@ Loads& TheLoads()
 {
     static auto* const loads = new Loads; // not destroyed: libraries may go in the process's last moments
     return *loads;
+}
+
+/// What the shell exports as "DllGetVersion".
+HRESULT ShellVersion(DLLVERSIONINFO* version)
+{
+    if (version->cbSize != sizeof(*version))
+        return E_INVALIDARG;
+    constexpr DWORD windowsNt = 2;
+    *version = {sizeof(*version), 6, 0, 0, windowsNt};
+    return S_OK;
 }
 
 /// The module that an address lies in; null when it lies in none.

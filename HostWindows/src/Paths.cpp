@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 #include <pwd.h>
+#include <span>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -90,43 +91,31 @@ bool Take(FoundPath& found, std::string path)
     return found.exists;
 }
 
-/// Walks down from a Linux folder. The spelling as given costs one call; only for what that misses, each component is
-/// looked up on its own and the folder searched.
-FoundPath FindBelow(const std::string& root, const std::vector<std::u16string>& components)
+/// What lies below a Linux folder. The spelling as given costs one call; only where that misses, the folder above is
+/// looked for in the same way and searched.
+FoundPath FindBelow(const std::string& root, std::span<const std::u16string> components)
 {
-    FoundPath found;
-    std::string parent = root;
-    std::string whole = root;
+    std::string path = components.empty() ? root + "/" : root;
     for (const std::u16string& component : components)
-    {
-        parent = whole;
-        whole += "/" + Utf8FromUtf16(component);
-    }
-    if (Take(found, components.empty() ? root + "/" : whole))
+        path += "/" + Utf8FromUtf16(component);
+    FoundPath found;
+    if (Take(found, std::move(path)))
         return found;
     if (errno != ENOENT && errno != ENOTDIR)
-    {
         found.error = errno == ENAMETOOLONG ? ERROR_INVALID_NAME : ErrorFromErrno(errno);
-        return found;
-    }
-    FoundPath above;
-    const bool parentFound = !components.empty() && Take(above, parent + "/");
-    if (!parentFound && components.size() < 2) // the drive itself is missing
+    else if (components.empty()) // the drive itself
         found.error = ERROR_PATH_NOT_FOUND;
-    // Mostly it is the last component alone that is missing.
-    parent = parentFound ? parent : root;
-    for (std::size_t known = parentFound ? components.size() - 1 : 0;
-         found.error == NO_ERROR && known < components.size(); ++known)
-    {
-        if (!Take(found, parent + "/" + Utf8FromUtf16(components[known])))
-            if (std::string other = SearchFolder(parent, components[known]); !other.empty())
-                Take(found, std::move(other));
-        parent = found.path;
-        if (known + 1 != components.size() && !found.isFolder)
-        {
-            found = {std::move(whole), ERROR_PATH_NOT_FOUND};
-        }
-    }
+    if (found.error != NO_ERROR)
+        return found;
+    const std::u16string& last = components.back();
+    const auto others = components.first(components.size() - 1);
+    const FoundPath above = FindBelow(root, others);
+    const std::string& folder = others.empty() ? root : above.path;
+    if (!above.isFolder)
+        found.error = ERROR_PATH_NOT_FOUND;
+    else if (!Take(found, folder + "/" + Utf8FromUtf16(last)))
+        if (std::string other = SearchFolder(folder, last); !other.empty())
+            Take(found, std::move(other));
     return found;
 }
 
@@ -210,13 +199,8 @@ const std::u16string& UserProfile()
 
 FoundPath FindPath(std::u16string_view windowsPath)
 {
-    const auto failed = [](DWORD error) {
-        FoundPath found;
-        found.error = error;
-        return found;
-    };
     if (windowsPath.empty() || (windowsPath.size() > 1 && IsSeparator(windowsPath[0]) && IsSeparator(windowsPath[1])))
-        return failed(ERROR_PATH_NOT_FOUND);
+        return {{}, ERROR_PATH_NOT_FOUND};
 
     std::u16string_view rest = windowsPath;
     char16_t drive = 0;
@@ -225,7 +209,7 @@ FoundPath FindPath(std::u16string_view windowsPath)
         drive = Capital(rest[0]);
         rest.remove_prefix(2);
         if (drive != u'C' && drive != u'Z')
-            return failed(ERROR_PATH_NOT_FOUND);
+            return {{}, ERROR_PATH_NOT_FOUND};
     }
     std::vector<std::u16string> components;
     const bool rooted = !rest.empty() && IsSeparator(rest.front());
@@ -236,17 +220,11 @@ FoundPath FindPath(std::u16string_view windowsPath)
         const char16_t currentDrive = IsOnDriveC(current, below) ? u'C' : u'Z';
         drive = drive == 0 ? currentDrive : drive;
         if (!rooted && drive == currentDrive)
-            for (std::size_t begin = 0; begin < below.size();)
-            {
-                // As they stand: names that Linux allowed.
-                const std::size_t end = std::min(below.find('/', begin), below.size());
-                if (end > begin)
-                    components.push_back(Utf16FromUtf8(below.substr(begin, end - begin)));
-                begin = end + 1;
-            }
+            for (const std::filesystem::path& part : std::filesystem::path(below).relative_path())
+                components.push_back(Utf16FromUtf8(part.native())); // as they stand: names that Linux allowed
     }
     if (const DWORD error = Split(rest, components); error != NO_ERROR)
-        return failed(error);
+        return {{}, error};
     FoundPath found = FindBelow(drive == u'C' ? DriveC() : std::string(), components);
     found.folderNeeded = IsSeparator(windowsPath.back());
     return found;

@@ -45,8 +45,8 @@ inline std::u16string_view ViewOf(LPCWSTR text)
 /// The Windows spelling of a Linux path: below drive_c as C:\..., anything else as Z:\...
 std::u16string WindowsPath(std::string_view linuxPath);
 
-/// UTF-8 is the 8-bit code page. A malformed sequence or a lone surrogate becomes U+FFFD.
+/// UTF-8 is the 8-bit code page. A malformed sequence becomes U+FFFD.
 std::u16string Utf16FromUtf8(std::string_view text);
-std::string Utf8FromUtf16(std::u16string_view text, bool* wellFormed = nullptr);
+std::string Utf8FromUtf16(std::u16string_view text, char32_t forLoneSurrogate = U'\xFFFD');
 
 } // namespace hostwindows

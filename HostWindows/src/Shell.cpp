@@ -1,6 +1,4 @@
 // Special folders, folder creation, and starting programs.
-#include "Shell.h"
-
 #include "Handles.h"
 #include "LetterCase.h"
 #include "Paths.h"
@@ -69,7 +67,7 @@ DWORD MakeFolders(std::u16string_view path)
 }
 
 /// An item list is the path that it stands for, in UTF-8; empty for a folder without a path.
-const char* PathOf(PCIDLIST_ABSOLUTE list)
+const char* PathOf(const ITEMIDLIST* list)
 {
     return list == nullptr ? "" : reinterpret_cast<const char*>(list);
 }
@@ -119,15 +117,6 @@ UINT_PTR Answer(DWORD error)
 
 } // namespace
 
-HRESULT ShellVersion(DLLVERSIONINFO* version)
-{
-    if (version->cbSize != sizeof(*version))
-        return E_INVALIDARG;
-    constexpr DWORD windowsNt = 2;
-    *version = {sizeof(*version), 6, 0, 0, windowsNt};
-    return S_OK;
-}
-
 } // namespace hostwindows
 
 using namespace hostwindows;
@@ -139,17 +128,17 @@ HRESULT SHGetMalloc(IMalloc** allocator)
     return S_OK;
 }
 
-HRESULT SHGetSpecialFolderLocation(HWND, int identifier, PIDLIST_ABSOLUTE* list)
+HRESULT SHGetSpecialFolderLocation(HWND, int identifier, LPITEMIDLIST* list)
 {
     std::u16string path;
     const bool known = PathOf(identifier, path);
-    *list = known ? reinterpret_cast<PIDLIST_ABSOLUTE>(::strdup(Utf8FromUtf16(path).c_str())) : nullptr;
+    *list = known ? reinterpret_cast<LPITEMIDLIST>(::strdup(Utf8FromUtf16(path).c_str())) : nullptr;
     if (*list != nullptr)
         return S_OK;
     return known ? E_OUTOFMEMORY : E_INVALIDARG;
 }
 
-BOOL SHGetPathFromIDListA(PCIDLIST_ABSOLUTE list, LPSTR path)
+BOOL SHGetPathFromIDListA(const ITEMIDLIST* list, LPSTR path)
 {
     const std::string_view text = PathOf(list);
     const std::size_t count = text.size() < MAX_PATH ? text.copy(path, text.size()) : 0;

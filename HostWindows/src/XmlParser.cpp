@@ -180,10 +180,10 @@ bool Is(const std::string& encoding, const char* name)
     return ::strcasecmp(encoding.c_str(), name) == 0;
 }
 
-/// Nothing when a byte or character has no counterpart, or an encoding is unknown.
-std::optional<std::string> Converted(std::string_view text, const std::string& from, const std::string& to)
+/// Nothing when a character has no counterpart there, or the encoding is unknown.
+std::optional<std::string> InEncoding(std::string_view text, const std::string& encoding)
 {
-    const ::iconv_t converter = ::iconv_open(to.c_str(), from.c_str());
+    const ::iconv_t converter = ::iconv_open(encoding.c_str(), "UTF-8");
     if (reinterpret_cast<std::intptr_t>(converter) == -1)
         return std::nullopt;
     const std::unique_ptr<void, decltype(&::iconv_close)> owner(converter, &::iconv_close);
@@ -317,14 +317,11 @@ void Put(const Node& node, std::string& to)
 bool ParseText(std::u16string_view text, Arena& arena, Node& document)
 {
     text.remove_prefix(text.starts_with(u'\xFEFF') ? 1 : 0);
-    bool wellFormed = true;
-    const std::string bytes = Utf8FromUtf16(text, &wellFormed);
+    const std::string bytes = Utf8FromUtf16(text, U'\1'); // which no XML text may hold
     const std::string declaration = DeclarationOf(bytes);
     const std::string encoding = EncodingOf(declaration);
-    const bool known =
-        encoding.empty() || Is(encoding, "UTF-8") || Is(encoding, "UTF-16") || Converted("", encoding, "UTF-8");
-    return wellFormed && known &&
-           Parse(bytes, declaration, text.size() * sizeof(char16_t), XML_PARSE_IGNORE_ENC, arena, document);
+    const bool known = encoding.empty() || Is(encoding, "UTF-8") || Is(encoding, "UTF-16") || InEncoding("", encoding);
+    return known && Parse(bytes, declaration, text.size() * sizeof(char16_t), XML_PARSE_IGNORE_ENC, arena, document);
 }
 
 bool ParseBytes(std::string_view bytes, Arena& arena, Node& document)
@@ -369,7 +366,7 @@ std::optional<std::string> Encode(const Node& document)
     if (encoding.empty() || Is(encoding, "UTF-8"))
         return text;
     if (!Is(encoding, "UTF-16"))
-        return Converted(text, "UTF-8", encoding);
+        return InEncoding(text, encoding);
     const std::u16string units = Utf16FromUtf8(text);
     text.assign(utf16Mark).append(reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t));
     return text;
