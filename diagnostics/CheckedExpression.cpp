@@ -69,7 +69,7 @@ bool Checked(
     LoggerTypeAbstract& (&logger)(), CheckKind kind, DWORD value, const char* expression, int level, PlaceHere place)
 {
     bool failed = false;
-    char text[reportTextCapacity]{};
+    char text[reportTextCapacity];
     EvaluateCheck(kind, value, failed, text);
     if (failed)
         ReportFailedExpression(logger(), expression, place.signature, place.file, place.line, text, level);

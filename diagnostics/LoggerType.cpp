@@ -17,12 +17,8 @@ std::unique_ptr<char[]> TextBuffer(std::size_t size)
 std::size_t LengthWithLineEnds(std::string_view text)
 {
     std::size_t length = text.size();
-    char before = '\0';
-    for (const char c : text)
-    {
-        length += c == '\n' && before != '\r' ? 1 : 0;
-        before = c;
-    }
+    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1))
+        length += at == 0 || text[at - 1] != '\r' ? 1U : 0U;
     return length;
 }
 
@@ -104,21 +100,27 @@ std::string_view LoggerType<Renderer>::MakePrefix()
 {
     // The time stamp, the module name and the thread number at their longest fit with all that stands between them.
     std::size_t length = 0;
-    const auto room = [&] { return std::span<char>(m_prefix).subspan(length); };
+    const auto append = [&](std::string_view text) {
+        length += text.copy(m_prefix + length, sizeof(m_prefix) - length);
+    };
     const auto blank = [&] { return length == 0 ? "" : " "; };
-    m_prefix[0] = '\0';
     if (m_settings.showTime)
     {
         char stamp[256];
-        FormatTimeStamp(stamp);
-        length += FormatInto(room(), "[%s]", stamp);
+        const std::size_t stampLength = FormatTimeStamp(stamp);
+        append("[");
+        append({stamp, stampLength});
+        append("]");
     }
     if (m_settings.showModule)
-        length += FormatInto(room(), "%s%s", blank(), m_settings.module);
+    {
+        append(blank());
+        append(m_settings.module);
+    }
     if (m_settings.showThread)
-        length += FormatInto(room(), "%s{%lX}", blank(), ::GetCurrentThreadId());
-    if (m_settings.showTime || m_settings.showModule || m_settings.showThread)
-        length += FormatInto(room(), ": ");
+        length += FormatInto(std::span<char>(m_prefix).subspan(length), "%s{%lX}", blank(), ::GetCurrentThreadId());
+    if (length != 0)
+        append(": ");
     return {m_prefix, length};
 }
 

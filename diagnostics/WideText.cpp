@@ -1,7 +1,5 @@
 #include "WideText.h"
 
-#include <cstring>
-
 namespace scankelv
 {
 
@@ -21,23 +19,6 @@ WideText WideFromNarrow(std::string_view text)
     if (length != 0)
         ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, wide.data(), length);
     return wide;
-}
-
-std::size_t FindFast(WideView text, WCHAR character, std::size_t from)
-{
-    static_assert(sizeof(WCHAR) == 2);
-    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
-    const std::size_t size = text.size() * sizeof(WCHAR);
-    for (std::size_t at = from * sizeof(WCHAR); at < size; ++at)
-    {
-        const void* const found = std::memchr(bytes + at, character & 0xFF, size - at);
-        if (found == nullptr)
-            break;
-        at = static_cast<std::size_t>(static_cast<const unsigned char*>(found) - bytes);
-        if (text[at / sizeof(WCHAR)] == character) // and not the byte of another one, or the other byte of one
-            return at / sizeof(WCHAR);
-    }
-    return WideView::npos;
 }
 
 } // namespace scankelv

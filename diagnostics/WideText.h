@@ -29,9 +29,6 @@ inline bool EqualsIgnoringAsciiCase(WideView left, WideView right)
         left.begin(), left.end(), right.begin(), right.end(), [&](WCHAR a, WCHAR b) { return lower(a) == lower(b); });
 }
 
-/// Where the first such character lies, from `from` on; npos when there is none. As find(), at the speed of memchr.
-std::size_t FindFast(WideView text, WCHAR character, std::size_t from = 0);
-
 /// Hands the form of the text in the system's 8-bit code page to `take`, piece by piece as std::string_view, and
 /// allocates nothing.
 template <class Take>

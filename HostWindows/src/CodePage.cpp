@@ -81,13 +81,21 @@ std::size_t Write(std::basic_string_view<From> text, To* to, std::size_t room, c
             to[count] = unit;
         ++count;
     };
-    // Mostly all of it is ASCII.
-    for (const From unit : text.substr(0, room))
+    // Mostly all of it is ASCII, and many units are looked at and written at once.
+    constexpr std::size_t block = 16;
+    for (; text.size() - count >= block && (room == 0 || count + block <= room); count += block)
     {
-        if (static_cast<char16_t>(unit) >= 0x80)
+        unsigned bits = 0;
+        for (std::size_t i = 0; i < block; ++i)
+            bits |= static_cast<char16_t>(text[count + i]);
+        if (bits >= 0x80)
             break;
-        to[count++] = static_cast<To>(unit);
+        for (std::size_t i = 0; room != 0 && i < block; ++i)
+            to[count + i] = static_cast<To>(text[count + i]);
     }
+    for (; count < text.size() && static_cast<char16_t>(text[count]) < 0x80; ++count)
+        if (count < room)
+            to[count] = static_cast<To>(text[count]);
     text.remove_prefix(count);
     while (!text.empty())
     {

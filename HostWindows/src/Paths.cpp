@@ -60,7 +60,21 @@ std::string MachineFolderName()
 
 bool BadCharacter(char16_t unit)
 {
-    return unit < u' ' || std::u16string_view(u"<>*?\"|:/\\").find(unit) != std::u16string_view::npos;
+    switch (unit)
+    {
+    case u'<':
+    case u'>':
+    case u'*':
+    case u'?':
+    case u'"':
+    case u'|':
+    case u':':
+    case u'/':
+    case u'\\':
+        return true;
+    default:
+        return unit < u' ';
+    }
 }
 
 std::u16string LoginName()

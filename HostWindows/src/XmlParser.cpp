@@ -254,12 +254,16 @@ void Put(std::string_view text, const Escape (&escapes)[count], std::string& to)
 {
     std::size_t written = 0;
     for (std::size_t i = 0; i < text.size(); ++i)
+    {
+        if (text[i] > '>') // most letters lie behind all that are escaped
+            continue;
         for (const Escape& escape : escapes)
             if (text[i] == escape.character)
             {
                 to.append(text, written, i - written).append(escape.text);
                 written = i + 1;
             }
+    }
     to.append(text, written);
 }
 

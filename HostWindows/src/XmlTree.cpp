@@ -1,6 +1,7 @@
 #include "XmlTree.h"
 
 #include <algorithm>
+#include <cstring>
 #include <libxml/tree.h>
 #include <new>
 #include <utility>
@@ -54,13 +55,20 @@ std::optional<Path> PathOf(std::string_view query)
     return path;
 }
 
+/// Every node of a document is asked, so that its name is not measured first.
+bool IsNamed(const Node& node, std::string_view name)
+{
+    return name.front() == *node.name && std::strncmp(name.data(), node.name, name.size()) == 0 &&
+           node.name[name.size()] == '\0';
+}
+
 /// Whether the path leads from `start` to the node.
 bool Leads(const Path& path, const Node& start, const Node* node)
 {
     for (auto name = path.names.rbegin(); name != path.names.rend(); ++name, node = node->parent)
         if (node == nullptr || node == &start ||
             node->kind != (IsAttribute(*name) ? NodeKind::attribute : NodeKind::element) ||
-            name->substr(IsAttribute(*name) ? 1 : 0) != node->name)
+            !IsNamed(*node, name->substr(IsAttribute(*name) ? 1 : 0)))
             return false;
     while (path.below && node != nullptr && node != &start)
         node = node->parent;

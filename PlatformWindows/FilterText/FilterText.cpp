@@ -5,6 +5,7 @@
 #include "TwainStorageDeviceList.h"
 
 #include <iterator>
+#include <utility>
 #include <variant>
 
 namespace scankelv
@@ -76,8 +77,8 @@ bool XmlGenerateFilterText(
     for (const auto& [name, text] : filterElements)
     {
         const auto* const fixedText = std::get_if<const WCHAR*>(&text);
-        const _bstr_t content = fixedText != nullptr ? _bstr_t(*fixedText) : varying.*std::get<1>(text);
-        XmlAddTextElement(document, option, name, content);
+        _bstr_t content = fixedText != nullptr ? _bstr_t(*fixedText) : varying.*std::get<1>(text);
+        XmlAddTextElement(document, option, name, std::move(content));
     }
 
     LoggerTypeAbstract& log = AgentLogger();

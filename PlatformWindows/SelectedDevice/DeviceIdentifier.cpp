@@ -1,5 +1,7 @@
 #include "DeviceIdentifier.h"
 
+#include <cstring>
+
 namespace scankelv
 {
 namespace
@@ -7,7 +9,30 @@ namespace
 
 constexpr std::size_t none = WideView::npos;
 
-bool BeginsWith(WideView text, WideView start)
+// Constants, so that the compiler knows their lengths, which it does not of a wide literal that it meets at run time.
+constexpr WideView modeKey = OLESTR("MODE");
+constexpr WideView scanMode = OLESTR("SCN");
+constexpr WideView manufacturerKeys[] = {OLESTR("MFG"), OLESTR("MANUFACTURER")};
+constexpr WideView modelKeys[] = {OLESTR("MDL"), OLESTR("MODEL")};
+
+/// Where the first such character lies, from `from` on; none when there is none. As find(), at the speed of memchr.
+inline std::size_t FindFast(WideView text, WCHAR character, std::size_t from)
+{
+    static_assert(sizeof(WCHAR) == 2);
+    const auto* const bytes = reinterpret_cast<const char*>(text.data());
+    for (std::size_t at = from; at < text.size(); ++at)
+    {
+        const void* const found = std::memchr(&text[at], character & 0xFF, (text.size() - at) * sizeof(WCHAR));
+        if (found == nullptr)
+            break;
+        at = static_cast<std::size_t>(static_cast<const char*>(found) - bytes) / sizeof(WCHAR);
+        if (text[at] == character) // and not the byte of another one, or the other byte of one
+            return at;
+    }
+    return none;
+}
+
+inline bool BeginsWith(WideView text, WideView start)
 {
     return EqualsIgnoringAsciiCase(text.substr(0, start.size()), start);
 }
@@ -68,10 +93,10 @@ bool DeviceIdHasScanMode(WideView identifier) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {
-        if (!cursor.HasKey(OLESTR("MODE")))
+        if (!cursor.HasKey(modeKey))
             continue;
         for (bool more = cursor.FirstValue(); more; more = cursor.NextValue())
-            if (cursor.ValueBeginsWith(OLESTR("SCN")))
+            if (cursor.ValueBeginsWith(scanMode))
                 return true;
         return false;
     }
@@ -82,8 +107,8 @@ bool DeviceIdManufacturerIs(WideView identifier, WideView vendor) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {
-        const bool everyValue = cursor.HasKey(OLESTR("MFG"));
-        if (!everyValue && !cursor.HasKey(OLESTR("MANUFACTURER")))
+        const bool everyValue = cursor.HasKey(manufacturerKeys[0]);
+        if (!everyValue && !cursor.HasKey(manufacturerKeys[1]))
             continue;
         for (bool more = cursor.FirstValue(); more; more = everyValue && cursor.NextValue())
             if (cursor.ValueBeginsWith(vendor))
@@ -97,7 +122,7 @@ bool DeviceIdModel(WideView identifier, WideView& model) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {
-        if (!cursor.HasKey(OLESTR("MDL")) && !cursor.HasKey(OLESTR("MODEL")))
+        if (!cursor.HasKey(modelKeys[0]) && !cursor.HasKey(modelKeys[1]))
             continue;
         if (!cursor.FirstValue())
             return false;

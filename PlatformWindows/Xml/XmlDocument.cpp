@@ -56,7 +56,7 @@ VARIANT TextVariant(const _bstr_t& text)
 
 // The model takes any text and writes it as it is. One stored value that XML cannot carry, a control character or half
 // a surrogate pair, would make the whole of a generated text unreadable: U+FFFD stands in its place.
-_bstr_t Carried(const _bstr_t& text)
+_bstr_t Carried(_bstr_t text)
 {
     const auto isPlain = [](WCHAR unit) { return unit >= ' ' && unit < 0xD800; };
     const WideView given = text.View();
@@ -230,7 +230,7 @@ void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _b
 {
     const XmlElement element = XmlCreateElement(document, name);
     ComHandle<IXMLDOMText> content;
-    Call(document.Get(), &IXMLDOMDocument::createTextNode, Carried(text).Get(), content.Receive());
+    Call(document.Get(), &IXMLDOMDocument::createTextNode, Carried(std::move(text)).Get(), content.Receive());
     XmlAppend(element.Get(), content.Get());
     XmlAppend(parent.Get(), element.Get());
 }
