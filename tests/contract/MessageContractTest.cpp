@@ -3,9 +3,13 @@
 #include "TestSupport.h"
 
 #include <set>
+#include <tuple>
 
 namespace
 {
+
+using test::kept;
+using test::LastError;
 
 constexpr DWORD systemText = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
 
@@ -38,24 +42,19 @@ TEST(Message, RefusalsLeaveTheBufferAlone)
 {
     const std::string known = MessageOf(5);
     const auto length = static_cast<DWORD>(known.size());
-    const struct
-    {
-        DWORD code, language, room, error;
-    } rows[] = {
+    const std::tuple<DWORD, DWORD, DWORD, DWORD> rows[] = {
+        // code, language, room; last error
         {99999, 0, 100, ERROR_MR_MID_NOT_FOUND},
         {0xFFFFFFFF, 0, 100, ERROR_MR_MID_NOT_FOUND},
         {5, 0x7777, 100, ERROR_RESOURCE_LANG_NOT_FOUND},
         {5, 0x400, length, ERROR_INSUFFICIENT_BUFFER}, // none for the terminator
-        {5, 0x400, length + 1, test::kept},
-    };
+        {5, 0x400, length + 1, kept}};
     for (const auto& [code, language, room, error] : rows)
     {
-        SCOPED_TRACE(error);
         std::string text(128, '#');
         EXPECT_EQ(
-            error,
-            test::LastError().Of(::FormatMessageA(systemText, nullptr, code, language, text.data(), room, nullptr)));
-        EXPECT_EQ(error == test::kept ? known + '\0' : std::string(length + 1, '#'), text.substr(0, length + 1));
+            error, LastError().Of(::FormatMessageA(systemText, nullptr, code, language, text.data(), room, nullptr)));
+        EXPECT_EQ(error == kept ? known + '\0' : std::string(length + 1, '#'), text.substr(0, length + 1)) << error;
     }
 }
 

@@ -3,7 +3,6 @@
 #include "Role.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace
 {
@@ -64,21 +63,15 @@ TEST_F(VersionContract, FilesWithout)
     const test::TemporaryFolder folder;
     test::WriteFileBytes(folder.File("text"), "no program");
     test::WriteFileBytes(folder.File("empty"), "");
-    const std::pair<Wide, DWORD> rows[] = {
-        {folder.File("text"), ERROR_RESOURCE_DATA_NOT_FOUND},
-        {folder.File("empty"), ERROR_RESOURCE_DATA_NOT_FOUND},
-        {folder.File("missing"), ERROR_FILE_NOT_FOUND},
-        {folder.File("missing\\file"), ERROR_PATH_NOT_FOUND},
-        {folder.Path(), ERROR_ACCESS_DENIED},
-        {Wide(), ERROR_BAD_PATHNAME}};
-    for (const auto& [path, error] : rows)
-    {
+    test::ExpectAnswers("contract/data/VersionFiles.txt", [&folder](const std::string& name) {
+        const Wide path = name.empty() ? Wide() : folder.File(name);
         DWORD handle = kept;
         char bytes[64];
-        EXPECT_EQ(error, LastError().Of(::GetFileVersionInfoSizeW(path.c_str(), &handle)));
+        const DWORD error = LastError().Of(::GetFileVersionInfoSizeW(path.c_str(), &handle));
         EXPECT_EQ(0U, handle);
-        EXPECT_TRUE(path.empty() || LastError().Of(::GetFileVersionInfoW(path.c_str(), 0, 64, bytes)) == error);
-    }
+        EXPECT_TRUE(name.empty() || LastError().Of(::GetFileVersionInfoW(path.c_str(), 0, 64, bytes)) == error);
+        return test::ErrorName(error) + "\n";
+    });
 }
 
 } // namespace

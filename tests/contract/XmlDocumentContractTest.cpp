@@ -29,22 +29,6 @@ std::string Plain(std::string xml)
 class XmlDocumentContract : public testing::Test
 {
 protected:
-    /// The declaration, unless it is null, and <x>content</x>, in a new document.
-    void BuildDocument(const char* declaration, std::string_view content)
-    {
-        document = test::NewDocument();
-        if (declaration != nullptr)
-            AppendDeclaration(declaration);
-        const Com<IXMLDOMElement> root = test::NewElement(document, "x");
-        ASSERT_EQ(S_OK, root->appendChild(test::NewText(document, test::ToWide(content)), nullptr));
-        ASSERT_EQ(S_OK, document->appendChild(root, nullptr));
-    }
-    void AppendDeclaration(const char* data)
-    {
-        Com<IXMLDOMProcessingInstruction> instruction;
-        ASSERT_EQ(S_OK, test::NewInstruction(document, "xml", data, instruction));
-        ASSERT_EQ(S_OK, document->appendChild(instruction, nullptr));
-    }
     HRESULT Save(const Wide& path) { return document->save(test::Variant(Bstr(path))); }
 
     test::ComThread com;
@@ -144,22 +128,22 @@ TEST_F(XmlDocumentContract, CreationReportsItsArguments)
 TEST_F(XmlDocumentContract, AppendingMovesANode)
 {
     ASSERT_TRUE(test::Load(document, "<r><a><b>1</b></a><c/></r>"));
-    Com<IXMLDOMNode> from, to, attached;
-    ASSERT_EQ(S_OK, test::Select(document, "//b", from));
-    ASSERT_EQ(S_OK, test::Select(document, "//c", to));
-    for (int i = 0; i < 2; ++i) // the second time changes nothing
-    {
-        ASSERT_EQ(S_OK, to->appendChild(from, attached.Receive()));
-        EXPECT_EQ("<b>1</b>", test::XmlOf(attached));
-        EXPECT_EQ("<r><a/><c><b>1</b></c></r>", Plain(test::XmlOf(document)));
-    }
-    Com<IXMLDOMDocument> other = test::NewDocument();
+    const Com<IXMLDOMDocument> other = test::NewDocument();
     ASSERT_TRUE(test::Load(other, "<o><p k='v'>2<q/></p></o>"));
-    ASSERT_EQ(S_OK, test::Select(other, "//p", from));
-    ASSERT_EQ(S_OK, to->appendChild(from, nullptr));
+    Com<IXMLDOMNode> from, to, attached;
+    ASSERT_EQ(S_OK, test::Select(document, "//c", to));
+    const std::tuple<IXMLDOMDocument*, const char*, const char*> rows[] = {
+        {document, "//b", "<r><a/><c><b>1</b></c></r>"},
+        {document, "//b", "<r><a/><c><b>1</b></c></r>"}, // the second time changes nothing
+        {other, "//p", "<r><a/><c><b>1</b><p k=\"v\">2<q/></p></c></r>"}};
+    for (const auto& [owner, node, after] : rows)
+    {
+        ASSERT_EQ(S_OK, test::Select(owner, node, from));
+        ASSERT_EQ(S_OK, to->appendChild(from, attached.Receive()));
+        EXPECT_EQ(test::XmlOf(from), test::XmlOf(attached));
+        EXPECT_EQ(after, Plain(test::XmlOf(document)));
+    }
     EXPECT_EQ("<o/>", Plain(test::XmlOf(other)));
-    other = Com<IXMLDOMDocument>();
-    EXPECT_EQ("<r><a/><c><b>1</b><p k=\"v\">2<q/></p></c></r>", Plain(test::XmlOf(document)));
     document = Com<IXMLDOMDocument>(); // its nodes keep it
     EXPECT_EQ(S_OK, test::Select(to, "//p/q", from));
     EXPECT_EQ("<q/>", test::XmlOf(from));
@@ -167,13 +151,13 @@ TEST_F(XmlDocumentContract, AppendingMovesANode)
 
 TEST_F(XmlDocumentContract, TheDeclarationStandsWhereItWasAppended)
 {
-    BuildDocument("version=\"1.0\" encoding=\"UTF-16\"", "a\nb");
+    document = test::Built("version=\"1.0\" encoding=\"UTF-16\"", OLESTR("a\nb"sv));
     const std::string xml = test::XmlOf(document);
     EXPECT_EQ("<?xml version=\"1.0\"?><x>a\r\nb</x>", Plain(xml));
     EXPECT_NE(std::string::npos, xml.find("?>\r\n<x>"));
     EXPECT_TRUE(xml.ends_with("</x>\r\n"));
-    BuildDocument(nullptr, "a");
-    AppendDeclaration("version=\"1.0\"");
+    document = test::Built("", OLESTR("a"sv));
+    test::AppendDeclaration(document, "version=\"1.0\"");
     EXPECT_EQ("<x>a</x><?xml version=\"1.0\"?>", Plain(test::XmlOf(document)));
 }
 
@@ -183,7 +167,7 @@ TEST_F(XmlDocumentContract, ASavedDocumentLoadsAgain)
     const std::string utf16 = "<?xml version=\"1.0\" encoding=\"UTF-16\"?>";
     const std::tuple<const char*, std::string, std::string> rows[] = {
         // declaration, content, the file's beginning
-        {nullptr, euro + face, "<x>"},
+        {"", euro + face, "<x>"},
         {"version=\"1.0\" encoding=\"UTF-8\"", euro, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
         {"version=\"1.0\" encoding=\"UTF-16\"", euro + face, "\xFF\xFE" + test::Utf16Bytes(test::ToWide(utf16))},
         {"version=\"1.0\" encoding=\"windows-1252\"", euro, "<?xml version=\"1.0\" encoding=\"windows-1252\"?>"},
@@ -193,7 +177,7 @@ TEST_F(XmlDocumentContract, ASavedDocumentLoadsAgain)
     {
         SCOPED_TRACE(beginning);
         test::WriteFileBytes(path, std::string(5000, 'z'));
-        BuildDocument(declaration, content);
+        document = test::Built(declaration, test::ToWide(content));
         const std::string text = test::TextOf(document);
         ASSERT_EQ(S_OK, Save(path));
         const std::string bytes = test::ReadFileBytes(path);

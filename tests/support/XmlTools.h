@@ -1,44 +1,22 @@
 // COM objects, texts and documents as the tests use them. Texts are UTF-8 here.
 #pragma once
 
+#include "../../PlatformWindows/Xml/ComHandle.h"
 #include "TestSupport.h"
 
 #include <cstring>
 #include <msxml.h>
 #include <objbase.h>
-#include <utility>
 
 namespace test
 {
 
 /// Owns one reference.
 template <class Interface>
-class Com
+struct Com : scankelv::ComHandle<Interface>
 {
-public:
-    Com() = default;
-    Com(Com&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-    Com& operator=(Com other) noexcept
-    {
-        std::swap(m_object, other.m_object);
-        return *this;
-    }
-    ~Com()
-    {
-        if (m_object != nullptr)
-            m_object->Release();
-    }
-
-    Interface** Receive()
-    {
-        *this = Com();
-        return &m_object;
-    }
-    Interface* operator->() const { return m_object; }
-    operator Interface*() const { return m_object; }
-
-private:
-    Interface* m_object = nullptr;
+    Interface* operator->() const { return this->Get(); }
+    operator Interface*() const { return this->Get(); }
 };
 
 class Bstr
@@ -91,17 +69,18 @@ inline Com<IXMLDOMDocument> NewDocument()
     return document;
 }
 
-/// A load's result and success flag must agree. @return whether it loaded
-inline bool Loaded(HRESULT result, VARIANT_BOOL success)
+/// Calls a member that loads, whose result and success flag must agree. @return whether it loaded
+template <class Source>
+bool Load(IXMLDOMDocument* document, HRESULT (WINAPI IXMLDOMDocument::*member)(Source, VARIANT_BOOL*), Source source)
 {
+    VARIANT_BOOL success = 77;
+    const HRESULT result = (document->*member)(source, &success);
     EXPECT_EQ(success == VARIANT_TRUE ? S_OK : S_FALSE, result) << success;
     return success == VARIANT_TRUE;
 }
 inline bool Load(IXMLDOMDocument* document, std::basic_string_view<WCHAR> text)
 {
-    VARIANT_BOOL success = 77;
-    const HRESULT result = document->loadXML(Bstr(text), &success);
-    return Loaded(result, success);
+    return Load<BSTR>(document, &IXMLDOMDocument::loadXML, Bstr(text));
 }
 inline bool Load(IXMLDOMDocument* document, std::string_view text)
 {
@@ -109,9 +88,7 @@ inline bool Load(IXMLDOMDocument* document, std::string_view text)
 }
 inline bool LoadFile(IXMLDOMDocument* document, const Wide& path)
 {
-    VARIANT_BOOL success = 77;
-    const HRESULT result = document->load(Variant(Bstr(path)), &success);
-    return Loaded(result, success);
+    return Load(document, &IXMLDOMDocument::load, Variant(Bstr(path)));
 }
 
 inline std::string Repeated(std::string_view piece, std::size_t count)
@@ -165,6 +142,25 @@ inline HRESULT NewInstruction(
     IXMLDOMDocument* document, std::string_view target, std::string_view data, Com<IXMLDOMProcessingInstruction>& made)
 {
     return document->createProcessingInstruction(Bstr(target), Bstr(data), made.Receive());
+}
+
+inline void AppendDeclaration(IXMLDOMDocument* document, std::string_view data)
+{
+    Com<IXMLDOMProcessingInstruction> declaration;
+    ASSERT_EQ(S_OK, NewInstruction(document, "xml", data, declaration));
+    ASSERT_EQ(S_OK, document->appendChild(declaration, nullptr));
+}
+
+/// A new document of a declaration, unless it is empty, and <x>content</x>.
+inline Com<IXMLDOMDocument> Built(std::string_view declaration, std::basic_string_view<WCHAR> content)
+{
+    Com<IXMLDOMDocument> document = NewDocument();
+    if (!declaration.empty())
+        AppendDeclaration(document, declaration);
+    const Com<IXMLDOMElement> root = NewElement(document, "x");
+    EXPECT_EQ(S_OK, root->appendChild(NewText(document, content), nullptr));
+    EXPECT_EQ(S_OK, document->appendChild(root, nullptr));
+    return document;
 }
 
 } // namespace test
