@@ -2,7 +2,6 @@
 #include "LastError.h"
 #include "TestSupport.h"
 
-#include <optional>
 #include <tuple>
 
 namespace
@@ -14,43 +13,38 @@ using test::ToUtf8;
 using test::ToWide;
 using test::Wide;
 
-/// A text or a null pointer for the wide functions.
-class WideOrNull
+/// Texts for the wide functions, given with bars between them; "null" is a null pointer.
+class Fields
 {
 public:
-    explicit WideOrNull(const char* text) : m_text(text == nullptr ? std::nullopt : std::optional(ToWide(text))) {}
-    operator const WCHAR*() const { return m_text ? m_text->c_str() : nullptr; }
+    explicit Fields(std::string_view given)
+    {
+        for (const std::string& text : test::Parts(given))
+            m_texts.push_back(ToWide(text));
+    }
+    const WCHAR* operator[](std::size_t i) const { return m_texts[i] == OLESTR("null") ? nullptr : m_texts[i].c_str(); }
 
 private:
-    std::optional<Wide> m_text;
+    std::vector<Wide> m_texts;
 };
 
-/// What a read gives: the count of characters, the last error, the text.
-std::string Read(const Wide& file, const char* section, const char* key, const char* preset = "DEF", DWORD room = 260)
+/// What a read of section, key and preset gives: the count of characters, the last error, the text.
+std::string Read(const Wide& file, std::string_view asked = "S|k|DEF", DWORD room = 260)
 {
+    const Fields fields(asked);
     Wide wide(room + 2, 0x2323);
     ::SetLastError(kept);
-    const DWORD count = ::GetPrivateProfileStringW(
-        WideOrNull(section), WideOrNull(key), WideOrNull(preset), wide.data(), room, file.c_str());
+    const DWORD count = ::GetPrivateProfileStringW(fields[0], fields[1], fields[2], wide.data(), room, file.c_str());
     const DWORD error = ::GetLastError();
     EXPECT_TRUE(wide[count] == (room == 0 ? 0x2323 : 0) && wide[room] == 0x2323);
     return std::to_string(count) + " " + test::ErrorName(error) + " [" + ToUtf8({wide.data(), count}) + "]";
 }
 
-/// The fields of a case; "null" is a null pointer.
-class Fields
+/// Of section, key and value.
+BOOL Write(const Wide& file, std::string_view given)
 {
-public:
-    explicit Fields(std::string_view given) : m_texts(test::Parts(given)) {}
-    const char* operator[](std::size_t i) const { return m_texts[i] == "null" ? nullptr : m_texts[i].c_str(); }
-
-private:
-    std::vector<std::string> m_texts;
-};
-
-BOOL Write(const Wide& file, const char* section, const char* key, const char* value)
-{
-    return ::WritePrivateProfileStringW(WideOrNull(section), WideOrNull(key), WideOrNull(value), file.c_str());
+    const Fields fields(given);
+    return ::WritePrivateProfileStringW(fields[0], fields[1], fields[2], file.c_str());
 }
 
 class ProfileFile : public testing::Test
@@ -67,19 +61,19 @@ TEST_F(ProfileFile, ValuesAreFoundByWindowsRules)
         for (const std::string end : {"\r\n", "\n", "\r\r\n", "\r"})
         {
             test::WriteFileBytes(m_file, "[S]" + end + "j=1" + end + "k=" + value + (end == "\n" ? "" : end));
-            const std::string found = Read(m_file, "S", "k") + "\n";
+            const std::string found = Read(m_file) + "\n";
             answer += answer.find(found) == std::string::npos ? found : ""; // every line end gives the same
         }
         return answer;
     });
     test::ExpectAnswers("contract/data/ProfileReads.txt", [this](const std::string& given) {
-        const Fields fields(given);                                     // contents, section, key, preset, room
-        test::WriteFileBytes(m_file, given.substr(0, given.find('|'))); // a zero within stays
-        return Read(m_file, fields[1], fields[2], fields[3], static_cast<DWORD>(std::stoul(fields[4]))) + "\n";
+        const std::size_t contents = given.find('|'), room = given.rfind('|'); // section, key and preset between them
+        test::WriteFileBytes(m_file, given.substr(0, contents));
+        return Read(m_file, given.substr(contents + 1), static_cast<DWORD>(std::stoul(given.substr(room + 1)))) + "\n";
     });
     const std::string longValue(5000, 'x');
     test::WriteFileBytes(m_file, "[S]\r\nk=" + longValue + "\r\n");
-    EXPECT_EQ("5000 success [" + longValue + "]", Read(m_file, "S", "k", "DEF", 6000));
+    EXPECT_EQ("5000 success [" + longValue + "]", Read(m_file, "S|k|DEF", 6000));
 }
 
 TEST_F(ProfileFile, Numbers)
@@ -98,18 +92,15 @@ TEST_F(ProfileFile, Numbers)
 TEST_F(ProfileFile, WritesChangeOneLine)
 {
     test::ExpectAnswers("contract/data/ProfileWrites.txt", [this](const std::string& given) {
-        const Fields fields(given); // what was there, section, key, value
-        test::WriteFileBytes(m_file, fields[0]);
-        EXPECT_TRUE(Write(m_file, fields[1], fields[2], fields[3]));
+        const std::size_t contents = given.find('|');
+        test::WriteFileBytes(m_file, given.substr(0, contents));
+        EXPECT_TRUE(Write(m_file, given.substr(contents + 1)));
         return test::ReadFileBytes(m_file);
     });
-    const char* const character = "€ 🖨"; // kept in a file of UTF-16
-    test::WriteFileBytes(m_file, "\xFF\xFE");
-    EXPECT_TRUE(Write(m_file, "S", "k", "v") && Write(m_file, "S", "l", character));
-    const std::string before = test::ReadFileBytes(m_file);
-    EXPECT_EQ("\xFF\xFE" + test::Utf16Bytes(ToWide("[S]\r\nk=v\r\nl=" + std::string(character) + "\r\n")), before);
-    EXPECT_FALSE(Write(m_file, nullptr, nullptr, nullptr) || Write(m_file, nullptr, "k", "v"));
-    EXPECT_EQ(before, test::ReadFileBytes(m_file));
+    test::WriteFileBytes(m_file, "\xFF\xFE"); // a file of UTF-16 keeps every character
+    EXPECT_TRUE(Write(m_file, "S|k|v") && Write(m_file, "S|l|€ 🖨"));
+    EXPECT_FALSE(Write(m_file, "null|null|null") || Write(m_file, "null|k|v"));
+    EXPECT_EQ("\xFF\xFE" + test::Utf16Bytes(ToWide("[S]\r\nk=v\r\nl=€ 🖨\r\n")), test::ReadFileBytes(m_file));
 }
 
 TEST_F(ProfileFile, EncodingsWithAMark)
@@ -123,7 +114,7 @@ TEST_F(ProfileFile, EncodingsWithAMark)
     for (const auto& [bytes, read] : rows)
     {
         test::WriteFileBytes(m_file, bytes);
-        EXPECT_EQ(read, Read(m_file, "Ä", "Ж"));
+        EXPECT_EQ(read, Read(m_file, "Ä|Ж|DEF"));
     }
 }
 
@@ -149,10 +140,10 @@ TEST_F(ProfileFile, RefusalsLeaveTheFileAlone)
         {Wide(), "3 ACCESS_DENIED [DEF]", ERROR_ACCESS_DENIED}};
     for (const auto& [file, read, writeError] : rows)
     {
-        EXPECT_EQ(read, Read(file, "S", "k")) << ToUtf8(file);
-        for (const char* value : {"v", "w"}) // the one that is there is refused too
+        EXPECT_EQ(read, Read(file)) << ToUtf8(file);
+        for (const char* given : {"S|k|v", "S|k|w"}) // what is there is refused too
         {
-            const DWORD error = LastError().Of(Write(file, "S", "k", value));
+            const DWORD error = LastError().Of(Write(file, given));
             EXPECT_TRUE(writeError == 0 ? test::FileExists(file) : error == writeError) << error << ToUtf8(file);
         }
     }
@@ -166,12 +157,12 @@ TEST_F(ProfileFile, RefusalsLeaveTheFileAlone)
 TEST_F(ProfileFile, ANameWithoutFolderLiesInTheWindowsFolderAndReadsSeeWhatOthersWrote)
 {
     const Wide bare = OLESTR("scankelv-contract.ini"), whole = OLESTR("C:\\windows\\") + bare;
-    EXPECT_TRUE(Write(bare, "S", "k", "v"));
-    EXPECT_EQ("1 success [v]", Read(whole, "S", "k"));
+    EXPECT_TRUE(Write(bare, "S|k|v"));
+    EXPECT_EQ("1 success [v]", Read(whole));
     for (const std::string value : {"1", "2", "1"})
     {
         test::WriteFileBytes(whole, "[S]\r\nk=" + value + "\r\n");
-        EXPECT_EQ("1 success [" + value + "]", Read(bare, "S", "k"));
+        EXPECT_EQ("1 success [" + value + "]", Read(bare));
     }
     EXPECT_TRUE(::DeleteFileW(whole.c_str()));
 }

@@ -6,7 +6,6 @@
 #include <shellapi.h>
 #include <shlobj.h>
 #include <shlwapi.h>
-#include <tuple>
 
 namespace
 {
@@ -93,52 +92,34 @@ TEST(ShellContract, ProgramsThatItStarts)
 {
     test::SetVariable("SCANKELV_CHILD_REPORT", "1");
     const test::TemporaryFolder folder;
-    const Wide program = test::ProgramPath(), given = folder.Path(), none = folder.File("missing");
     test::WriteFileBytes(folder.File("bad.exe"), "no program");
-    const struct
-    {
-        Wide file;
-        const WCHAR *parameters, *folder;
-        DWORD error; // 0: it starts
-        UINT_PTR answer;
-    } rows[] = {
-        {program, OLESTR("a  \"b c\" \\\" "), given.c_str(), 0, 33},
-        {program, OLESTR("1"), OLESTR(""), 0, 33},
-        {program, OLESTR("2"), nullptr, 0, 33},
-        {program, OLESTR("3"), none.c_str(), 0, 33},
-        {folder.File("missing.exe"), OLESTR("x"), OLESTR(""), ERROR_FILE_NOT_FOUND, 2},
-        {folder.File("missing\\a.exe"), OLESTR("x"), OLESTR(""), ERROR_PATH_NOT_FOUND, 2},
-        {Wide(), OLESTR("x"), OLESTR(""), ERROR_INVALID_PARAMETER, 11},
-        {folder.File("bad.exe"), OLESTR("x"), OLESTR(""), ERROR_BAD_EXE_FORMAT, 11},
-    };
-    for (const auto& row : rows)
-    {
-        SCOPED_TRACE(test::ToUtf8(row.file) + " " + test::ToUtf8(row.parameters));
+    test::ExpectAnswers("contract/data/ShellStarts.txt", [&folder](const std::string& given) {
+        const std::vector<std::string> parts = test::Parts(given); // program, parameters, folder
+        const bool self = parts[0] == "self", there = parts[2] == ".";
+        const Wide program = self ? test::ProgramPath() : (parts[0].empty() ? Wide() : folder.File(parts[0]));
+        const Wide parameters = test::ToWide(parts[1]), current = parts[2].empty() ? Wide() : folder.File(parts[2]);
         SHELLEXECUTEINFOW info{};
         info.cbSize = sizeof(info);
         // Without a message box, which would change the last error.
         info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_NOASYNC | SEE_MASK_FLAG_NO_UI;
-        info.lpFile = row.file.c_str();
-        info.lpParameters = row.parameters;
-        info.lpDirectory = row.folder;
+        info.lpFile = program.c_str();
+        info.lpParameters = parameters.c_str();
+        info.lpDirectory = parts[2] == "null" ? nullptr : current.c_str();
         info.nShow = SW_HIDE;
         info.hProcess = reinterpret_cast<HANDLE>(UINT_PTR{1});
         const BOOL started = ::ShellExecuteExW(&info);
-        const DWORD error = ::GetLastError();
-        EXPECT_EQ(row.error == 0, started != 0);
-        EXPECT_EQ(row.answer, reinterpret_cast<UINT_PTR>(info.hInstApp));
-        ASSERT_EQ(row.error == 0, info.hProcess != nullptr);
-        if (row.error != 0)
+        const std::string error = started != 0 ? "" : test::ErrorName(::GetLastError()) + " ";
+        EXPECT_EQ(started != 0, info.hProcess != nullptr);
+        if (info.hProcess != nullptr)
         {
-            EXPECT_EQ(row.error, error);
-            continue;
+            EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(info.hProcess, test::patience));
+            EXPECT_TRUE(::CloseHandle(info.hProcess));
+            const Wide report = there ? folder.File(test::ToUtf8(reportName)) : Wide(reportName);
+            EXPECT_EQ("\"" + test::ToUtf8(program) + "\" " + parts[1], test::ReadFileBytes(report));
+            EXPECT_TRUE(::DeleteFileW(report.c_str()));
         }
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(info.hProcess, test::patience));
-        EXPECT_TRUE(::CloseHandle(info.hProcess));
-        const Wide report = row.folder == given.c_str() ? folder.File(test::ToUtf8(reportName)) : Wide(reportName);
-        EXPECT_EQ(test::ToUtf8(OLESTR("\"") + program + OLESTR("\" ") + row.parameters), test::ReadFileBytes(report));
-        EXPECT_TRUE(::DeleteFileW(report.c_str()));
-    }
+        return error + std::to_string(reinterpret_cast<UINT_PTR>(info.hInstApp)) + "\n";
+    });
     test::SetVariable("SCANKELV_CHILD_REPORT", "");
 }
 
