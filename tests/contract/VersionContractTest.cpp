@@ -11,34 +11,23 @@ using test::kept;
 using test::LastError;
 using test::Wide;
 
-class VersionContract : public testing::Test
+TEST(VersionContract, RootBlockHoldsTheProjectsVersion)
 {
-protected:
-    void SetUp() override
-    {
-        const Wide program = test::ProgramPath();
-        DWORD handle = kept;
-        m_block.resize(::GetFileVersionInfoSizeW(program.c_str(), &handle));
-        EXPECT_EQ(0U, handle);
-        const auto size = static_cast<DWORD>(m_block.size());
-        ASSERT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, size, m_block.data()));
-        // Too small a room cuts.
-        std::vector<char> cut(m_block.size(), '\x55');
-        EXPECT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, 64, cut.data()));
-        EXPECT_TRUE(std::equal(m_block.begin() + 2, m_block.begin() + 64, cut.begin() + 2));
-        EXPECT_EQ('\x55', cut[64]);
-    }
-    std::vector<char> m_block;
-};
+    const Wide program = test::ProgramPath();
+    DWORD handle = kept;
+    std::vector<char> block(::GetFileVersionInfoSizeW(program.c_str(), &handle));
+    EXPECT_EQ(0U, handle);
+    ASSERT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, static_cast<DWORD>(block.size()), block.data()));
+    std::vector<char> cut(block.size(), '\x55'); // too small a room cuts
+    EXPECT_TRUE(::GetFileVersionInfoW(program.c_str(), 0, 64, cut.data()));
+    EXPECT_TRUE(std::equal(block.begin() + 2, block.begin() + 64, cut.begin() + 2) && cut[64] == '\x55');
 
-TEST_F(VersionContract, RootBlockHoldsTheProjectsVersion)
-{
     void* value = nullptr;
     UINT length = 0;
-    ASSERT_EQ(kept, LastError().Of(::VerQueryValueW(m_block.data(), OLESTR("\\"), &value, &length)));
+    ASSERT_EQ(kept, LastError().Of(::VerQueryValueW(block.data(), OLESTR("\\"), &value, &length)));
     ASSERT_EQ(52U, length);
-    EXPECT_GE(static_cast<const char*>(value), m_block.data());
-    EXPECT_LE(static_cast<const char*>(value) + length, m_block.data() + m_block.size());
+    EXPECT_GE(static_cast<const char*>(value), block.data());
+    EXPECT_LE(static_cast<const char*>(value) + length, block.data() + block.size());
     const auto& information = *static_cast<const VS_FIXEDFILEINFO*>(value);
     EXPECT_EQ(0xFEEF04BD, information.dwSignature);
     std::string version;
@@ -49,7 +38,7 @@ TEST_F(VersionContract, RootBlockHoldsTheProjectsVersion)
 
     EXPECT_EQ(
         ERROR_RESOURCE_TYPE_NOT_FOUND,
-        LastError().Of(::VerQueryValueW(m_block.data(), OLESTR("\\Missing"), &value, &length)));
+        LastError().Of(::VerQueryValueW(block.data(), OLESTR("\\Missing"), &value, &length)));
     EXPECT_EQ(0U, length);
 
     // A zeroed block has a root, but nothing in it.
@@ -58,7 +47,7 @@ TEST_F(VersionContract, RootBlockHoldsTheProjectsVersion)
     EXPECT_EQ(0U, length);
 }
 
-TEST_F(VersionContract, FilesWithout)
+TEST(VersionContract, FilesWithout)
 {
     const test::TemporaryFolder folder;
     test::WriteFileBytes(folder.File("text"), "no program");
