@@ -27,9 +27,8 @@ BOOL WriteFile(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD count, LPOVERLAPP
 DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD method);
 
 BOOL DeleteFileW(LPCWSTR name);
+/// Whether it is there, and a folder: no attribute is kept.
 DWORD GetFileAttributesW(LPCWSTR name);
-/// Sets or clears the read-only mark, the only attribute kept.
-BOOL SetFileAttributesW(LPCWSTR name, DWORD attributes);
 
 BOOL CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES security);
 BOOL CreateDirectoryW(LPCWSTR name, LPSECURITY_ATTRIBUTES security);

@@ -14,6 +14,7 @@ extern "C" {
 HANDLE CreateFileMappingW(
     HANDLE file, LPSECURITY_ATTRIBUTES attributes, DWORD protection, DWORD sizeHigh, DWORD sizeLow, LPCWSTR name);
 HANDLE OpenFileMappingW(DWORD access, BOOL inherit, LPCWSTR name);
+/// From the object's start only. @param bytes  0 for the whole object
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes);
 BOOL UnmapViewOfFile(LPCVOID address);
 }

@@ -23,22 +23,12 @@ constexpr std::size_t SidSize(BYTE count)
     return offsetof(SID, SubAuthority) + count * sizeof(DWORD);
 }
 
-/// Whether a list, made here, allows Everyone everything. No list at all does.
+/// Whether a list, made here, has the entry by which Everyone may do everything. No list at all allows as much.
 bool AllowsEveryone(const ACL* list)
 {
-    constexpr char everyone[] = {sidRevision, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0};
-    bool allowed = list == nullptr;
-    const auto* at = reinterpret_cast<const char*>(list) + sizeof(ACL);
-    for (unsigned left = list == nullptr ? 0 : list->AceCount; left > 0; --left)
-    {
-        ACCESS_ALLOWED_ACE entry;
-        std::memcpy(&entry, at, sizeof(entry));
-        allowed = allowed || ((entry.Mask & GENERIC_ALL) != 0 &&
-                              std::string_view(at + entryHead, entry.Header.AceSize - entryHead) ==
-                                  std::string_view(everyone, sizeof(everyone)));
-        at += entry.Header.AceSize;
-    }
-    return allowed;
+    constexpr std::string_view everything("\0\0\0\x10\x01\x01\0\0\0\0\0\x01\0\0\0\0", 16); // mask and identifier
+    return list == nullptr ||
+           std::string_view(reinterpret_cast<const char*>(list), list->AclSize).find(everything) != std::string::npos;
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
@@ -35,6 +36,16 @@ public:
     }
     bool IsOpen() const { return m_number >= 0; }
     int Number() const { return m_number; }
+
+    /// @return the bytes read, 0 at the end, or -1 with errno
+    ::ssize_t Read(void* bytes, std::size_t room) const
+    {
+        ::ssize_t count = 0;
+        do
+            count = ::read(m_number, bytes, room);
+        while (count < 0 && errno == EINTR);
+        return count;
+    }
 
     /// Takes or gives back (F_UNLCK) a lock. @return false with errno when it cannot be had
     bool Lock(short type, int command = F_OFD_SETLK, ::off_t first = 0, ::off_t count = 0) const

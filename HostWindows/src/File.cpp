@@ -13,8 +13,6 @@ namespace hostwindows
 namespace
 {
 
-constexpr ::mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
-
 struct FileObject final : HandleObject
 {
     FileObject(Descriptor opened, DWORD allowed) : file(std::move(opened)), access(allowed) {}
@@ -43,35 +41,6 @@ DWORD Refusal(const FoundPath& found, DWORD disposition, DWORD flags)
     return found.folderNeeded ? ERROR_INVALID_NAME : NO_ERROR;
 }
 
-HANDLE OpenFile(const FoundPath& found, DWORD access, DWORD sharing, DWORD disposition, DWORD flags)
-{
-    constexpr int openFlags[] = {0, O_CREAT | O_EXCL, O_CREAT | O_TRUNC, 0, O_CREAT}; // by the disposition
-    const bool known = disposition >= CREATE_NEW && disposition <= OPEN_ALWAYS;
-    DWORD error = known ? Refusal(found, disposition, flags) : ERROR_INVALID_PARAMETER;
-    // A folder is never opened for writing in Linux; its handle only proves that it is there.
-    const DWORD wanted = found.isFolder ? 0 : (access & GENERIC_ALL) != 0 ? GENERIC_READ | GENERIC_WRITE : access;
-    Descriptor file;
-    if (error == NO_ERROR)
-        error = OpenShared(file, found.path, wanted, sharing, found.isFolder ? O_DIRECTORY : openFlags[disposition]);
-    HANDLE handle = nullptr;
-    if (error == NO_ERROR)
-        handle = MakeHandle(std::make_unique<FileObject>(std::move(file), wanted));
-    else
-        ::SetLastError(error);
-    if (handle == nullptr)
-        return INVALID_HANDLE_VALUE;
-    const bool tolerant = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
-    ::SetLastError(tolerant && found.exists ? ERROR_ALREADY_EXISTS : NO_ERROR);
-    return handle;
-}
-
-BOOL MakeFolder(const FoundPath& found)
-{
-    if (found.error != NO_ERROR || found.exists)
-        return Refused(found.error != NO_ERROR ? found.error : ERROR_ALREADY_EXISTS);
-    return Result(::mkdir(found.path.c_str(), 0777));
-}
-
 /// The file behind a handle, when it allows the access; else null.
 const FileObject* FileOf(HANDLE handle, DWORD access, LPDWORD count)
 {
@@ -88,14 +57,11 @@ std::u16string TemporaryPath()
         if (const char* text = std::getenv(name); value.empty() && text != nullptr)
             value = text;
     std::u16string path = value.empty() ? UserProfile() + u"\\AppData\\Local\\Temp" : Utf16FromUtf8(value);
-    // On Windows a full path; a Linux one lies on the drive of the Linux root.
-    if (path.front() == u'/')
-        path = WindowsPath(value);
-    else if (const FoundPath found = FindPath(path); !found.path.empty())
+    if (path.front() == u'/') // a Linux path lies on the drive of the Linux root
+        path.insert(0, u"Z:");
+    if (const FoundPath found = FindPath(path); !found.path.empty())
         path = WindowsPath(found.path);
-    while (!path.empty() && path.back() == u'\\')
-        path.pop_back();
-    return path + u"\\";
+    return path.substr(0, path.find_last_not_of(u'\\') + 1) + u"\\";
 }
 
 template <class Char>
@@ -107,11 +73,6 @@ DWORD CopyWhole(const std::basic_string<Char>& text, DWORD room, Char* buffer)
     return static_cast<DWORD>(text.size());
 }
 
-std::u16string Wide(LPCSTR text)
-{
-    return Utf16FromUtf8(text == nullptr ? "" : text);
-}
-
 } // namespace
 } // namespace hostwindows
 
@@ -120,13 +81,30 @@ using namespace hostwindows;
 HANDLE
 CreateFileW(LPCWSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD flags, HANDLE)
 {
-    return OpenFile(FindPath(ViewOf(name)), access, sharing, disposition, flags);
+    const FoundPath found = FindPath(ViewOf(name));
+    constexpr int openFlags[] = {0, O_CREAT | O_EXCL, O_CREAT | O_TRUNC, 0, O_CREAT}; // by the disposition
+    const bool known = disposition >= CREATE_NEW && disposition <= OPEN_ALWAYS;
+    DWORD error = known ? Refusal(found, disposition, flags) : ERROR_INVALID_PARAMETER;
+    if (found.isFolder) // never opened for writing in Linux; its handle only proves that it is there
+        access = 0;
+    Descriptor file;
+    if (error == NO_ERROR)
+        error = OpenShared(file, found.path, access, sharing, found.isFolder ? O_DIRECTORY : openFlags[disposition]);
+    const HANDLE handle =
+        error == NO_ERROR ? MakeHandle(std::make_unique<FileObject>(std::move(file), access)) : Refused<HANDLE>(error);
+    if (handle == nullptr)
+        return INVALID_HANDLE_VALUE;
+    const bool tolerant = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
+    ::SetLastError(tolerant && found.exists ? ERROR_ALREADY_EXISTS : NO_ERROR);
+    return handle;
 }
 
 HANDLE
-CreateFileA(LPCSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES, DWORD disposition, DWORD flags, HANDLE)
+CreateFileA(
+    LPCSTR name, DWORD access, DWORD sharing, LPSECURITY_ATTRIBUTES security, DWORD disposition, DWORD flags,
+    HANDLE pattern)
 {
-    return OpenFile(FindPath(Wide(name)), access, sharing, disposition, flags);
+    return ::CreateFileW(WideOf(name).c_str(), access, sharing, security, disposition, flags, pattern);
 }
 
 BOOL ReadFile(HANDLE file, LPVOID bytes, DWORD room, LPDWORD count, LPOVERLAPPED)
@@ -134,10 +112,7 @@ BOOL ReadFile(HANDLE file, LPVOID bytes, DWORD room, LPDWORD count, LPOVERLAPPED
     const FileObject* const object = FileOf(file, GENERIC_READ, count);
     if (object == nullptr)
         return FALSE;
-    ::ssize_t got = 0;
-    do
-        got = ::read(object->file.Number(), bytes, room);
-    while (got < 0 && errno == EINTR);
+    const ::ssize_t got = object->file.Read(bytes, room);
     if (got < 0)
         return Refused(ErrorFromErrno(errno));
     *count = static_cast<DWORD>(got);
@@ -159,9 +134,10 @@ DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD metho
 {
     const auto* object = ObjectOf<FileObject>(file);
     constexpr int whence[] = {SEEK_SET, SEEK_CUR, SEEK_END};
-    if (object == nullptr || method >= std::size(whence))
-        return object == nullptr ? INVALID_SET_FILE_POINTER
-                                 : (Refused(ERROR_INVALID_PARAMETER), INVALID_SET_FILE_POINTER);
+    if (object == nullptr)
+        return INVALID_SET_FILE_POINTER;
+    if (method >= std::size(whence))
+        return Refused(ERROR_INVALID_PARAMETER), INVALID_SET_FILE_POINTER;
     ::off_t offset = distance;
     if (distanceHigh != nullptr)
         offset = static_cast<::off_t>(
@@ -189,37 +165,22 @@ BOOL DeleteFileW(LPCWSTR name)
 DWORD GetFileAttributesW(LPCWSTR name)
 {
     const FoundPath found = FindExisting(name);
-    struct ::stat status;
-    if (found.error != NO_ERROR ? !Refused(found.error) : !Result(::stat(found.path.c_str(), &status)))
-        return INVALID_FILE_ATTRIBUTES;
-    if (found.isFolder)
-        return FILE_ATTRIBUTE_DIRECTORY;
-    return FILE_ATTRIBUTE_ARCHIVE | ((status.st_mode & writeBits) != 0 ? 0 : FILE_ATTRIBUTE_READONLY);
-}
-
-BOOL SetFileAttributesW(LPCWSTR name, DWORD attributes)
-{
-    const FoundPath found = FindExisting(name);
     if (found.error != NO_ERROR)
-        return Refused(found.error);
-    struct ::stat status;
-    if (found.isFolder) // there the mark says nothing about writing
-        return TRUE;
-    if (!Result(::stat(found.path.c_str(), &status)))
-        return FALSE;
-    const ::mode_t mode = status.st_mode & 07777;
-    return Result(
-        ::chmod(found.path.c_str(), (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? mode & ~writeBits : mode | S_IWUSR));
+        return Refused(found.error), INVALID_FILE_ATTRIBUTES;
+    return found.isFolder ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
 }
 
 BOOL CreateDirectoryW(LPCWSTR name, LPSECURITY_ATTRIBUTES)
 {
-    return MakeFolder(FindPath(ViewOf(name)));
+    const FoundPath found = FindPath(ViewOf(name));
+    if (found.error != NO_ERROR || found.exists)
+        return Refused(found.error != NO_ERROR ? found.error : ERROR_ALREADY_EXISTS);
+    return Result(::mkdir(found.path.c_str(), 0777));
 }
 
-BOOL CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES)
+BOOL CreateDirectoryA(LPCSTR name, LPSECURITY_ATTRIBUTES security)
 {
-    return MakeFolder(FindPath(Wide(name)));
+    return ::CreateDirectoryW(WideOf(name).c_str(), security);
 }
 
 BOOL RemoveDirectoryW(LPCWSTR name)

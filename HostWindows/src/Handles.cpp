@@ -3,6 +3,7 @@
 #include <mutex>
 #include <new>
 #include <unordered_map>
+#include <utility>
 
 namespace hostwindows
 {
@@ -26,14 +27,14 @@ HandleTable& Table()
 
 } // namespace
 
-HANDLE MakeHandle(std::unique_ptr<HandleObject> object)
+HANDLE MakeHandle(std::unique_ptr<HandleObject> object, HANDLE handle)
 try
 {
     HandleTable& table = Table();
     const std::lock_guard lock(table.mutex);
-    HANDLE handle = reinterpret_cast<HANDLE>(table.next);
+    if (handle == nullptr)
+        handle = reinterpret_cast<HANDLE>(std::exchange(table.next, table.next + 4));
     table.objects.emplace(handle, std::move(object));
-    table.next += 4;
     return handle;
 }
 catch (const std::bad_alloc&)

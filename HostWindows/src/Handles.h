@@ -25,8 +25,8 @@ Result Refused(DWORD error)
     return Result{};
 }
 
-/// Gives the object a handle; null when there is no memory for it.
-HANDLE MakeHandle(std::unique_ptr<HandleObject> object);
+/// Gives the object a handle, a new one unless it is told; null when there is no memory for it.
+HANDLE MakeHandle(std::unique_ptr<HandleObject> object, HANDLE handle = nullptr);
 
 /// The object behind a handle, or null when it is none, or was closed; below, or is of another kind (last error 6).
 HandleObject* ObjectOf(HANDLE handle);

@@ -3,16 +3,12 @@
 // A named object is a file in the machine's folder `objects`. Each handle is an open file description with a shared
 // lock on it, so that the kernel tells whether anybody holds the object, and forgets a killed holder by itself. A file
 // that nobody holds is left over: the next creation replaces it by a new one, and views of the old one keep theirs.
-// One lock file makes creating, opening and closing atomic between the processes of a machine.
+// The folder's lock makes creating, opening and closing atomic between the processes of a machine.
 
-#include "Descriptor.h"
 #include "Handles.h"
 #include "Paths.h"
 #include "SharedFile.h"
 
-#include <map>
-#include <mutex>
-#include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -22,11 +18,11 @@ namespace
 {
 
 constexpr std::size_t longestFileName = 255;
-constexpr std::uint64_t viewGranularity = 0x10000;
 
+/// Made once: the last handle is closed in a destructor, which cannot tell that memory ran out.
 const std::string& ObjectFolder()
 {
-    static const std::string folder = MachineFolder() + "/objects";
+    static const std::string folder = MachineFolder() + "/objects/";
     return folder;
 }
 
@@ -47,30 +43,18 @@ DWORD PathOfName(std::u16string_view name, std::string& path)
             file += c == '/' ? "%2F" : "%25";
         else
             file += c;
-    path = ObjectFolder() + "/" + file;
+    path = ObjectFolder() + file;
     return file.size() > longestFileName ? ERROR_FILENAME_EXCED_RANGE : NO_ERROR;
 }
 
-/// All objects of the machine, locked against other processes and threads while it lives.
-class ObjectsLock
+/// All objects of the machine, locked against other processes and threads.
+FolderLock LockObjects()
 {
-public:
-    ObjectsLock()
-    {
-        // Made once: the last handle is closed in a destructor, which cannot tell that memory ran out.
-        static const std::string file = ObjectFolder() + "/.lock";
-        m_file.Open(file, O_RDWR | O_CREAT, 0666);
-        if (!m_file.IsOpen() && errno == ENOENT && (::mkdir(ObjectFolder().c_str(), 0777) == 0 || errno == EEXIST))
-            m_file.Open(file, O_RDWR | O_CREAT, 0666);
-        if (!m_file.IsOpen() || !m_file.Lock(F_WRLCK, F_OFD_SETLKW))
-            m_error = ErrorFromErrno(errno);
-    }
-    DWORD Error() const { return m_error; }
-
-private:
-    Descriptor m_file;
-    DWORD m_error = NO_ERROR;
-};
+    FolderLock lock(ObjectFolder());
+    if (lock.Error() == ERROR_PATH_NOT_FOUND && (::mkdir(ObjectFolder().c_str(), 0777) == 0 || errno == EEXIST))
+        lock = FolderLock(ObjectFolder());
+    return lock;
+}
 
 /// One handle of a mapping.
 struct Mapping : HandleObject
@@ -80,7 +64,7 @@ struct Mapping : HandleObject
     {
         if (path.empty() || !file.IsOpen())
             return;
-        const ObjectsLock objects;
+        const FolderLock objects = LockObjects();
         // Unlocked by hand: a view that is still mapped keeps the open file description, and with it the lock.
         file.Lock(F_UNLCK);
         if (objects.Error() == NO_ERROR && !file.IsLockedElsewhere())
@@ -144,7 +128,7 @@ HANDLE Open(std::unique_ptr<Mapping> object, LPCWSTR name, bool mayMake)
         error = MakeNew(*object);
     else
     {
-        const ObjectsLock objects;
+        const FolderLock objects = LockObjects();
         error = objects.Error();
         if (error == NO_ERROR && !OpenHeld(*object))
             error = mayMake ? known = NO_ERROR, MakeNew(*object) : ERROR_FILE_NOT_FOUND;
@@ -156,22 +140,23 @@ HANDLE Open(std::unique_ptr<Mapping> object, LPCWSTR name, bool mayMake)
     return MakeHandle(std::move(object));
 }
 
-/// The views of this process, by their address.
-struct Views
+/// A mapped part of this process's memory. It is found by its address, which no handle of another object is.
+struct View : HandleObject
 {
-    std::mutex mutex;
-    std::map<LPCVOID, std::size_t> sizes;
-};
-Views& AllViews()
-{
-    static auto* const views = new Views;
-    return *views;
-}
+    View(int descriptor, std::size_t bytes, int protection)
+        : address(::mmap(nullptr, bytes, protection, MAP_SHARED, descriptor, 0)),
+          size(bytes)
+    {
+    }
+    ~View() override
+    {
+        if (address != MAP_FAILED)
+            ::munmap(address, size);
+    }
 
-std::uint64_t Whole(DWORD high, DWORD low)
-{
-    return (std::uint64_t{high} << 32) | low;
-}
+    void* const address;
+    const std::size_t size;
+};
 
 } // namespace
 } // namespace hostwindows
@@ -184,7 +169,7 @@ CreateFileMappingW(HANDLE file, LPSECURITY_ATTRIBUTES, DWORD protection, DWORD s
     if (file != INVALID_HANDLE_VALUE)
         return Refused<HANDLE>(ERROR_INVALID_HANDLE);
     auto object = std::make_unique<Mapping>();
-    object->size = Whole(sizeHigh, sizeLow);
+    object->size = (std::uint64_t{sizeHigh} << 32) | sizeLow;
     object->isWritable = protection == PAGE_READWRITE;
     if (object->size == 0 || object->size > INT64_MAX || (!object->isWritable && protection != PAGE_READONLY))
         return Refused<HANDLE>(ERROR_INVALID_PARAMETER);
@@ -201,45 +186,25 @@ HANDLE OpenFileMappingW(DWORD access, BOOL, LPCWSTR name)
 }
 
 LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, SIZE_T bytes)
-try
 {
     const auto* object = ObjectOf<Mapping>(mapping);
     if (object == nullptr)
         return nullptr;
-    const std::uint64_t offset = Whole(offsetHigh, offsetLow);
-    if (offset % viewGranularity != 0)
+    if (offsetHigh != 0 || offsetLow != 0)
         return Refused<LPVOID>(ERROR_MAPPED_ALIGNMENT);
     // A view may reach to the end of the last page.
     const auto page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-    const std::uint64_t end = (object->size + page - 1) / page * page;
     const bool writes = (access & FILE_MAP_WRITE) != 0;
-    if (offset >= object->size || bytes > end - offset || (writes && !object->isWritable))
-        return Refused<LPVOID>(offset >= object->size ? ERROR_INVALID_PARAMETER : ERROR_ACCESS_DENIED);
-    Views& views = AllViews();
-    std::map<LPCVOID, std::size_t> added = {{nullptr, bytes == 0 ? object->size - offset : bytes}};
-    auto view = added.extract(added.begin());
-    void* address = ::mmap(
-        nullptr, view.mapped(), writes ? PROT_READ | PROT_WRITE : PROT_READ, MAP_SHARED, object->file.Number(),
-        static_cast<::off_t>(offset));
-    if (address == MAP_FAILED)
-        return Refused<LPVOID>(ErrorFromErrno(errno));
-    view.key() = address;
-    const std::lock_guard lock(views.mutex);
-    views.sizes.insert(std::move(view));
-    return address;
-}
-catch (const std::bad_alloc&)
-{
-    return Refused<LPVOID>(ERROR_NOT_ENOUGH_MEMORY);
+    if (bytes > (object->size + page - 1) / page * page || (writes && !object->isWritable))
+        return Refused<LPVOID>(ERROR_ACCESS_DENIED);
+    auto view = std::make_unique<View>(
+        object->file.Number(), bytes == 0 ? object->size : bytes, writes ? PROT_READ | PROT_WRITE : PROT_READ);
+    void* const address = view->address;
+    return address != MAP_FAILED ? MakeHandle(std::move(view), address) : Refused<LPVOID>(ErrorFromErrno(errno));
 }
 
 BOOL UnmapViewOfFile(LPCVOID address)
 {
-    Views& views = AllViews();
-    const std::lock_guard lock(views.mutex);
-    const auto view = views.sizes.extract(address);
-    if (view.empty())
-        return Refused(ERROR_INVALID_ADDRESS);
-    ::munmap(const_cast<void*>(address), view.mapped());
-    return TRUE;
+    const HANDLE view = const_cast<void*>(address);
+    return ObjectOf<View>(view) != nullptr ? ::CloseHandle(view) : Refused(ERROR_INVALID_ADDRESS);
 }

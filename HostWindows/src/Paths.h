@@ -32,6 +32,10 @@ FoundPath FindPath(std::u16string_view windowsPath);
 /// The same for a path that may be null, of what must exist: a missing file gives 2.
 FoundPath FindExisting(LPCWSTR windowsPath);
 
+/// UTF-8 is the 8-bit code page. A malformed sequence becomes U+FFFD.
+std::u16string Utf16FromUtf8(std::string_view text);
+std::string Utf8FromUtf16(std::u16string_view text, char32_t forLoneSurrogate = U'\xFFFD');
+
 inline bool IsSeparator(char16_t unit)
 {
     return unit == u'\\' || unit == u'/';
@@ -42,11 +46,13 @@ inline std::u16string_view ViewOf(LPCWSTR text)
     return text == nullptr ? std::u16string_view() : text;
 }
 
+/// The text of an 8-bit form; null is the empty one to all of them.
+inline std::u16string WideOf(LPCSTR text)
+{
+    return Utf16FromUtf8(text == nullptr ? "" : text);
+}
+
 /// The Windows spelling of a Linux path: below drive_c as C:\..., anything else as Z:\...
 std::u16string WindowsPath(std::string_view linuxPath);
-
-/// UTF-8 is the 8-bit code page. A malformed sequence becomes U+FFFD.
-std::u16string Utf16FromUtf8(std::string_view text);
-std::string Utf8FromUtf16(std::u16string_view text, char32_t forLoneSurrogate = U'\xFFFD');
 
 } // namespace hostwindows

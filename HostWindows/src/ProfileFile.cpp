@@ -363,24 +363,6 @@ bool Change(std::string& bytes, LPCWSTR section, LPCWSTR key, LPCWSTR value)
     });
 }
 
-/// Keeps other writers of a folder's profile files out while it lives. The folder itself is locked: nothing is left
-/// behind, and a killed process loses its lock. Whoever keeps it too long keeps the others from writing, not from going
-/// on.
-class WritersLock
-{
-public:
-    explicit WritersLock(const std::string& file)
-    {
-        m_folder.Open(file.substr(0, file.rfind('/') + 1), O_RDONLY | O_DIRECTORY);
-        m_mayWrite = !m_folder.IsOpen() || LockInTime(m_folder.Number());
-    }
-    bool MayWrite() const { return m_mayWrite; }
-
-private:
-    Descriptor m_folder;
-    bool m_mayWrite;
-};
-
 /// A null section only flushes, and nothing waits to be written here. @return 0 or the error code
 DWORD Write(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
 {
@@ -397,10 +379,8 @@ DWORD Write(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
     };
     if (changes())
     {
-        const WritersLock lock(path);
-        if (!lock.MayWrite())
-            return ERROR_SHARING_VIOLATION;
-        return changes() ? ReplaceWholeFile(path, bytes) : error; // of what others have written meanwhile
+        const FolderLock lock(FolderOf(path));
+        return changes() ? ReplaceWholeFile(lock, path, bytes) : error; // of what others have written meanwhile
     }
     if (error != NO_ERROR)
         return error;

@@ -143,12 +143,6 @@ KeyId FindBelow(RegistryStore& store, HKEY parent, LPCWSTR path)
     return found ? *found : throw RegistryFailure{ERROR_FILE_NOT_FOUND};
 }
 
-/// A text of the 8-bit forms. Null is the empty one to all of them.
-std::u16string Wide(LPCSTR text)
-{
-    return Utf16FromUtf8(text == nullptr ? "" : text);
-}
-
 } // namespace
 } // namespace hostwindows
 
@@ -156,7 +150,7 @@ using namespace hostwindows;
 
 LSTATUS RegOpenKeyExA(HKEY parent, LPCSTR path, DWORD options, REGSAM access, PHKEY key)
 {
-    return ::RegOpenKeyExW(parent, Wide(path).c_str(), options, access, key);
+    return ::RegOpenKeyExW(parent, WideOf(path).c_str(), options, access, key);
 }
 
 LSTATUS RegOpenKeyExW(HKEY parent, LPCWSTR path, DWORD, REGSAM access, PHKEY key)
@@ -178,7 +172,7 @@ LSTATUS RegCreateKeyExA(
     PHKEY key, LPDWORD disposition)
 {
     return ::RegCreateKeyExW(
-        parent, Wide(path).c_str(), reserved, nullptr, options, access, attributes, key, disposition);
+        parent, WideOf(path).c_str(), reserved, nullptr, options, access, attributes, key, disposition);
 }
 
 LSTATUS RegCreateKeyExW(
@@ -212,7 +206,7 @@ LSTATUS RegCloseKey(HKEY key)
 
 LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size)
 {
-    return QueryValue<char>(key, Wide(name), reserved, type, data, size);
+    return QueryValue<char>(key, WideOf(name), reserved, type, data, size);
 }
 
 LSTATUS RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size)
@@ -229,7 +223,7 @@ LSTATUS RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const 
         data = reinterpret_cast<const BYTE*>(wide.data());
         size = static_cast<DWORD>(wide.size() * sizeof(char16_t));
     }
-    return ::RegSetValueExW(key, Wide(name).c_str(), reserved, type, data, size);
+    return ::RegSetValueExW(key, WideOf(name).c_str(), reserved, type, data, size);
 }
 
 LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* data, DWORD size)
@@ -245,7 +239,7 @@ LSTATUS RegSetValueExW(HKEY key, LPCWSTR name, DWORD, DWORD type, const BYTE* da
 
 LSTATUS RegDeleteValueA(HKEY key, LPCSTR name)
 {
-    return ::RegDeleteValueW(key, Wide(name).c_str());
+    return ::RegDeleteValueW(key, WideOf(name).c_str());
 }
 
 LSTATUS RegDeleteValueW(HKEY key, LPCWSTR name)

@@ -27,16 +27,20 @@ constexpr int patienceMilliseconds = 2000;
 constexpr std::size_t largestFile = std::size_t{64} * 1024 * 1024;
 constexpr ::mode_t writeBits = S_IWUSR | S_IWGRP | S_IWOTH;
 
-void SleepOneMillisecond()
+/// Takes a file's one lock, which goes with the descriptor; true as well on a file system without locks, where there is
+/// nothing to keep apart. @return false when another has kept it all the time
+bool LockInTime(int descriptor)
 {
-    const ::timespec millisecond{0, 1000000};
-    ::nanosleep(&millisecond, nullptr);
-}
-
-/// Takes the file's lock unless another has it; on a file system without locks there is nothing to keep apart.
-bool LockAtOnce(int descriptor)
-{
-    return ::flock(descriptor, LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR);
+    constexpr ::timespec millisecond{0, 1000000};
+    for (int waited = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++waited)
+    {
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return true;
+        if (waited == patienceMilliseconds)
+            return false;
+        ::nanosleep(&millisecond, nullptr);
+    }
+    return true;
 }
 
 bool ClaimSharing(const Descriptor& file, DWORD access, DWORD sharing)
@@ -73,72 +77,17 @@ bool ClaimSharing(const Descriptor& file, DWORD access, DWORD sharing)
     return true;
 }
 
-/// The sibling that becomes the new file. Its writer holds its lock; one whose lock is free was left by a killed
-/// writer and is removed. Its name is the same each time, so that no second one can be left behind.
-class Sibling
+/// Gives a new file the owner, if that can be, and the mode of another.
+DWORD TakeAfter(int descriptor, const struct ::stat& other)
 {
-public:
-    explicit Sibling(const std::string& path)
-    {
-        constexpr std::size_t longestName = 240;
-        const std::size_t nameAt = path.rfind('/') + 1;
-        m_path = path.substr(0, nameAt) + "." + path.substr(nameAt, longestName) + ".new";
-    }
-    Sibling(const Sibling&) = delete;
-    Sibling& operator=(const Sibling&) = delete;
-    ~Sibling()
-    {
-        if (m_file.IsOpen() && !m_placed)
-            ::unlink(m_path.c_str());
-    }
-
-    DWORD Create()
-    {
-        for (int waited = 0; waited < patienceMilliseconds; ++waited)
-        {
-            m_file.Open(m_path, O_WRONLY | O_CREAT | O_EXCL, 0666);
-            if (m_file.IsOpen())
-            {
-                if (LockAtOnce(Number()) && ::fstat(Number(), &m_status) == 0 && m_status.st_nlink != 0)
-                    return NO_ERROR;
-                m_file = Descriptor(); // taken for a leftover between the two calls
-            }
-            else if (errno != EEXIST)
-                return ErrorFromErrno(errno);
-            else if (HasWriter())
-                SleepOneMillisecond();
-            else if (::unlink(m_path.c_str()) != 0 && errno != ENOENT)
-                return ErrorFromErrno(errno);
-        }
-        return ERROR_SHARING_VIOLATION;
-    }
-
-    DWORD Place(const std::string& path)
-    {
-        m_placed = ::rename(m_path.c_str(), path.c_str()) == 0;
-        return m_placed ? NO_ERROR : ErrorFromErrno(errno);
-    }
-
-    int Number() const { return m_file.Number(); }
-    const struct ::stat& Status() const { return m_status; } ///< as it was made
-
-private:
-    /// A link, or what is closed to us, has none.
-    bool HasWriter() const
-    {
-        Descriptor left;
-        left.Open(m_path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-        struct ::stat opened;
-        struct ::stat named;
-        return left.IsOpen() && (!LockAtOnce(left.Number()) || ::fstat(left.Number(), &opened) != 0 ||
-                                 ::lstat(m_path.c_str(), &named) != 0 || opened.st_ino != named.st_ino);
-    }
-
-    std::string m_path;
-    struct ::stat m_status = {};
-    Descriptor m_file;
-    bool m_placed = false;
-};
+    struct ::stat made;
+    if (::fstat(descriptor, &made) != 0)
+        return ErrorFromErrno(errno);
+    if (other.st_uid != made.st_uid || other.st_gid != made.st_gid)
+        (void)!::fchown(descriptor, other.st_uid, other.st_gid);
+    const bool same = other.st_mode == made.st_mode;
+    return same || ::fchmod(descriptor, other.st_mode & 07777) == 0 ? NO_ERROR : ErrorFromErrno(errno);
+}
 
 } // namespace
 
@@ -177,15 +126,18 @@ DWORD OpenShared(Descriptor& file, const std::string& path, DWORD access, DWORD 
     return NO_ERROR;
 }
 
-bool LockInTime(int descriptor)
+std::string FolderOf(const std::string& path)
 {
-    for (int waited = 0; !LockAtOnce(descriptor); ++waited)
-    {
-        if (waited == patienceMilliseconds)
-            return false;
-        SleepOneMillisecond();
-    }
-    return true;
+    return path.find('/') == std::string::npos ? "./" : path.substr(0, path.rfind('/') + 1);
+}
+
+FolderLock::FolderLock(const std::string& folder)
+{
+    m_folder.Open(folder, O_RDONLY | O_DIRECTORY);
+    if (!m_folder.IsOpen())
+        m_error = errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno);
+    else if (!LockInTime(m_folder.Number()))
+        m_error = ERROR_SHARING_VIOLATION;
 }
 
 DWORD ErrorFromErrno(int number)
@@ -265,24 +217,19 @@ DWORD KeptFile::Read(const std::string& path)
 
 DWORD KeptFile::ReadToEnd()
 {
-    m_bytes.clear();
+    // At first one byte more than there is, so that the end shows in the first call; more when it grows meanwhile.
     std::size_t filled = 0;
-    auto room = static_cast<std::size_t>(m_status.st_size) + 1; // one more: the end shows in the first call
-    for (::ssize_t count = 0; count < 0 || filled == m_bytes.size();)
+    for (auto room = static_cast<std::size_t>(m_status.st_size) + 1; room <= largestFile + 1; room *= 2)
     {
-        if (filled == m_bytes.size()) // at first, and when it grows meanwhile
-        {
-            if (room > largestFile + 1)
-                return ERROR_NOT_ENOUGH_MEMORY;
-            m_bytes.resize(std::exchange(room, 2 * room));
-        }
-        count = ::read(m_file.Number(), m_bytes.data() + filled, m_bytes.size() - filled);
-        if (count < 0 && errno != EINTR)
+        m_bytes.resize(room);
+        const ::ssize_t count = m_file.Read(m_bytes.data() + filled, room - filled);
+        if (count < 0)
             return ErrorFromErrno(errno);
-        filled += count < 0 ? 0 : static_cast<std::size_t>(count);
+        filled += static_cast<std::size_t>(count);
+        if (filled < room)
+            return m_bytes.resize(filled), NO_ERROR;
     }
-    m_bytes.resize(filled);
-    return NO_ERROR;
+    return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 DWORD ReadWholeFile(const std::string& path, std::string& bytes)
@@ -293,8 +240,10 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes)
     return error;
 }
 
-DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
+DWORD ReplaceWholeFile(const FolderLock& lock, const std::string& path, std::string_view bytes)
 {
+    if (lock.Error() != NO_ERROR)
+        return lock.Error();
     // The old file is held while it is replaced. A link is replaced itself: what it points to is none of ours.
     Descriptor old;
     struct ::stat status;
@@ -303,17 +252,25 @@ DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
             error != NO_ERROR && error != ERROR_FILE_NOT_FOUND)
             return error;
 
-    Sibling sibling(path);
-    if (const DWORD error = sibling.Create(); error != NO_ERROR)
-        return error == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : error;
-    if (const DWORD error = WriteAll(sibling.Number(), bytes); error != NO_ERROR)
-        return error;
-    const struct ::stat& made = sibling.Status();
-    if (old.IsOpen() && (status.st_uid != made.st_uid || status.st_gid != made.st_gid))
-        (void)!::fchown(sibling.Number(), status.st_uid, status.st_gid);
-    if (old.IsOpen() && status.st_mode != made.st_mode && ::fchmod(sibling.Number(), status.st_mode & 07777) != 0)
+    // Of the same name each time: what is there was left by a killed writer, which no second one can be.
+    constexpr std::size_t longestName = 240;
+    const std::size_t nameAt = path.rfind('/') + 1;
+    const std::string sibling = path.substr(0, nameAt) + "." + path.substr(nameAt, longestName) + ".new";
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL;
+    Descriptor file;
+    file.Open(sibling, flags, 0666);
+    if (!file.IsOpen() && errno == EEXIST && ::unlink(sibling.c_str()) == 0)
+        file.Open(sibling, flags, 0666);
+    if (!file.IsOpen())
         return ErrorFromErrno(errno);
-    return sibling.Place(path);
+    DWORD error = WriteAll(file.Number(), bytes);
+    if (error == NO_ERROR && old.IsOpen())
+        error = TakeAfter(file.Number(), status);
+    if (error == NO_ERROR && ::rename(sibling.c_str(), path.c_str()) != 0)
+        error = ErrorFromErrno(errno);
+    if (error != NO_ERROR)
+        ::unlink(sibling.c_str());
+    return error;
 }
 
 } // namespace hostwindows

@@ -18,9 +18,23 @@ namespace hostwindows
 /// @return 0 or the Windows error code: 2, 3, 5, 32 ...
 DWORD OpenShared(Descriptor& file, const std::string& path, DWORD access, DWORD sharing, int flags = 0);
 
-/// Takes a file's one lock, which goes with the descriptor; true as well on a file system without locks.
-/// @return false when another has kept it for two seconds
-bool LockInTime(int descriptor);
+/// Keeps others that take it out of a folder while it lives. The folder itself is locked: nothing is left behind, and a
+/// killed process loses its lock.
+class FolderLock
+{
+public:
+    /// Needs no memory.
+    explicit FolderLock(const std::string& folder);
+    /// 0 or why it is not held: 3 without the folder, 32 when another has kept it for two seconds ...
+    DWORD Error() const { return m_error; }
+
+private:
+    Descriptor m_folder;
+    DWORD m_error = NO_ERROR;
+};
+
+/// The folder that a Linux path lies in.
+std::string FolderOf(const std::string& path);
 
 /// The Windows error code of an errno value.
 DWORD ErrorFromErrno(int number);
@@ -56,6 +70,11 @@ DWORD ReadWholeFile(const std::string& path, std::string& bytes);
 
 /// Replaces a file whole, or leaves it as it was: a sibling is written and renamed over it. An existing file keeps its
 /// mode; a read-only one, or one held open without write sharing, is refused (5, 32). @return 0 or the error code
-DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes);
+/// @param lock  of the file's folder: one writer at a time
+DWORD ReplaceWholeFile(const FolderLock& lock, const std::string& path, std::string_view bytes);
+inline DWORD ReplaceWholeFile(const std::string& path, std::string_view bytes)
+{
+    return ReplaceWholeFile(FolderLock(FolderOf(path)), path, bytes);
+}
 
 } // namespace hostwindows

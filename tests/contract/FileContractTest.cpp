@@ -92,9 +92,7 @@ TEST_F(FileContract, OpeningTellsWhatIsThere)
 
 TEST_F(FileContract, CreationEmptiesAndReadOnlyRefusesEveryChange)
 {
-    EXPECT_EQ(FILE_ATTRIBUTE_ARCHIVE, ::GetFileAttributesW(m_file.c_str()));
     test::SetReadOnly(m_file, true);
-    EXPECT_EQ(FILE_ATTRIBUTE_ARCHIVE | FILE_ATTRIBUTE_READONLY, ::GetFileAttributesW(m_file.c_str()));
     EXPECT_EQ(ERROR_ACCESS_DENIED, Opened(m_file, GENERIC_WRITE, shareBoth).error);
     EXPECT_EQ(ERROR_ACCESS_DENIED, Opened(m_file, GENERIC_WRITE, shareBoth, CREATE_ALWAYS).error);
     EXPECT_EQ(ERROR_ACCESS_DENIED, DeleteError(m_file));

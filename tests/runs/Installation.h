@@ -95,7 +95,7 @@ private:
                 ::RegDeleteTreeW(hive, keys);
         for (const Wide& file : {Wide(wiaStorage), Wide(deviceXml), DebugIni(), LogFile()})
         {
-            ::SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+            test::SetReadOnly(file, false);
             ::DeleteFileW(file.c_str());
         }
     }

@@ -129,11 +129,6 @@ void WriteFileBytes(const Wide& path, std::string_view bytes)
     EXPECT_TRUE(written && count == bytes.size()) << "cannot write " << ToUtf8(path) << ": " << ::GetLastError();
 }
 
-void SetReadOnly(const Wide& path, bool readOnly)
-{
-    EXPECT_NE(0, ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL));
-}
-
 PrivateRegistry::PrivateRegistry()
 {
     ::RegDeleteTreeW(HKEY_CURRENT_USER, registryScratch);

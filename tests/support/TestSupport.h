@@ -63,7 +63,7 @@ std::string ReadFileBytes(const Wide& path);
 void WriteFileBytes(const Wide& path, std::string_view bytes);
 /// Copies a file; a program stays one that can be started.
 void CopyFileTo(const Wide& from, const Wide& to);
-/// Sets or clears the read-only mark of a file.
+/// Sets or clears the read-only mark of a file, if it is there.
 void SetReadOnly(const Wide& path, bool readOnly);
 
 /// HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE of this process point to new empty keys until the end.

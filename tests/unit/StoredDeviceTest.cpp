@@ -31,7 +31,7 @@ protected:
     void SetUp() override { TearDown(); }
     void TearDown() override
     {
-        ::SetFileAttributesW(m_config.c_str(), FILE_ATTRIBUTE_NORMAL);
+        test::SetReadOnly(m_config, false);
         ::DeleteFileW(m_config.c_str());
         ::RemoveDirectoryW(m_deviceXml.c_str());
         ::DeleteFileW(m_deviceXml.c_str());

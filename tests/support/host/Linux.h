@@ -4,18 +4,19 @@
 #include "TestSupport.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 namespace test
 {
 
-/// Of a path on drive Z.
+/// Of a path whose letter case is right.
 inline std::string LinuxPath(const Wide& windowsPath)
 {
     std::string path = ToUtf8(windowsPath).substr(2);
     std::replace(path.begin(), path.end(), '\\', '/');
-    return path;
+    return windowsPath.front() == 'C' ? std::getenv("HOSTWINDOWS_ROOT") + ("/drive_c" + path) : path;
 }
 
 inline std::string FileText(const std::filesystem::path& path)

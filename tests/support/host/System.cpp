@@ -75,6 +75,16 @@ void CopyFileTo(const Wide& from, const Wide& to)
     EXPECT_FALSE(error) << ToUtf8(from) << ": " << error.message();
 }
 
+void SetReadOnly(const Wide& path, bool readOnly)
+{
+    constexpr fs::perms everybody = fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write;
+    std::error_code ignored;
+    if (readOnly)
+        fs::permissions(LinuxPath(path), everybody, fs::perm_options::remove, ignored);
+    else
+        fs::permissions(LinuxPath(path), fs::perms::owner_write, fs::perm_options::add, ignored);
+}
+
 void StartDebugConsoleCapture()
 {
     consoleCalls.clear();

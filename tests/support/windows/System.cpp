@@ -73,6 +73,11 @@ void CopyFileTo(const Wide& from, const Wide& to)
     EXPECT_NE(0, ::CopyFileW(from.c_str(), to.c_str(), FALSE)) << ToUtf8(from) << ": " << ::GetLastError();
 }
 
+void SetReadOnly(const Wide& path, bool readOnly)
+{
+    ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL);
+}
+
 void StartDebugConsoleCapture()
 {
     const std::lock_guard lock(consoleMutex);
