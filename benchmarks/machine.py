@@ -11,6 +11,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 DEBUG_INI = "[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n[Format]\r\nShowTime=1\r\nShowModule=1\r\n"
 SINGLE = "[Settings]\r\nProductName=Quellon Weir C40\r\nVendorName=Quellon\r\nModelName=Weir C40 Series\r\nMode=0\r\n"
 DIALOG = ["/L", "en"]
+TEXT_END = (r'(?<=Module )|(?= logs to )|(?<=file ")|(?="\. For)|(?=\. (?:For settings|Logging))|(?<=see: )|(?<=}: )'
+            r'|(?<!exist[.!])(?=\r\n)|(?<=\n)(?!\Z)')
 # The settings, the run before, the run itself, and whether another agent is there to refuse it.
 KINDS = {
     "single": (SINGLE, DIALOG, DIALOG, False),
@@ -73,6 +75,9 @@ class Machine:
                      data + "QLScan/Quellon Generic Scan Driver/Config.ini"):
             if os.path.exists(file):
                 shutil.copy(file, self.folder + "/recorded")
+        console = self.folder + "/recorded/console.txt"
+        if os.path.exists(console):  # where one text ends that a logger hands over, and the next begins
+            write(console, re.sub(TEXT_END, "\0", read(console)))
         log = read(self.folder + "/recorded/Log.txt")
         filter_text = re.search(r"contentFilterOption.*?(<\?xml.*?</option>)", log, re.DOTALL)
         if filter_text:

@@ -76,7 +76,8 @@ def in_turn(rounds, *sides):
 def whole_run(folder, kind):
     settings, before, arguments, refused = machine.KINDS[kind]
     on = machine.Machine(folder, PROGRAMS, UPDATER, settings)
-    on.run(on.agent(before))
+    for usual in (before, arguments):  # the first run of a kind leaves what the next ones find
+        on.run(on.agent(usual))
     time.sleep(2.1)  # a profile file that was just written is read each time
     with machine.OtherAgent(on) if refused else contextlib.nullcontext():
         on.record(arguments, int(refused))
@@ -110,11 +111,11 @@ def under_wine(folder):
         if not os.path.exists(needed):
             raise RuntimeError(f"there is no {needed}")
     host = machine.Machine(folder + "/host", PROGRAMS, UPDATER, machine.SINGLE)
-    host.run(host.agent(machine.DIALOG))  # for the console's text, which Wine shows nobody
+    host.record(machine.DIALOG)  # for the console's texts, which Wine shows nobody
     on = machine.WineMachine(folder, WINDOWS + "/bin", WINDOWS + "/bin/Hueward.exe", machine.SINGLE)
     try:
         on.record(machine.DIALOG)
-        shutil.copy(host.folder + "/console.txt", folder + "/recorded")
+        shutil.copy(host.folder + "/recorded/console.txt", folder + "/recorded")
         bare = [on.wine, bare, on.windows_path("recorded"), on.windows_path("program")]
         return in_turn(21, lambda: on.run(on.agent(machine.DIALOG)), lambda: on.run(bare))
     finally:

@@ -1,10 +1,10 @@
 // Run MODE RECORDED PROGRAM: the bare program. It makes the library calls of one agent run on the machine and leaves
 // the same rows, device.xml, Config.ini and log lines, as cheaply as they can be had: what the agent works out is read
 // from RECORDED, the folder that an agent's run was copied to. Nothing that the agent owes is left out: one agent at a
-// time, each registry value its own transaction, whole files in place of old ones, one write for each log line.
+// time, each registry value its own transaction, whole files in place of old ones, one write for each log line and for
+// each text of the console.
 #include "Files.h"
-
-#include <FindwellDlg.h>
+#include "Recorded.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -100,28 +100,6 @@ std::string Element(const WCHAR* text, const char* name)
     return content;
 }
 
-/// Reads each device's text; whether it is one to show is in the recorded answers.
-class Handler : public IAppHandler
-{
-public:
-    explicit Handler(std::string recorded) : m_recorded(std::move(recorded)) {}
-    std::uint32_t CheckDevice(const WCHAR* deviceXml, const void*) override
-    {
-        Element(deviceXml, "deviceid");
-        m_at = m_recorded.find(" -> ", m_recorded.find("CheckDevice(", m_at)) + 4;
-        return m_recorded.at(m_at) == '1';
-    }
-    std::uint32_t HandleEvent(const WCHAR* event, std::uint32_t, std::uint32_t, std::uint32_t* out) override
-    {
-        *out = event[0] == 'a' ? 1 : 0;
-        return *out != 0 ? 6 : 0;
-    }
-
-private:
-    std::string m_recorded;
-    std::size_t m_at = 0;
-};
-
 /// The registry's rows: read once, and written again one by one.
 class Rows
 {
@@ -203,16 +181,13 @@ private:
     std::string m_path;
 };
 
-/// What goes to the debugger's console is there when the call returns: a write for each line.
-void WriteConsole(std::string_view recorded)
+void WriteConsole(const std::string& recorded)
 {
     const int file = ::open(std::getenv("HOSTWINDOWS_DEBUG_CONSOLE"), O_WRONLY | O_APPEND | O_CREAT, 0666);
-    for (std::size_t end = 0; !recorded.empty(); recorded.remove_prefix(end))
-    {
-        end = std::min(recorded.find('\n'), recorded.size() - 1) + 1;
-        if (::write(file, recorded.data(), end) != static_cast<::ssize_t>(end))
+    ForEachText(recorded, [file](const char* text, std::size_t length) {
+        if (::write(file, text, length) != static_cast<::ssize_t>(length))
             std::abort();
-    }
+    });
     ::close(file);
 }
 
@@ -259,14 +234,17 @@ int main(int, char** arguments)
         log.WriteTo("contentFilterOption");
         std::uint32_t result = 0;
         WCHAR* list = nullptr;
-        Handler handler(ReadWhole(recorded + "library.txt"));
+        Handler handler(ReadWhole(recorded + "library.txt"), [](const WCHAR* text) { Element(text, "deviceid"); });
         getDeviceList(0, "en", Widened(ReadWhole(recorded + "Filter.xml")).c_str(), &result, &list, &handler);
         if (Element(list, "deviceid").empty())
             return 1;
         log.WriteTo("triple-quoted");
         char* updater[] = {const_cast<char*>("Hueward.exe"), nullptr};
+        ::posix_spawn_file_actions_t actions;
+        ::posix_spawn_file_actions_init(&actions);
+        ::posix_spawn_file_actions_addchdir_np(&actions, program.c_str()); // it writes there
         ::pid_t child = 0;
-        ::posix_spawn(&child, (program + "Hueward.exe").c_str(), nullptr, nullptr, updater, environ);
+        ::posix_spawn(&child, (program + "Hueward.exe").c_str(), &actions, nullptr, updater, environ);
         log.WriteTo("Hueward");
         ReplaceWhole(data + "Quellon/ScanKELV/device.xml", ReadWhole(recorded + "device.xml"));
         ::chmod((data + "Quellon/ScanKELV").c_str(), 0777);

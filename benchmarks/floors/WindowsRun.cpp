@@ -1,6 +1,6 @@
 // WindowsRun RECORDED PROGRAM: an empty Windows program plus the calls that a dialog run in single-model mode must
 // make. What the agent works out is read from RECORDED, the folder that an agent's run was copied to.
-#include <FindwellDlg.h>
+#include "Recorded.h"
 
 #include <msxml.h>
 #include <objbase.h>
@@ -26,17 +26,14 @@ std::string ReadWhole(const Wide& path)
     return bytes;
 }
 
-/// One write for each line, to the end of the file or to the debugger.
+/// One write for each line.
 void WriteLines(HANDLE file, const std::string& lines)
 {
     for (std::size_t begin = 0, end = 0; begin < lines.size(); begin = end)
     {
         end = std::min(lines.find('\n', begin), lines.size() - 1) + 1;
         DWORD count = 0;
-        if (file == nullptr)
-            ::OutputDebugStringA(lines.substr(begin, end - begin).c_str());
-        else
-            ::WriteFile(file, lines.data() + begin, static_cast<DWORD>(end - begin), &count, nullptr);
+        ::WriteFile(file, lines.data() + begin, static_cast<DWORD>(end - begin), &count, nullptr);
     }
 }
 
@@ -62,28 +59,6 @@ IXMLDOMDocument* Parse(const WCHAR* text, const WCHAR* query)
     ::SysFreeString(source);
     return document;
 }
-
-/// Reads each device's text; whether it is one to show is in the recorded answers.
-class Handler : public IAppHandler
-{
-public:
-    explicit Handler(std::string recorded) : m_recorded(std::move(recorded)) {}
-    std::uint32_t CheckDevice(const WCHAR* deviceXml, const void*) override
-    {
-        Parse(deviceXml, L"//deviceid")->Release();
-        m_at = m_recorded.find(" -> ", m_recorded.find("CheckDevice(", m_at)) + 4;
-        return m_recorded.at(m_at) == '1';
-    }
-    std::uint32_t HandleEvent(const WCHAR* event, std::uint32_t, std::uint32_t, std::uint32_t* out) override
-    {
-        *out = event[0] == 'a' ? 1 : 0;
-        return *out != 0 ? 6 : 0;
-    }
-
-private:
-    std::string m_recorded;
-    std::size_t m_at = 0;
-};
 
 /// The values of the stored device, read and written again one by one.
 void WriteAgain(const Wide& path)
@@ -119,7 +94,8 @@ int main()
     const Wide logPath = local + Wide(L"\\ScanKELV\\Log.txt");
     const HANDLE log = ::CreateFileW(
         logPath.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, 0, nullptr);
-    WriteLines(nullptr, ReadWhole(recorded + L"console.txt"));
+    benchmarks::ForEachText(
+        ReadWhole(recorded + L"console.txt"), [](const char* text, std::size_t) { ::OutputDebugStringA(text); });
     WriteLines(log, ReadWhole(recorded + L"Log.txt"));
     ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, L"Local\\ScanKELVBenchmark");
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
@@ -131,7 +107,8 @@ int main()
     const auto getDeviceList = reinterpret_cast<GetDeviceList_LCodeFunction*>(resolve("GetDeviceList_LCode"));
     const auto freeDeviceList = reinterpret_cast<FreeDeviceListFunction*>(resolve("FreeDeviceList"));
     const std::string filter = ReadWhole(recorded + L"Filter.xml");
-    Handler handler(ReadWhole(recorded + L"library.txt"));
+    benchmarks::Handler handler(
+        ReadWhole(recorded + L"library.txt"), [](const WCHAR* text) { Parse(text, L"//deviceid")->Release(); });
     std::uint32_t result = 0;
     WCHAR* list = nullptr;
     getDeviceList(0, "en", Wide(filter.begin(), filter.end()).c_str(), &result, &list, &handler);
