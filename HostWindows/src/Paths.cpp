@@ -98,10 +98,9 @@ std::string SearchFolder(const std::string& folder, std::u16string_view componen
 /// Whether something is there; if not, errno says why.
 bool Take(FoundPath& found, std::string path)
 {
-    struct ::stat status;
     found.path = std::move(path);
-    found.exists = ::stat(found.path.c_str(), &status) == 0;
-    found.isFolder = found.exists && S_ISDIR(status.st_mode);
+    found.exists = ::stat(found.path.c_str(), &found.status) == 0;
+    found.isFolder = found.exists && S_ISDIR(found.status.st_mode);
     return found.exists;
 }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <windows.h>
 
 namespace hostwindows
@@ -24,6 +25,7 @@ struct FoundPath
     bool exists = false;       ///< the last component exists
     bool isFolder = false;     ///< and is a folder
     bool folderNeeded = false; ///< the path ended in a separator
+    struct ::stat status = {}; ///< of what exists
 };
 
 /// Drive C: is the machine's `drive_c`, drive Z: the Linux root; letter case is ignored, "/" is a separator too, and a

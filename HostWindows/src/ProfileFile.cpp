@@ -218,21 +218,20 @@ auto WithText(std::string_view bytes, Use use)
     return use(bytes.substr(mark), mark);
 }
 
-/// @return the Linux path, or empty with the error code
-std::string PathOf(LPCWSTR file, DWORD& error)
+FoundPath FileOf(LPCWSTR file)
 {
     std::u16string name(ViewOf(file));
-    error = ERROR_ACCESS_DENIED;
     if (name.empty())
-        return {};
+        return {{}, ERROR_ACCESS_DENIED};
     if (name.find_first_of(u"\\/:") == std::u16string::npos)
     {
         ::mkdir((MachineFolder() + "/drive_c/windows").c_str(), 0777);
         name.insert(0, u"C:\\windows\\");
     }
     FoundPath found = FindPath(name);
-    error = found.error == NO_ERROR && found.isFolder ? ERROR_ACCESS_DENIED : found.error;
-    return error == NO_ERROR ? found.path : std::string();
+    if (found.error == NO_ERROR && found.isFolder)
+        found.error = ERROR_ACCESS_DENIED;
+    return found;
 }
 
 /// What a file holds: nothing, and why, when it cannot be read. One reader at a time has it.
@@ -243,23 +242,18 @@ struct Contents
     std::string_view bytes;
 };
 
-Contents ContentsAt(const std::string& path)
+Contents ContentsOf(const FoundPath& found)
 {
+    if (found.error != NO_ERROR)
+        return {{}, found.error, {}};
     static std::mutex mutex;
     // The file read last, since a run reads many keys of few files. It is not destroyed: static owners may still read
     // at the process's end.
     static KeptFile& last = *new KeptFile;
     [[maybe_unused]] static const int closedThere = std::atexit([] { last.Close(); });
     std::unique_lock turn(mutex);
-    const DWORD error = last.Read(path);
+    const DWORD error = last.Read(found.path, found.status);
     return {std::move(turn), error, error == NO_ERROR ? std::string_view(last.Bytes()) : std::string_view()};
-}
-
-Contents ContentsOf(LPCWSTR file)
-{
-    DWORD error = NO_ERROR;
-    const std::string path = PathOf(file, error);
-    return path.empty() ? Contents{{}, error, {}} : ContentsAt(path);
 }
 
 std::optional<std::u16string> ReadValue(std::string_view bytes, LPCWSTR section, LPCWSTR key)
@@ -366,13 +360,15 @@ bool Change(std::string& bytes, LPCWSTR section, LPCWSTR key, LPCWSTR value)
 /// A null section only flushes, and nothing waits to be written here. @return 0 or the error code
 DWORD Write(LPCWSTR section, LPCWSTR key, LPCWSTR value, LPCWSTR file)
 {
+    if (section == nullptr)
+        return ERROR_FILE_NOT_FOUND;
     DWORD error = NO_ERROR;
-    const std::string path = section == nullptr ? std::string() : PathOf(file, error);
-    if (path.empty())
-        return section == nullptr ? ERROR_FILE_NOT_FOUND : error;
+    std::string path;
     std::string bytes;
     const auto changes = [&] {
-        const Contents read = ContentsAt(path);
+        FoundPath found = FileOf(file);
+        const Contents read = ContentsOf(found);
+        path = std::move(found.path);
         error = read.error == ERROR_FILE_NOT_FOUND ? NO_ERROR : read.error;
         bytes = read.bytes;
         return error == NO_ERROR && Change(bytes, section, key, value);
@@ -397,7 +393,7 @@ using namespace hostwindows;
 
 UINT GetPrivateProfileIntW(LPCWSTR section, LPCWSTR key, INT preset, LPCWSTR file)
 {
-    const Contents read = ContentsOf(file);
+    const Contents read = ContentsOf(FileOf(file));
     ::SetLastError(read.error);
     const auto text = ReadValue(read.bytes, section, key);
     return text && !text->empty() ? NumberIn(*text) : static_cast<UINT>(preset);
@@ -414,7 +410,7 @@ DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR preset, LPW
     if (size == 0)
         return 0;
     const bool list = section == nullptr || key == nullptr;
-    const Contents read = ContentsOf(file);
+    const Contents read = ContentsOf(FileOf(file));
     std::optional<std::u16string> text = list ? ReadNames(read.bytes, section) : ReadValue(read.bytes, section, key);
     if (!text)
     {

@@ -185,11 +185,9 @@ DWORD WriteAll(int descriptor, std::string_view bytes)
     return NO_ERROR;
 }
 
-DWORD KeptFile::Read(const std::string& path)
+DWORD KeptFile::Read(const std::string& path, const struct ::stat& now)
 {
-    struct ::stat now;
-    const bool same = !m_path.empty() && path == m_path && ::stat(path.c_str(), &now) == 0 &&
-                      now.st_ino == m_status.st_ino && now.st_dev == m_status.st_dev &&
+    const bool same = path == m_path && now.st_ino == m_status.st_ino && now.st_dev == m_status.st_dev &&
                       now.st_size == m_status.st_size && now.st_ctim.tv_sec == m_status.st_ctim.tv_sec &&
                       now.st_ctim.tv_nsec == m_status.st_ctim.tv_nsec;
     if (!same)

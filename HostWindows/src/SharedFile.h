@@ -48,7 +48,8 @@ class KeptFile
 public:
     /// @return 0 or the error code: 32 when an opening that is not shared for reading holds the file, 8 when it is
     /// above 64 MiB ...; the bytes are then of no meaning
-    DWORD Read(const std::string& path);
+    /// @param now  what the path's status has just been
+    DWORD Read(const std::string& path, const struct ::stat& now = {});
     std::string& Bytes() { return m_bytes; }
     void Close()
     {
