@@ -105,17 +105,6 @@ protected:
                (alone != 0 ? ""
                            : ", " + std::to_string(size) + " bytes of type " + std::to_string(type) + ", " + buffer);
     }
-    std::string Enumerate(HKEY key, DWORD index, DWORD room, DWORD dataRoom)
-    {
-        WCHAR name[8] = OLESTR("****"), valueName[8] = OLESTR("****");
-        DWORD length = room, valueLength = room, size = dataRoom, type = 99;
-        BYTE data[8];
-        const LSTATUS keys = ::RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
-        const LSTATUS values = ::RegEnumValueW(key, index, valueName, &valueLength, nullptr, &type, data, &size);
-        return "key " + Name(keys) + " [" + test::ToUtf8(name) + "] " + std::to_string(length) + ", value " +
-               Name(values) + " [" + test::ToUtf8(valueName) + "] " + std::to_string(valueLength) + " with " +
-               std::to_string(size) + " bytes of type " + std::to_string(type) + "\n";
-    }
     std::string Answer(const std::string& given)
     {
         const std::map<std::string, REGSAM> rights = {
@@ -147,10 +136,6 @@ protected:
             return Name(Set(key, name, REG_BINARY, parts[3])) + "\n";
         if (word == "query")
             return Query(key, name, true, 16) + "\n";
-        if (word == "enumerate")
-            return Enumerate(
-                key, static_cast<DWORD>(std::stoul(parts[2])), static_cast<DWORD>(std::stoul(parts[3])),
-                static_cast<DWORD>(std::stoul(parts[4])));
         // "use": all that can be done with a value
         std::string answer = "query " + Query(key, name, true, 1);
         answer += ", set " + Name(Set(key, name, REG_BINARY, "1234"));

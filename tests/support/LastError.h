@@ -32,7 +32,6 @@ inline std::string ErrorName(DWORD error)
         {ERROR_BAD_PATHNAME, "BAD_PATHNAME"},
         {ERROR_ALREADY_EXISTS, "ALREADY_EXISTS"},
         {ERROR_MORE_DATA, "MORE_DATA"},
-        {ERROR_NO_MORE_ITEMS, "NO_MORE_ITEMS"},
         {ERROR_KEY_DELETED, "KEY_DELETED"},
         {ERROR_CHILD_MUST_BE_VOLATILE, "CHILD_MUST_BE_VOLATILE"}};
     for (const auto& [code, name] : names)
