@@ -145,11 +145,9 @@ class OtherAgent:
         os.makedirs(objects, exist_ok=True)
 
     def __enter__(self):
-        set_lock_of_this_opening = 37
         self.file = os.open(self.path, os.O_RDWR | os.O_CREAT, 0o600)
         os.write(self.file, struct.pack("i", os.getpid()))
-        whole = struct.pack("hhxxxxqqixxxx", fcntl.F_RDLCK, os.SEEK_SET, 0, 0, 0)
-        fcntl.fcntl(self.file, set_lock_of_this_opening, whole)
+        fcntl.flock(self.file, fcntl.LOCK_SH)
 
     def __exit__(self, *_):
         os.unlink(self.path)

@@ -11,8 +11,7 @@
 namespace hostwindows
 {
 
-/// Its locks hold between descriptors as well as between processes, and a killed process loses them. They are of the
-/// whole file unless a first byte and a number of bytes are given.
+/// Its locks on bytes hold between descriptors as well as between processes, and a killed process loses them.
 class Descriptor
 {
 public:
@@ -47,17 +46,15 @@ public:
         return count;
     }
 
-    /// Takes or gives back (F_UNLCK) a lock. @return false with errno when it cannot be had
-    bool Lock(short type, int command = F_OFD_SETLK, ::off_t first = 0, ::off_t count = 0) const
+    /// Takes a shared lock where no other kind is.
+    void Lock(::off_t first, ::off_t count) const
     {
-        struct ::flock lock = {type, SEEK_SET, first, count, 0};
-        int result = 0;
-        while ((result = ::fcntl(m_number, command, &lock)) != 0 && errno == EINTR)
+        struct ::flock lock = {F_RDLCK, SEEK_SET, first, count, 0};
+        while (::fcntl(m_number, F_OFD_SETLK, &lock) != 0 && errno == EINTR)
             continue;
-        return result == 0;
     }
     /// Whether another open file description holds a lock there.
-    bool IsLockedElsewhere(::off_t first = 0, ::off_t count = 0) const
+    bool IsLockedElsewhere(::off_t first, ::off_t count) const
     {
         struct ::flock lock = {F_WRLCK, SEEK_SET, first, count, 0};
         return ::fcntl(m_number, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;

@@ -10,6 +10,8 @@ namespace hostwindows
 namespace
 {
 
+constexpr char16_t firstBeyondAscii = 0x80;
+
 /// The C library's letters of all alphabets. Its file is opened by the first letter beyond ASCII, which most runs never
 /// meet.
 ::locale_t Letters()
@@ -27,7 +29,6 @@ namespace
 
 char16_t Capital(char16_t unit)
 {
-    constexpr char16_t firstBeyondAscii = 0x80;
     if (unit < firstBeyondAscii)
         return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - u'a' + u'A') : unit;
     const ::wint_t capital = ::towupper_l(unit, Letters());
@@ -37,7 +38,11 @@ char16_t Capital(char16_t unit)
 
 bool EqualWithoutCase(std::u16string_view left, std::u16string_view right)
 {
-    return std::ranges::equal(left, right, {}, Capital, Capital);
+    return std::ranges::equal(left, right, [](char16_t one, char16_t other) {
+        // No pair has a letter on either side of the border of ASCII.
+        return one == other ||
+               ((one < firstBeyondAscii) == (other < firstBeyondAscii) && Capital(one) == Capital(other));
+    });
 }
 
 } // namespace hostwindows

@@ -9,6 +9,9 @@
 #include "Paths.h"
 #include "SharedFile.h"
 
+#include <new>
+#include <optional>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -19,7 +22,6 @@ namespace
 
 constexpr std::size_t longestFileName = 255;
 
-/// Made once: the last handle is closed in a destructor, which cannot tell that memory ran out.
 const std::string& ObjectFolder()
 {
     static const std::string folder = MachineFolder() + "/objects/";
@@ -64,15 +66,17 @@ struct Mapping : HandleObject
     {
         if (path.empty() || !file.IsOpen())
             return;
-        const FolderLock objects = LockObjects();
-        // Unlocked by hand: a view that is still mapped keeps the open file description, and with it the lock.
-        file.Lock(F_UNLCK);
-        if (objects.Error() == NO_ERROR && !file.IsLockedElsewhere())
+        objects->Take();
+        // Where others hold it, the wish to be alone costs ours as well. By hand: a view that is still mapped keeps the
+        // open file description, and with it the lock.
+        const bool alone = ::flock(file.Number(), LOCK_EX | LOCK_NB) == 0;
+        if (alone && objects->Error() == NO_ERROR)
             ::unlink(path.c_str());
     }
 
     Descriptor file;
     std::string path; // empty: no name
+    std::optional<FolderLock> objects;
     std::uint64_t size = 0;
     bool isWritable = false;
 };
@@ -86,7 +90,8 @@ bool OpenHeld(Mapping& object)
     const bool writable = (status.st_mode & S_IWUSR) != 0;
     Descriptor file;
     file.Open(object.path, writable ? O_RDWR : O_RDONLY);
-    if (!file.IsOpen() || !file.IsLockedElsewhere() || !file.Lock(F_RDLCK))
+    const bool isHeld = file.IsOpen() && ::flock(file.Number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    if (!isHeld || ::flock(file.Number(), LOCK_SH | LOCK_NB) != 0)
         return false;
     object.file = std::move(file);
     object.size = static_cast<std::uint64_t>(status.st_size);
@@ -107,7 +112,7 @@ DWORD MakeNew(Mapping& object)
         return ErrorFromErrno(errno);
     // Room on the disk is taken now: a full one would otherwise show when the memory is written, as a signal.
     int error = ::posix_fallocate(file.Number(), 0, static_cast<::off_t>(object.size));
-    if (error == 0 && !file.Lock(F_RDLCK))
+    if (error == 0 && ::flock(file.Number(), LOCK_SH | LOCK_NB) != 0)
         error = errno;
     if (error != 0)
         return ::unlink(object.path.c_str()), ErrorFromErrno(error);
@@ -128,12 +133,12 @@ HANDLE Open(std::unique_ptr<Mapping> object, LPCWSTR name, bool mayMake)
         error = MakeNew(*object);
     else
     {
-        const FolderLock objects = LockObjects();
-        error = objects.Error();
+        object->objects = LockObjects();
+        error = object->objects->Error();
         if (error == NO_ERROR && !OpenHeld(*object))
             error = mayMake ? known = NO_ERROR, MakeNew(*object) : ERROR_FILE_NOT_FOUND;
+        object->objects->Release();
     }
-    // Without the lock, which the object's own end takes where there is no memory for its handle.
     if (error != NO_ERROR)
         return Refused<HANDLE>(error);
     ::SetLastError(named ? known : NO_ERROR);
@@ -197,8 +202,10 @@ LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offse
     const bool writes = (access & FILE_MAP_WRITE) != 0;
     if (bytes > (object->size + page - 1) / page * page || (writes && !object->isWritable))
         return Refused<LPVOID>(ERROR_ACCESS_DENIED);
-    auto view = std::make_unique<View>(
-        object->file.Number(), bytes == 0 ? object->size : bytes, writes ? PROT_READ | PROT_WRITE : PROT_READ);
+    std::unique_ptr<View> view(new (std::nothrow) View(
+        object->file.Number(), bytes == 0 ? object->size : bytes, writes ? PROT_READ | PROT_WRITE : PROT_READ));
+    if (view == nullptr)
+        return Refused<LPVOID>(ERROR_NOT_ENOUGH_MEMORY);
     void* const address = view->address;
     return address != MAP_FAILED ? MakeHandle(std::move(view), address) : Refused<LPVOID>(ErrorFromErrno(errno));
 }

@@ -72,7 +72,7 @@ bool ClaimSharing(const Descriptor& file, DWORD access, DWORD sharing)
     {
         first += std::countr_zero(claims >> first);
         count = std::countr_one(claims >> first);
-        file.Lock(F_RDLCK, F_OFD_SETLK, firstClaim + first, count);
+        file.Lock(firstClaim + first, count);
     }
     return true;
 }
@@ -134,10 +134,20 @@ std::string FolderOf(const std::string& path)
 FolderLock::FolderLock(const std::string& folder)
 {
     m_folder.Open(folder, O_RDONLY | O_DIRECTORY);
-    if (!m_folder.IsOpen())
+    if (m_folder.IsOpen())
+        Take();
+    else
         m_error = errno == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(errno);
-    else if (!LockInTime(m_folder.Number()))
-        m_error = ERROR_SHARING_VIOLATION;
+}
+
+void FolderLock::Release()
+{
+    ::flock(m_folder.Number(), LOCK_UN);
+}
+
+void FolderLock::Take()
+{
+    m_error = LockInTime(m_folder.Number()) ? NO_ERROR : ERROR_SHARING_VIOLATION;
 }
 
 DWORD ErrorFromErrno(int number)

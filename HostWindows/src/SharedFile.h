@@ -23,8 +23,10 @@ DWORD OpenShared(Descriptor& file, const std::string& path, DWORD access, DWORD 
 class FolderLock
 {
 public:
-    /// Needs no memory.
     explicit FolderLock(const std::string& folder);
+    /// Gives it back before the end, and takes it again.
+    void Release();
+    void Take();
     /// 0 or why it is not held: 3 without the folder, 32 when another has kept it for two seconds ...
     DWORD Error() const { return m_error; }
 
