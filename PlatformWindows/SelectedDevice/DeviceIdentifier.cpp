@@ -54,8 +54,13 @@ public:
     }
     bool HasKey(WideView key) const { return BeginsWith(m_text.substr(m_field), key); } // no key holds a semicolon
 
-    bool FirstValue() { return StartValueBehind(FindFast(m_text, OLESTR(':'), m_field)); }
-    bool NextValue() { return m_valueEnd != FieldEnd() && StartValueBehind(m_valueEnd); }
+    bool FirstValue() { return StartValueBehind(m_text.find(OLESTR(':'), m_field)); }
+    bool NextValue()
+    {
+        // No field ends in a comma, so that its end need not be looked for.
+        const bool atComma = m_valueEnd != none && m_text[m_valueEnd] == OLESTR(',');
+        return (atComma || m_valueEnd != FieldEnd()) && StartValueBehind(m_valueEnd);
+    }
 
     WideView Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
     /// Not bounded by the value's end: a vendor's name may hold a comma.
