@@ -55,9 +55,10 @@ std::optional<Path> PathOf(std::string_view query)
     return path;
 }
 
-/// Every node of a document is asked, so that its name is not measured first.
-bool IsNamed(const Node& node, std::string_view name)
+/// Every element of a document is asked, so that its name is not measured first.
+inline bool IsNamed(const Node& node, std::string_view name)
 {
+    name.remove_prefix(IsAttribute(name) ? 1 : 0);
     return name.front() == *node.name && std::strncmp(name.data(), node.name, name.size()) == 0 &&
            node.name[name.size()] == '\0';
 }
@@ -67,8 +68,7 @@ bool Leads(const Path& path, const Node& start, const Node* node)
 {
     for (auto name = path.names.rbegin(); name != path.names.rend(); ++name, node = node->parent)
         if (node == nullptr || node == &start ||
-            node->kind != (IsAttribute(*name) ? NodeKind::attribute : NodeKind::element) ||
-            !IsNamed(*node, name->substr(IsAttribute(*name) ? 1 : 0)))
+            node->kind != (IsAttribute(*name) ? NodeKind::attribute : NodeKind::element) || !IsNamed(*node, *name))
             return false;
     while (path.below && node != nullptr && node != &start)
         node = node->parent;
@@ -203,7 +203,7 @@ std::optional<std::vector<Node*>> Select(Node& from, std::string_view query, std
     for (const Node* node = &reach; node != nullptr && found.size() < most;
          node = Following(node, reach, depth, deepest))
     {
-        if (leads(node))
+        if (node->kind == NodeKind::element && leads(node))
             found.push_back(const_cast<Node*>(node));
         for (Node* at = node->attributes; at != nullptr; at = at->next)
             if (leads(at))
