@@ -34,7 +34,7 @@ public:
         ::pollfd ended{m_descriptor.Number(), POLLIN, 0};
         int result = 0;
         do
-            result = ::poll(&ended, 1, static_cast<int>(milliseconds)); // INFINITE is -1 there
+            result = ::poll(&ended, 1, static_cast<int>(milliseconds));
         while (result < 0 && errno == EINTR);
         return result > 0 ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
     }
