@@ -17,6 +17,7 @@
 #include <libxml/tree.h>
 #include <spawn.h>
 #include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <vector>
 #include <wtypes.h>
@@ -150,19 +151,13 @@ class Guard
 public:
     explicit Guard(const std::string& folder) : m_path(folder + "/local-{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}")
     {
-        const int lock = ::open((folder + "/.lock").c_str(), O_RDWR | O_CREAT, 0666);
-        struct ::flock whole
-        {
-        };
-        whole.l_type = F_WRLCK;
-        ::fcntl(lock, F_OFD_SETLKW, &whole);
+        const int lock = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+        ::flock(lock, LOCK_EX);
         const int file = ::open(m_path.c_str(), O_RDWR | O_CREAT, 0600);
-        ::fcntl(file, F_OFD_GETLK, &whole);
-        refused = whole.l_type != F_UNLCK;
+        refused = ::flock(file, LOCK_EX | LOCK_NB) != 0;
         if (!refused && ::ftruncate(file, 4) != 0)
             std::abort();
-        whole.l_type = F_RDLCK;
-        ::fcntl(file, F_OFD_SETLK, &whole);
+        ::flock(file, LOCK_SH | LOCK_NB);
         ::close(lock);
         auto* word = static_cast<int*>(::mmap(nullptr, 4, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
         refused = refused && *word > 1;
