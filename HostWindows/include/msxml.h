@@ -37,15 +37,24 @@ struct IXMLDOMProcessingInstruction : IXMLDOMNode
 {
 };
 
+struct IXMLDOMParseError : IUnknown
+{
+    virtual HRESULT get_errorCode(LONG* errorCode) = 0;
+};
+
 struct IXMLDOMDocument : IXMLDOMNode
 {
+    virtual HRESULT get_documentElement(IXMLDOMElement** element) = 0;
     virtual HRESULT createElement(BSTR tagName, IXMLDOMElement** element) = 0;
     virtual HRESULT createTextNode(BSTR data, IXMLDOMText** text) = 0;
     virtual HRESULT createProcessingInstruction(BSTR target, BSTR data, IXMLDOMProcessingInstruction** instruction) = 0;
     virtual HRESULT load(VARIANT xmlSource, VARIANT_BOOL* isSuccessful) = 0;
+    virtual HRESULT get_parseError(IXMLDOMParseError** error) = 0;
+    virtual HRESULT get_async(VARIANT_BOOL* isAsync) = 0;
     virtual HRESULT put_async(VARIANT_BOOL isAsync) = 0;
     virtual HRESULT loadXML(BSTR xml, VARIANT_BOOL* isSuccessful) = 0;
     virtual HRESULT save(VARIANT destination) = 0;
+    virtual HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) = 0;
 };
 
 inline constexpr CLSID CLSID_DOMDocument = {

@@ -41,6 +41,12 @@ HRESULT Give(Result* result, Body body) noexcept
     return Guarded(body);
 }
 
+template <class Result>
+HRESULT GiveValue(Result* place, Result value) noexcept
+{
+    return Give(place, [=] { return *place = value, S_OK; });
+}
+
 std::u16string_view WideOf(BSTR text)
 {
     return {text, ::SysStringLen(text)};
@@ -120,10 +126,7 @@ public:
         });
     }
 
-    HRESULT get_length(LONG* length) override
-    {
-        return Give(length, [&] { return *length = static_cast<LONG>(m_nodes.size()), S_OK; });
-    }
+    HRESULT get_length(LONG* length) override { return GiveValue(length, static_cast<LONG>(m_nodes.size())); }
 
 private:
     std::shared_ptr<Arena> m_arena;
@@ -258,11 +261,34 @@ IXMLDOMNode* MakeNodeObject(const std::shared_ptr<Arena>& arena, Node& node)
     return new NodeObject<IXMLDOMNode>(arena, node);
 }
 
+class ParseError final : public ComObject<IXMLDOMParseError>
+{
+public:
+    explicit ParseError(HRESULT code) : m_code(code) {}
+    HRESULT get_errorCode(LONG* code) override
+    {
+        const HRESULT result = GiveValue(code, LONG{m_code});
+        return result == S_OK && m_code == S_OK ? S_FALSE : result;
+    }
+
+private:
+    HRESULT m_code;
+};
+
 class DocumentObject final : public NodeObject<IXMLDOMDocument, IID_IXMLDOMDocument>
 {
 public:
     explicit DocumentObject(const std::shared_ptr<Arena>& first) : NodeObject(first, *first->Make(NodeKind::document))
     {
+    }
+
+    HRESULT get_documentElement(IXMLDOMElement** element) override
+    {
+        return Give(element, [&] {
+            Node* const root = RootElement(*node);
+            *element = root == nullptr ? nullptr : new ElementObject(arena, *root);
+            return root == nullptr ? S_FALSE : S_OK;
+        });
     }
 
     HRESULT createElement(BSTR tagName, IXMLDOMElement** element) override
@@ -341,7 +367,21 @@ public:
         });
     }
 
-    HRESULT put_async(VARIANT_BOOL) override { return S_OK; } // a load ends before it returns in any case
+    HRESULT get_parseError(IXMLDOMParseError** error) override
+    {
+        return Give(error, [&] { return *error = new ParseError(m_parseError), S_OK; });
+    }
+
+    HRESULT get_async(VARIANT_BOOL* isAsync) override { return GiveValue(isAsync, m_async); }
+    HRESULT put_async(VARIANT_BOOL isAsync) override
+    {
+        m_async = isAsync; // a load ends before it returns in any case
+        return S_OK;
+    }
+    HRESULT get_preserveWhiteSpace(VARIANT_BOOL* isPreserving) override
+    {
+        return GiveValue(isPreserving, VARIANT_FALSE);
+    }
 
 private:
     // The document becomes what `read` makes of it, or empty. Objects of old nodes keep the old arena.
@@ -353,6 +393,7 @@ private:
                 arena = std::move(owner);
                 node = document;
             };
+            m_parseError = E_FAIL;
             const auto empty = std::make_shared<Arena>();
             hold(empty, empty->Make(NodeKind::document));
             const auto fresh = std::make_shared<Arena>();
@@ -360,10 +401,14 @@ private:
             if (!read(*fresh, *document))
                 return S_FALSE;
             hold(fresh, document);
+            m_parseError = S_OK;
             *isSuccessful = VARIANT_TRUE;
             return S_OK;
         });
     }
+
+    VARIANT_BOOL m_async = VARIANT_TRUE;
+    HRESULT m_parseError = S_OK;
 };
 
 } // namespace
