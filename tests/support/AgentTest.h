@@ -12,22 +12,6 @@
 namespace test
 {
 
-/// Makes a key of these values, "name=text" or "name=#number", in place of what was there.
-inline void Store(int hive, const std::string& path, const std::string& values)
-{
-    ::RegDeleteTreeW(hive == scankelv::UserHive ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE, ToWide(path).c_str());
-    scankelv::CrossProductStorage key(hive, path.c_str(), scankelv::AccessWrite);
-    for (const std::string& value : Parts(values))
-    {
-        const std::size_t sign = value.find('=');
-        const Wide name = ToWide(value.substr(0, sign));
-        if (value[sign + 1] == '#')
-            EXPECT_TRUE(key.SetULong(name.c_str(), static_cast<DWORD>(std::stoul(value.substr(sign + 2)))));
-        else
-            EXPECT_TRUE(key.SetString(name.c_str(), ToWide(value.substr(sign + 1)).c_str()));
-    }
-}
-
 /// Values of a user's key, in the same form.
 inline void ExpectStored(const std::string& path, const std::string& values)
 {

@@ -1,6 +1,7 @@
 #include "System.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 namespace test
@@ -76,6 +77,21 @@ std::string Utf16Bytes(std::basic_string_view<WCHAR> text)
         bytes += static_cast<char>((unit >> 8) & 0xFF);
     }
     return bytes;
+}
+
+Wide FromUtf16Bytes(std::string_view bytes)
+{
+    Wide text;
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2)
+        text += static_cast<WCHAR>(
+            static_cast<unsigned char>(bytes[at]) | (static_cast<unsigned char>(bytes[at + 1]) << 8));
+    return text;
+}
+
+void ReplaceAll(std::string& text, std::string_view part, std::string_view instead)
+{
+    for (std::size_t at = 0; !part.empty() && (at = text.find(part, at)) != text.npos; at += instead.size())
+        text.replace(at, part.size(), instead);
 }
 
 std::vector<std::string> Parts(std::string_view text)
@@ -156,6 +172,67 @@ PrivateRegistry::~PrivateRegistry()
     ::RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
     ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
     ::RegDeleteTreeW(HKEY_CURRENT_USER, registryScratch);
+}
+
+void Store(HKEY hive, const std::string& path, std::string_view values)
+{
+    ::RegDeleteTreeW(hive, ToWide(path).c_str());
+    HKEY key = nullptr;
+    EXPECT_EQ(
+        ERROR_SUCCESS, ::RegCreateKeyExW(hive, ToWide(path).c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr));
+    for (const std::string& value : Parts(values))
+    {
+        const std::size_t sign = value.find('=') + 1;
+        const bool isNumber = value[sign] == '#';
+        const DWORD number = isNumber ? static_cast<DWORD>(std::stoul(value.substr(sign + 1))) : 0;
+        const std::string bytes = isNumber ? std::string(reinterpret_cast<const char*>(&number), sizeof(number))
+                                           : Utf16Bytes(ToWide(value.substr(sign)) + WCHAR());
+        EXPECT_EQ(
+            ERROR_SUCCESS, ::RegSetValueExW(
+                               key, ToWide(value.substr(0, sign - 1)).c_str(), 0, isNumber ? REG_DWORD : REG_SZ,
+                               reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size())));
+    }
+    ::RegCloseKey(key);
+}
+
+std::string StoredText(HKEY hive, const Wide& path)
+{
+    HKEY key = nullptr;
+    if (::RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return {};
+    std::set<std::string> values;
+    WCHAR name[16384];
+    std::string data(65536, '\0');
+    for (DWORD index = 0;; ++index)
+    {
+        DWORD length = std::size(name), type = 0;
+        auto size = static_cast<DWORD>(data.size());
+        if (::RegEnumValueW(key, index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size) !=
+            ERROR_SUCCESS)
+            break;
+        const std::string bytes = data.substr(0, size);
+        const Wide text = FromUtf16Bytes(bytes);
+        std::ostringstream shown;
+        shown << ToUtf8({name, length}) << " = " << type << std::hex << std::uppercase << ' ';
+        if (type == REG_SZ && size % 2 == 0 && text.find(WCHAR()) + 1 == text.size())
+            shown << '\'' << ToUtf8({text.data(), text.size() - 1}) << '\'';
+        else
+            for (const char byte : bytes)
+                shown << ((byte >> 4) & 0xF) << (byte & 0xF);
+        values.insert(shown.str());
+    }
+    std::string result = values.empty() ? "" : "[" + ToUtf8(path) + "]\r\n";
+    for (const std::string& value : values)
+        result += value + "\r\n";
+    for (DWORD index = 0;; ++index)
+    {
+        DWORD length = std::size(name);
+        if (::RegEnumKeyExW(key, index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+            break;
+        result += StoredText(hive, path + OLESTR("\\") + Wide(name, length));
+    }
+    ::RegCloseKey(key);
+    return result;
 }
 
 DebugConsoleCapture::DebugConsoleCapture()

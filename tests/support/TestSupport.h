@@ -37,6 +37,9 @@ std::string ToUtf8(std::basic_string_view<WCHAR> text);
 
 /// The bytes of a text as UTF-16LE.
 std::string Utf16Bytes(std::basic_string_view<WCHAR> text);
+Wide FromUtf16Bytes(std::string_view bytes);
+
+void ReplaceAll(std::string& text, std::string_view part, std::string_view instead);
 
 /// The parts between bars.
 std::vector<std::string> Parts(std::string_view text);
@@ -75,6 +78,13 @@ public:
     PrivateRegistry(const PrivateRegistry&) = delete;
     PrivateRegistry& operator=(const PrivateRegistry&) = delete;
 };
+
+/// Makes a key of these values, "name=text|name=#number", in place of what was there.
+void Store(HKEY hive, const std::string& path, std::string_view values);
+
+/// Every value of a key and of those below it: a line for each key's path, and one for each value with its type and
+/// bytes; texts as such when their bytes are those of a sound text.
+std::string StoredText(HKEY hive, const Wide& path);
 
 /// Collects what this process writes to the debugger console while it lives, call by call. One at a time.
 class DebugConsoleCapture

@@ -58,7 +58,8 @@ protected:
         std::string answer;
         const DebugConsoleCapture console;
         if (word == "HKCU" || word == "HKLM")
-            return Store(word == "HKCU" ? UserHive : SystemHive, path, rest.substr(path.size() + 2)), "";
+            return Store(word == "HKCU" ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE, path, rest.substr(path.size() + 2)),
+                   "";
         if (word == "forget")
             return ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, ToWide(rest).c_str()), "";
         if (word == "device.xml")
@@ -106,7 +107,7 @@ TEST_F(FilterText, FollowsOptionsAndStorages)
 TEST_F(FilterText, WithoutComEverythingStaysAsItWas)
 {
     const AgentOptions options = Options("");
-    Store(SystemHive, "Software\\Rec\\Printer000", "");
+    Store(HKEY_LOCAL_MACHINE, "Software\\Rec\\Printer000", "");
     _bstr_t text(OLESTR("before"));
     const DebugConsoleCapture console;
     std::thread([&] {
@@ -126,7 +127,7 @@ TEST_F(FilterText, TextsStayWithinTheirFields)
         m_deviceXml, "<devicelist><device><PortName>" + full + "z</PortName><Location>" + longest +
                          "z</Location><DeviceID>xd</DeviceID><ExtDeviceID>xe</ExtDeviceID><Serial>xs</Serial>"
                          "<MACAddress>xm</MACAddress></device></devicelist>");
-    Store(UserHive, currentKey, "MFG=" + full + "|Comment=" + longest + "|DeviceID=" + full + "z|Serial=#1");
+    Store(HKEY_CURRENT_USER, currentKey, "MFG=" + full + "|Comment=" + longest + "|DeviceID=" + full + "z|Serial=#1");
     RegistryKey key;
     ASSERT_TRUE(key.Open(HKEY_CURRENT_USER, currentKey.c_str(), KEY_WRITE));
     const Wide z(1025, OLESTR('z'));
@@ -156,7 +157,7 @@ TEST_F(FilterText, AThousandRecordsAreTheMost)
 {
     for (int number = 0; number <= 1000; ++number)
         Store(
-            SystemHive, Format<char>("Software\\Rec\\Printer%03d", number),
+            HKEY_LOCAL_MACHINE, Format<char>("Software\\Rec\\Printer%03d", number),
             Format<char>("DeviceID=%d|Default=#%d", number, number < 999 ? 0 : 1));
     const std::string list = DeviceList(Options("/more Software\\Rec"));
     std::size_t at = 0;

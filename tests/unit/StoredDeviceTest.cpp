@@ -65,7 +65,7 @@ TEST_F(StoredDevice, DerivedValuesAmongOthers)
         {oneModel, [](auto& device) { device.userLocationPresents = false; }, "Location=Cologne"},
         {oneModel, [](auto& device) { device.userLocationString = {}; }, "Location="}};
     // What an earlier device left behind stays where this one has nothing to say.
-    Store(UserHive, genericKey, "Address2=5|Online=#5|Changed=#5|UI_Mode=#5");
+    Store(HKEY_CURRENT_USER, genericKey, "Address2=5|Online=#5|Changed=#5|UI_Mode=#5");
     for (const auto& [settings, change, expected] : rows)
     {
         XmlParsedDeviceList device = SampleDevice();
