@@ -12,21 +12,6 @@
 namespace test
 {
 
-/// Values of a user's key, in the same form.
-inline void ExpectStored(const std::string& path, const std::string& values)
-{
-    scankelv::CrossProductStorage key(scankelv::UserHive, path.c_str(), scankelv::AccessRead);
-    for (const std::string& value : Parts(values))
-    {
-        const Wide name = ToWide(value.substr(0, value.find('=')));
-        WCHAR text[6000] = {};
-        DWORD number = 0;
-        const bool isNumber = key.GetULong(name.c_str(), &number);
-        EXPECT_TRUE(isNumber || key.GetString(name.c_str(), text, std::size(text))) << value;
-        EXPECT_EQ(value, ToUtf8(name) + (isNumber ? "=#" + std::to_string(number) : "=" + ToUtf8(text)));
-    }
-}
-
 /// What the "Agent" logger wrote, without the platform layer's reports.
 inline std::string AgentLines(const DebugConsoleCapture& console)
 {

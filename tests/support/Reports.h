@@ -11,7 +11,6 @@ struct Report
 {
     std::string expression;
     std::string context;
-    std::string signature;
 };
 
 inline std::vector<Report> ReportsIn(std::string_view console)
@@ -27,9 +26,7 @@ inline std::vector<Report> ReportsIn(std::string_view console)
         return taken;
     };
     while (console.find("Expression  ") != console.npos)
-        reports.push_back(
-            {takeBetween("Expression  ", "  failed!\r\n"), takeBetween("Context: ", " \r\n"),
-             takeBetween(" \r\n", ",\r\n")});
+        reports.push_back({takeBetween("Expression  ", "  failed!\r\n"), takeBetween("Context: ", " \r\n")});
     return reports;
 }
 
@@ -48,9 +45,8 @@ inline std::string SystemText(DWORD code)
     char text[scankelv::reportTextCapacity];
     scankelv::FormatSystemErrorText(code, text);
     std::string message = text;
-    for (std::size_t at = 0; (at = message.find('\n', at)) != message.npos; at += 2)
-        if (at == 0 || message[at - 1] != '\r')
-            message.insert(at, 1, '\r');
+    ReplaceAll(message, "\r\n", "\n");
+    ReplaceAll(message, "\n", "\r\n");
     return message;
 }
 

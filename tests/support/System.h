@@ -1,9 +1,7 @@
-// What the two systems do each in their own way.
+// What the two systems do each in their own way, beside the classes that are declared in TestSupport.h.
 #pragma once
 
 #include "TestSupport.h"
-
-#include <functional>
 
 namespace test
 {
@@ -11,14 +9,15 @@ namespace test
 /// Runs all tests on a machine of their own. @return the exit code of `tests`
 int OnOwnMachine(const std::function<int()>& tests);
 
-Wide MakeTemporaryFolder();
-void RemoveTemporaryFolder(const Wide& path);
+/// How RunProgram starts a program, and what that one writes to the debugger console until it ends.
+extern const DWORD startFlags;
+std::string ConsoleUntilTheEnd(const PROCESS_INFORMATION& process);
 
-/// The debugger console of this process, from here on.
-void StartDebugConsoleCapture();
-std::string DebugConsoleText();
-void StopDebugConsoleCapture();
-std::vector<std::string> DebugConsoleCalls();
-int CapturedTones();
+/// One that did not end in time.
+inline void Abandon(const PROCESS_INFORMATION& process)
+{
+    ADD_FAILURE() << "the program did not end in time";
+    ::TerminateProcess(process.hProcess, 99);
+}
 
 } // namespace test

@@ -105,13 +105,6 @@ std::vector<std::string> Parts(std::string_view text)
     return parts;
 }
 
-TemporaryFolder::TemporaryFolder() : m_path(MakeTemporaryFolder()) {}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    RemoveTemporaryFolder(m_path);
-}
-
 bool FileExists(const Wide& path)
 {
     return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -235,35 +228,12 @@ std::string StoredText(HKEY hive, const Wide& path)
     return result;
 }
 
-DebugConsoleCapture::DebugConsoleCapture()
-{
-    StartDebugConsoleCapture();
-}
-
-DebugConsoleCapture::~DebugConsoleCapture()
-{
-    StopDebugConsoleCapture();
-}
-
 std::string DebugConsoleCapture::Text() const
 {
-    return DebugConsoleText();
-}
-
-std::vector<std::string> DebugConsoleCapture::Calls() const
-{
-    return DebugConsoleCalls();
-}
-
-int DebugConsoleCapture::Tones() const
-{
-    return CapturedTones();
-}
-
-void DebugConsoleCapture::Clear()
-{
-    StopDebugConsoleCapture();
-    StartDebugConsoleCapture();
+    std::string text;
+    for (const std::string& call : Calls())
+        text += call;
+    return text;
 }
 
 void ExpectAnswers(const char* file, const std::function<std::string(const std::string& given)>& answer)
@@ -290,6 +260,27 @@ void ExpectAnswers(const char* file, const std::function<std::string(const std::
             expected += line + "\n";
     check();
     EXPECT_GT(cases, 1) << file;
+}
+
+ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder)
+{
+    ProgramResult result;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    Wide line = commandLine;
+    const DebugConsoleCapture console;
+    result.started = ::CreateProcessW(
+                         program.c_str(), line.data(), nullptr, nullptr, FALSE, startFlags, nullptr,
+                         currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
+    if (result.started)
+    {
+        result.debugConsole = ConsoleUntilTheEnd(process);
+        ::GetExitCodeProcess(process.hProcess, &result.exitCode);
+        ::CloseHandle(process.hThread);
+        ::CloseHandle(process.hProcess);
+    }
+    return result;
 }
 
 bool OnWine()

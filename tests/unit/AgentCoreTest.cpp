@@ -3,7 +3,6 @@
 #include "AgentRun.h"
 #include "AgentTest.h"
 #include "ComThread.h"
-#include "KELVFindwellLibrary.h"
 #include "OnlineTesting.h"
 
 #include <thread>
@@ -32,37 +31,16 @@ TEST_F(AgentCoreTest, ComOfAnotherApartmentFailsAndAnInitialisedOneIsReported)
     EXPECT_EQ("comInitResult comInitResult comInitResult ", ReportedExpressions(console));
 }
 
-TEST_F(AgentCoreTest, ModuleIsHeldOnceAndWhatIsMissingIsSaid)
-{
-    const DebugConsoleCapture console;
-    LibraryModule module;
-    EXPECT_FALSE(module.Load("Z:\\nowhere\\FindwellDlg.dll"));
-    EXPECT_EQ(nullptr, module.Resolve("GetDeviceList"));
-    EXPECT_TRUE(module.Load(TEST_LIBRARY));
-    EXPECT_TRUE(module.Load("Z:\\nowhere\\FindwellDlg.dll"));
-    EXPECT_NE(nullptr, module.Resolve("FreeDeviceList"));
-    EXPECT_EQ(nullptr, module.Resolve("freeDeviceList"));
-    EXPECT_EQ(
-        "Library Z:\\nowhere\\FindwellDlg.dll not found!\nFunction GetDeviceList not resolved due to <127>!\n"
-        "Attempt to load already loaded library\nFunction freeDeviceList not resolved due to <127>!\n",
-        console.Text());
-}
-
 TEST_F(AgentCoreTest, HandlerAnswersTheLibrary)
 {
     AgentClientAppHandler handler;
-    for (const auto& [event, answer] :
-         {std::pair<const WCHAR*, std::uint32_t>(OLESTR("addbtn.onclick"), 6U),
-          {OLESTR("ADDBTN.OnClick"), 6U},
-          {OLESTR("addbtn.onclick "), 0U},
-          {OLESTR(""), 0U},
-          {nullptr, 0U}})
-    {
-        std::uint32_t out = 9;
-        EXPECT_EQ(answer, handler.HandleEvent(event, 1, 2, &out));
-        EXPECT_EQ(answer == 6 ? 1U : 9U, out);
-        EXPECT_EQ(answer, handler.HandleEvent(event, 1, 2, nullptr));
-    }
+    std::uint32_t out = 9;
+    for (const WCHAR* const event : {OLESTR("addbtn.onclick "), OLESTR(""), static_cast<const WCHAR*>(nullptr)})
+        EXPECT_EQ(0U, handler.HandleEvent(event, 1, 2, &out));
+    EXPECT_EQ(9U, out);
+    EXPECT_EQ(6U, handler.HandleEvent(OLESTR("addbtn.OnClick"), 1, 2, nullptr));
+    EXPECT_EQ(6U, handler.HandleEvent(OLESTR("addbtn.OnClick"), 1, 2, &out));
+    EXPECT_EQ(1U, out);
     EXPECT_EQ(0U, handler.Query(7) + handler.CheckDevice(nullptr, nullptr));
     EXPECT_EQ(0U, handler.CheckDevice(OLESTR("<device>"), nullptr));
 }

@@ -42,8 +42,19 @@ TEST_F(AgentOptionsTest, SettingsAndCommandLines)
         const DebugConsoleCapture console;
         const auto options = AgentOptions::Build(file.c_str(), ToWide(given.substr(bar + 1)).c_str());
         ::DeleteFileW(file.c_str());
-        std::string answer = AgentLines(console);
-        answer.erase(0, answer.starts_with("File ") ? answer.find(" does ") + 1 : 0);
+        const std::string log = AgentLines(console);
+        const std::string start =
+            bar == 0 ? " does not exist!\nScanKELV.ini not found. Initialize GSD mode defaults.\n" : " does exist.\n";
+        const std::size_t from = log.find(start);
+        EXPECT_LT(from, log.find('\n')) << log;
+        std::istringstream lines(log.substr(from + start.size()));
+        std::string absent, answer;
+        for (std::string line; std::getline(lines, line);)
+            if (line.ends_with(" absent in ScanKELV.ini."))
+                absent += " " + line.substr(0, line.find(' '));
+            else
+                answer += line + "\n";
+        answer = (absent.empty() ? "" : "absent:" + absent + "\n") + answer;
         if (!options)
             return answer + "ended\n";
         for (const std::string& entry : Entries(*options))

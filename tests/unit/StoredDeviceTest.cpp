@@ -1,8 +1,10 @@
+// The device that a list describes, and what is stored of it.
 #include "StoredDevice.h"
+#include "DeviceListParsing.h"
 #include "DeviceXml.h"
-#include "DriverStorages.h"
 #include "OptionsTest.h"
-#include "XmlParsedDeviceList.h"
+
+#include <set>
 
 using namespace scankelv;
 using namespace test;
@@ -10,97 +12,73 @@ using namespace test;
 namespace
 {
 
-constexpr const char* genericKey = "Software\\QLScan\\Quellon Generic Scan Driver";
-constexpr const char* oneModel = "ProductName=TARN Scan\r\nModelName=TARN\r\nPropertiesUI=1\r\n";
-
-/// A network device with a text of its own in every member.
-XmlParsedDeviceList SampleDevice()
+/// The list of one device with these changes, "element=text" or "element=-" for one left out, a bar behind each.
+WideText ListText(const std::string& changes)
 {
-    // clang-format off
-    return {OLESTR("10.0.0.7"), true, OLESTR("2 < 3 & \"4\""), OLESTR("Network"), OLESTR("MFG:Quellon;MDL:TARN 110;"),
-            OLESTR("Hall"), OLESTR("10.0.0.7:80"), OLESTR("ext 1"), OLESTR("hall.example"), true, OLESTR("Cologne"),
-            OLESTR("02-00-00-00-00-07"), OLESTR("TARN 110"), OLESTR("0xFFFFFFFF"), OLESTR("QP_10"), OLESTR("TARN Scan"),
-            OLESTR("USBSCAN1"), OLESTR("SN1"), true, OLESTR("qlscan0"), true, OLESTR("Desk"), OLESTR("Quellon"),
-            OLESTR("1a2B")};
-    // clang-format on
+    std::string list =
+        "<devicelist version='1'><device><iotype>Network</iotype><comment>2nd floor</comment>"
+        "<devicepath>10.0.0.7</devicepath><scannerport>USBSCAN1</scannerport><deviceid>MFG:Q;MDL:T;</deviceid>"
+        "<devicename>Hall</devicename><ext>ext 1</ext><hostname>hall.example</hostname>"
+        "<location>Köln &amp; Z</location><macaddress>02-07</macaddress><modelname>TARN 110</modelname>"
+        "<vendor>Quellon</vendor><pid>1a2b</pid><port>QP_1</port><productname>TARN Scan</productname>"
+        "<serialnumber>SN1</serialnumber><systemdevicename>qlscan0</systemdevicename>"
+        "<userlocation>Desk</userlocation><vid>0x0c0d</vid></device></devicelist>";
+    for (const std::string& change : Parts(changes))
+    {
+        const std::string name = change.substr(0, change.find('=')), text = change.substr(name.size() + 1);
+        const std::string end = "</" + name + ">";
+        const std::size_t start = list.find("<" + name + ">");
+        list.replace(
+            start, list.find(end) + end.size() - start,
+            text == "-" ? "" : "<" + name + " xml:space='preserve'>" + text + end);
+    }
+    return ToWide(list);
 }
 
-class StoredDevice : public OptionsTest
-{
-protected:
-    void SetUp() override { TearDown(); }
-    void TearDown() override
-    {
-        test::SetReadOnly(m_config, false);
-        ::DeleteFileW(m_config.c_str());
-        ::RemoveDirectoryW(m_deviceXml.c_str());
-        ::DeleteFileW(m_deviceXml.c_str());
-    }
-    static bool
-    StoreDevice(const XmlParsedDeviceList& device, const std::string& command, std::string_view settings = {})
-    {
-        return StoreDeviceListAndUpdateIcc(Options(command, settings), device);
-    }
+using StoredDevice = OptionsTest;
 
-    const Wide m_config = WideFromNarrow(WiaConfigLocation().View());
-    const Wide m_deviceXml = DeviceXmlLocation().Text();
-};
-
-TEST_F(StoredDevice, DerivedValuesAmongOthers)
+TEST_F(StoredDevice, ElementsAndTheirAbsence)
 {
-    const std::string longText(500, 'h');
-    const struct
-    {
-        const char* settings;
-        void (*change)(XmlParsedDeviceList&);
-        std::string expected;
-    } rows[] = {
-        {"", [](auto& device) { device.isNetwork = false; }, "ConnectionType=#0|DeviceSelect=#4"},
-        {"", [](auto& device) { device.isNetwork = device.scannerPortPresents = false; }, "DeviceSelect=#2"},
-        {"", [](auto& device) { device.pidString = OLESTR("xyz"); }, "PID=#0"},
-        {"", [](auto& device) { device.vidString = {}; }, "VID=#0"},
-        {"", [](auto& device) { device.addressString = {}; }, "Address="},
-        {"", [](auto& device) { device.hostNameString = WideText(500, 'h').c_str(); }, "HostName=" + longText},
-        {"", [](auto&) {}, "Location=Cologne"},
-        {oneModel, [](auto& device) { device.userLocationPresents = false; }, "Location=Cologne"},
-        {oneModel, [](auto& device) { device.userLocationString = {}; }, "Location="}};
-    // What an earlier device left behind stays where this one has nothing to say.
-    Store(HKEY_CURRENT_USER, genericKey, "Address2=5|Online=#5|Changed=#5|UI_Mode=#5");
-    for (const auto& [settings, change, expected] : rows)
-    {
-        XmlParsedDeviceList device = SampleDevice();
-        change(device);
-        DebugConsoleCapture console;
-        EXPECT_TRUE(StoreDevice(device, "/MODE 0 /D TARN /M \"Quellon Generic Scan Driver\"", settings));
-        EXPECT_EQ(device.userLocationPresents, console.Text().find("userLocationString ") != std::string::npos);
-        ExpectStored(genericKey, expected + "|Address2=5|Changed=#5|Online=#5|UI_Mode=#1");
-    }
-    // So it does in Config.ini, which keeps its encoding.
-    WriteFileBytes(m_config, "[Scan]\r\nMode=2\r\n[IO]\r\nTimeout=9\r\naddress=old\r\n");
-    EXPECT_TRUE(StoreDevice(SampleDevice(), "/MODE 1"));
-    EXPECT_TRUE(ReadFileBytes(m_config).starts_with(
-        "[Scan]\r\nMode=2\r\n[IO]\r\nTimeout=9\r\naddress=10.0.0.7\r\nAddress2=10.0.0.7:80\r\n"));
+    const AgentOptions options[] = {
+        Options("/M Driver /D x", "ProductName=x\r\nModelName=x"),
+        Options("/M Driver", "ProductName=x\r\nModelName=x\r\nPropertiesUI=1")};
+    XmlParsedDeviceList used; // a record used before
+    std::set<std::string> usual;
+    ExpectAnswers("unit/data/StoredDevice.txt", [&](const std::string& given) {
+        const bool withProperties = given.starts_with("PropertiesUI|");
+        XmlParsedDeviceList device = used;
+        const DebugConsoleCapture console;
+        if (!ParseDeviceList(ListText(given.substr(withProperties ? 13 : 0)).c_str(), device))
+            return ReportedExpressions(console) + "\n";
+        EXPECT_TRUE(StoreDeviceListAndUpdateIcc(options[withProperties ? 1 : 0], device));
+        std::string answer;
+        std::istringstream lines(ToUtf8(WideFromNarrow(AgentLines(console)))); // the log is in the 8-bit code page
+        for (std::string line; std::getline(lines, line) && !line.starts_with("File ");)
+            if (!usual.contains(line))
+                answer += line + "\n";
+        if (usual.empty())
+        {
+            std::istringstream first(answer);
+            for (std::string line; std::getline(first, line);)
+                usual.insert(line);
+            used = device;
+        }
+        return answer;
+    });
 }
 
-TEST_F(StoredDevice, WhatCannotBeWritten)
+TEST_F(StoredDevice, DeviceXmlThatCannotBeSavedStopsNothingElse)
 {
-    // A product name that no key can have: nothing is written.
-    DebugConsoleCapture console;
-    EXPECT_FALSE(StoreDevice(SampleDevice(), "/M " + std::string(300, 'p')));
-    EXPECT_EQ("keyOpenResult createKeyResult twainStorage.IsValid() ", ReportedExpressions(console));
-    EXPECT_NE(std::string::npos, console.Text().find("\r\nContext: prerequisite check \r\n")) << console.Text();
-    EXPECT_FALSE(FileExists(m_deviceXml) || FileExists(m_config));
-
-    // Neither a device.xml that cannot be saved nor a Config.ini that cannot be changed stops the rest.
-    EXPECT_EQ("C:\\ProgramData\\Quellon\\ScanKELV\\device.xml", ToUtf8(m_deviceXml));
-    ::CreateDirectoryW(m_deviceXml.c_str(), nullptr);
-    WriteFileBytes(m_config, "[IO]\r\nAddress=old\r\n");
-    SetReadOnly(m_config, true);
-    console.Clear();
-    EXPECT_TRUE(StoreDevice(SampleDevice(), ""));
-    EXPECT_EQ("keyOpenResult exportResult ", ReportedExpressions(console));
-    ExpectStored(genericKey, "Address=10.0.0.7|VID=#6699");
-    EXPECT_EQ("[IO]\r\nAddress=old\r\n", ReadFileBytes(m_config));
+    const Wide file = DeviceXmlLocation().Text();
+    ::DeleteFileW(file.c_str());
+    ::CreateDirectoryW(file.c_str(), nullptr);
+    XmlParsedDeviceList device;
+    ASSERT_TRUE(ParseDeviceList(ListText("").c_str(), device));
+    const DebugConsoleCapture console;
+    EXPECT_TRUE(StoreDeviceListAndUpdateIcc(Options("/M Driver"), device));
+    EXPECT_TRUE(ReportedExpressions(console).ends_with("exportResult ")) << console.Text();
+    EXPECT_FALSE(StoredText(HKEY_CURRENT_USER, OLESTR("Software\\QLScan\\Driver")).empty());
+    ::RemoveDirectoryW(file.c_str());
 }
 
 TEST_F(StoredDevice, UpdaterThatIsNoProgram)
@@ -109,16 +87,19 @@ TEST_F(StoredDevice, UpdaterThatIsNoProgram)
     WriteFileBytes(updater, "no program");
     for (const std::size_t length : {0U, 1016U, 1017U, 5000U})
     {
-        XmlParsedDeviceList device = SampleDevice();
-        device.productNameString = WideText(length, 'n').c_str();
-        const std::string quoted = ("\"\"\"" + std::string(length, 'n') + "\"\"\"").substr(0, 1022);
-        DebugConsoleCapture console;
-        EXPECT_TRUE(StoreDevice(device, ""));
+        const std::string name(length, 'n'), quoted = ("\"\"\"" + name + "\"\"\"").substr(0, 1022);
+        XmlParsedDeviceList device;
+        ASSERT_TRUE(ParseDeviceList(ListText("productname=" + name).c_str(), device));
+        const DebugConsoleCapture console;
+        EXPECT_TRUE(StoreDeviceListAndUpdateIcc(Options("/M Driver"), device));
         const std::string log = console.Text();
         EXPECT_NE(std::string::npos, log.find("triple-quoted name " + quoted + "\r\n")) << log;
         EXPECT_NE(std::string::npos, log.find(" with argument \"" + quoted + "\" in working directory \"")) << log;
-        EXPECT_LT(log.find("Expression  result  failed!"), log.find("Hueward failed.\r\n")) << log;
-        ExpectStored(genericKey, "ProductName=" + std::string(length, 'n'));
+        EXPECT_EQ("result ", ReportedExpressions(console).substr(0, 7)) << log;
+        EXPECT_NE(std::string::npos, log.find("Hueward failed.\r\n")) << log;
+        EXPECT_NE(
+            std::string::npos,
+            StoredText(HKEY_CURRENT_USER, OLESTR("Software\\QLScan\\Driver")).find("ProductName = 1 '" + name + "'"));
     }
     ::DeleteFileW(updater.c_str());
 }

@@ -19,64 +19,25 @@ XmlDocument Opened()
     return document;
 }
 
-TEST(BstrText, KnowsItsLengthAndReadsAsEmptyWhenNull)
+TEST(BstrText, ReadsAsEmptyWhenNullAndSharesItsBlock)
 {
     const _bstr_t null(static_cast<const WCHAR*>(nullptr)), empty(OLESTR(""));
-    EXPECT_TRUE(null.IsNull() && _bstr_t::Adopt(nullptr).IsNull() && null.View().empty() && null.length() == 0);
-    EXPECT_TRUE(null.Get() == nullptr && null.Narrow() == nullptr && null == empty);
-    EXPECT_FALSE(empty.IsNull() || (null + null).IsNull());
-    const WideText inner = WideText(OLESTR("a")) + WCHAR() + OLESTR("\x00E4");
-    const _bstr_t text(inner);
-    EXPECT_TRUE((text + text).length() == 6 && _bstr_t(inner.c_str()).length() == 1);
-    EXPECT_FALSE(text == _bstr_t(OLESTR("a")));
-    EXPECT_STREQ(NarrowFromWide(OLESTR("\x00E4")).c_str(), _bstr_t(OLESTR("\x00E4")).Narrow());
-}
+    EXPECT_TRUE(null.IsNull() && null.View().empty() && null.length() == 0 && null.Narrow() == nullptr);
+    EXPECT_TRUE(null == empty && !empty.IsNull() && !(null + null).IsNull());
+    const WideText inner = WideText(OLESTR("a")) + WCHAR() + OLESTR("b");
+    EXPECT_EQ(6U, (_bstr_t(inner) + _bstr_t(inner)).length());
+    EXPECT_FALSE(_bstr_t(inner) == _bstr_t(OLESTR("a")));
 
-TEST(BstrText, CopiesShareOneBlockAcrossThreads)
-{
     const BSTR system = ::SysAllocStringLen(OLESTR("taken"), 5);
     _bstr_t first = _bstr_t::Adopt(system);
     EXPECT_EQ(system, first.Get()); // without a copy
     const _bstr_t second = first;
     EXPECT_STREQ("taken", second.Narrow());
     EXPECT_EQ(second.Narrow(), first.Narrow()); // made once, for all
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([second] {
-            for (int round = 0; round < 10000; ++round)
-                EXPECT_EQ(5U, _bstr_t(second).length());
-        });
-    for (std::thread& thread : threads)
-        thread.join();
     first = first + OLESTR("!");
     EXPECT_EQ(OLESTR("taken"), second.View());
     const _bstr_t moved = std::move(first);
     EXPECT_EQ(OLESTR("taken!"), moved.View());
-    EXPECT_EQ(0, moved.Get()[moved.length()]);
-}
-
-TEST(ComHandleTest, EachHandleHoldsOneReference)
-{
-    struct Counted
-    {
-        int references = 0;
-        void AddRef() { ++references; }
-        void Release() { --references; }
-    } object;
-    {
-        ComHandle<Counted> first;
-        *first.Receive() = &object;
-        object.AddRef(); // as a function that hands out does
-        ComHandle<Counted> second = first;
-        EXPECT_EQ(2, object.references);
-        const ComHandle<Counted> third = std::move(first);
-        second = third;
-        EXPECT_EQ(2, object.references);
-        second.Receive();
-        EXPECT_EQ(1, object.references);
-        EXPECT_FALSE(second);
-    }
-    EXPECT_EQ(0, object.references);
 }
 
 TEST_F(XmlDocumentTest, SavingAndLoading)

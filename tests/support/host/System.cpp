@@ -36,22 +36,19 @@ int OnOwnMachine(const std::function<int()>& tests)
     return result;
 }
 
-Wide MakeTemporaryFolder()
+TemporaryFolder::TemporaryFolder() : m_path(ToWide("Z:" + NewFolder()))
 {
-    std::string path = "Z:" + NewFolder();
-    for (char& c : path)
-        c = c == '/' ? '\\' : c;
-    return ToWide(path);
+    std::replace(m_path.begin(), m_path.end(), OLESTR('/'), OLESTR('\\'));
 }
 
-void RemoveTemporaryFolder(const Wide& path)
+TemporaryFolder::~TemporaryFolder()
 {
-    const std::string linuxPath = LinuxPath(path);
+    const std::string path = LinuxPath(m_path);
     std::error_code ignored;
-    for (const auto& entry : fs::recursive_directory_iterator(linuxPath, ignored))
+    for (const auto& entry : fs::recursive_directory_iterator(path, ignored))
         if (!entry.is_symlink())
             fs::permissions(entry, fs::perms::owner_all, fs::perm_options::add, ignored);
-    fs::remove_all(linuxPath, ignored);
+    fs::remove_all(path, ignored);
 }
 
 // The linker puts these before the stand-in's own.
@@ -85,59 +82,41 @@ void SetReadOnly(const Wide& path, bool readOnly)
         fs::permissions(LinuxPath(path), fs::perms::owner_write, fs::perm_options::add, ignored);
 }
 
-void StartDebugConsoleCapture()
+DebugConsoleCapture::DebugConsoleCapture()
 {
-    consoleCalls.clear();
-    tones = 0;
-    std::ofstream(consoleFile, std::ios::trunc); // and not removed: who writes it keeps it open
+    Clear();
     ::setenv(consoleVariable, consoleFile.c_str(), 1);
 }
 
-std::string DebugConsoleText()
-{
-    return FileText(consoleFile);
-}
-
-std::vector<std::string> DebugConsoleCalls()
-{
-    return consoleCalls;
-}
-
-int CapturedTones()
-{
-    return tones;
-}
-
-void StopDebugConsoleCapture()
+DebugConsoleCapture::~DebugConsoleCapture()
 {
     ::unsetenv(consoleVariable);
 }
 
-ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder)
+void DebugConsoleCapture::Clear()
 {
-    ProgramResult result;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    Wide line = commandLine;
-    StartDebugConsoleCapture();
-    result.started = ::CreateProcessW(
-                         program.c_str(), line.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                         currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
-    if (result.started)
-    {
-        if (::WaitForSingleObject(process.hProcess, patience) != WAIT_OBJECT_0)
-        {
-            ADD_FAILURE() << ToUtf8(program) << " did not end in time";
-            ::TerminateProcess(process.hProcess, 99);
-        }
-        ::GetExitCodeProcess(process.hProcess, &result.exitCode);
-        result.debugConsole = DebugConsoleText();
-        ::CloseHandle(process.hThread);
-        ::CloseHandle(process.hProcess);
-    }
-    StopDebugConsoleCapture();
-    return result;
+    consoleCalls.clear();
+    tones = 0;
+    std::ofstream(consoleFile, std::ios::trunc); // and not removed: who writes it keeps it open
+}
+
+std::vector<std::string> DebugConsoleCapture::Calls() const
+{
+    return consoleCalls;
+}
+
+int DebugConsoleCapture::Tones() const
+{
+    return tones;
+}
+
+const DWORD startFlags = 0;
+
+std::string ConsoleUntilTheEnd(const PROCESS_INFORMATION& process)
+{
+    if (::WaitForSingleObject(process.hProcess, patience) != WAIT_OBJECT_0)
+        Abandon(process);
+    return FileText(consoleFile);
 }
 
 } // namespace test

@@ -48,24 +48,23 @@ int OnOwnMachine(const std::function<int()>& tests)
     return tests();
 }
 
-Wide MakeTemporaryFolder()
+TemporaryFolder::TemporaryFolder()
 {
     static std::atomic<unsigned> number = 0;
     // Another process of the same id may have left some, in use by programs that it had started.
-    std::filesystem::path path;
     do
-        path = std::filesystem::temp_directory_path() /
-               ("scankelv-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(number++));
-    while (!std::filesystem::create_directory(path));
-    return path.native();
+        m_path = (std::filesystem::temp_directory_path() /
+                  ("scankelv-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(number++)))
+                     .native();
+    while (!std::filesystem::create_directory(m_path));
 }
 
-void RemoveTemporaryFolder(const Wide& path)
+TemporaryFolder::~TemporaryFolder()
 {
     std::error_code ignored;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(path, ignored))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path, ignored))
         std::filesystem::permissions(entry, std::filesystem::perms::all, ignored);
-    std::filesystem::remove_all(path, ignored);
+    std::filesystem::remove_all(m_path, ignored);
 }
 
 void CopyFileTo(const Wide& from, const Wide& to)
@@ -78,60 +77,47 @@ void SetReadOnly(const Wide& path, bool readOnly)
     ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL);
 }
 
-void StartDebugConsoleCapture()
+DebugConsoleCapture::DebugConsoleCapture()
+{
+    Clear();
+    consoleHandler = ::AddVectoredExceptionHandler(1, &OnException);
+}
+
+DebugConsoleCapture::~DebugConsoleCapture()
+{
+    ::RemoveVectoredExceptionHandler(consoleHandler);
+}
+
+void DebugConsoleCapture::Clear()
 {
     const std::lock_guard lock(consoleMutex);
     consoleCalls.clear();
     tones = 0;
-    if (consoleHandler == nullptr)
-        consoleHandler = ::AddVectoredExceptionHandler(1, &OnException);
 }
 
-std::string DebugConsoleText()
-{
-    std::string text;
-    for (const std::string& call : DebugConsoleCalls())
-        text += call;
-    return text;
-}
-
-std::vector<std::string> DebugConsoleCalls()
+std::vector<std::string> DebugConsoleCapture::Calls() const
 {
     const std::lock_guard lock(consoleMutex);
     return consoleCalls;
 }
 
-int CapturedTones()
+int DebugConsoleCapture::Tones() const
 {
     return tones;
 }
 
-void StopDebugConsoleCapture()
-{
-    ::RemoveVectoredExceptionHandler(consoleHandler);
-    consoleHandler = nullptr;
-}
+const DWORD startFlags = DEBUG_ONLY_THIS_PROCESS;
 
-ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wide& currentFolder)
+std::string ConsoleUntilTheEnd(const PROCESS_INFORMATION& process)
 {
     // As the program's debugger: its debugger-console texts arrive as events.
-    ProgramResult result;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process{};
-    Wide line = commandLine;
-    result.started = ::CreateProcessW(
-                         program.c_str(), line.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS, nullptr,
-                         currentFolder.empty() ? nullptr : currentFolder.c_str(), &startup, &process) != 0;
-    if (!result.started)
-        return result;
+    std::string console;
     DEBUG_EVENT event{};
-    for (bool ended = false; !ended;)
+    while (event.dwDebugEventCode != EXIT_PROCESS_DEBUG_EVENT)
     {
         if (::WaitForDebugEvent(&event, patience) == 0)
         {
-            ADD_FAILURE() << ToUtf8(program) << " did not end in time";
-            ::TerminateProcess(process.hProcess, 99);
+            Abandon(process);
             break;
         }
         DWORD answer = DBG_CONTINUE;
@@ -140,7 +126,7 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
             std::string text(event.u.DebugString.nDebugStringLength, '\0');
             ::ReadProcessMemory(
                 process.hProcess, event.u.DebugString.lpDebugStringData, text.data(), text.size(), nullptr);
-            result.debugConsole += text.c_str();
+            console += text.c_str();
         }
         else if (
             event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
@@ -151,16 +137,9 @@ ProgramResult RunProgram(const Wide& program, const Wide& commandLine, const Wid
             ::CloseHandle(event.u.CreateProcessInfo.hFile);
         else if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT)
             ::CloseHandle(event.u.LoadDll.hFile);
-        else if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT)
-        {
-            result.exitCode = event.u.ExitProcess.dwExitCode;
-            ended = true;
-        }
         ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, answer);
     }
-    ::CloseHandle(process.hThread);
-    ::CloseHandle(process.hProcess);
-    return result;
+    return console;
 }
 
 } // namespace test
