@@ -67,6 +67,16 @@ TEST_F(StoredDevice, ElementsAndTheirAbsence)
     });
 }
 
+TEST_F(StoredDevice, WithoutDocumentsNoListIsRead)
+{
+    XmlParsedDeviceList device;
+    const DebugConsoleCapture console;
+    ::CoUninitialize();
+    EXPECT_FALSE(ParseDeviceList(ListText("").c_str(), device));
+    ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    EXPECT_EQ("createInstanceResult ", ReportedExpressions(console));
+}
+
 TEST_F(StoredDevice, DeviceXmlThatCannotBeSavedStopsNothingElse)
 {
     const Wide file = DeviceXmlLocation().Text();
