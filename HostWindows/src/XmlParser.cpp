@@ -224,15 +224,17 @@ std::string EncodingOf(std::string_view declaration)
 }
 
 /// @param given  bytes of the text as it was handed in; @param encodingOption  XML_PARSE_IGNORE_ENC for UTF-8 whatever
-/// the declaration says, or 0
-bool Parse(
-    std::string_view text, std::string_view declaration, std::size_t given, int encodingOption, Arena& arena,
-    Node& document)
+/// the declaration says, or 0. A name that only the parser knows for an encoding could not be written again: refused.
+bool Parse(std::string_view text, std::size_t given, int encodingOption, Arena& arena, Node& document)
 {
     static const bool ready = (xmlInitParser(), true); // once, whatever threads come first
     constexpr std::size_t alwaysGranted = std::size_t{1024} * 1024;
     constexpr std::size_t timesTheText = 8;
     if (!ready || text.empty() || text.size() > INT_MAX || text.find('\0') != std::string_view::npos)
+        return false;
+    const std::string declaration = DeclarationOf(text);
+    const std::string encoding = EncodingOf(declaration);
+    if (!encoding.empty() && !Is(encoding, "UTF-8") && !Is(encoding, "UTF-16") && !InEncoding("", encoding))
         return false;
     if (!declaration.empty())
         LinkLast(document, *arena.Make(NodeKind::instruction, "xml", declaration));
@@ -322,10 +324,7 @@ bool ParseText(std::u16string_view text, Arena& arena, Node& document)
 {
     text.remove_prefix(text.starts_with(u'\xFEFF') ? 1 : 0);
     const std::string bytes = Utf8FromUtf16(text, U'\1'); // which no XML text may hold
-    const std::string declaration = DeclarationOf(bytes);
-    const std::string encoding = EncodingOf(declaration);
-    const bool known = encoding.empty() || Is(encoding, "UTF-8") || Is(encoding, "UTF-16") || InEncoding("", encoding);
-    return known && Parse(bytes, declaration, text.size() * sizeof(char16_t), XML_PARSE_IGNORE_ENC, arena, document);
+    return Parse(bytes, text.size() * sizeof(char16_t), XML_PARSE_IGNORE_ENC, arena, document);
 }
 
 bool ParseBytes(std::string_view bytes, Arena& arena, Node& document)
@@ -335,8 +334,8 @@ bool ParseBytes(std::string_view bytes, Arena& arena, Node& document)
                ParseText(
                    {reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)}, arena, document);
     const bool marked = bytes.starts_with(utf8Mark);
-    const std::string_view text = bytes.substr(marked ? utf8Mark.size() : 0);
-    return Parse(text, DeclarationOf(text), bytes.size(), marked ? XML_PARSE_IGNORE_ENC : 0, arena, document);
+    return Parse(
+        bytes.substr(marked ? utf8Mark.size() : 0), bytes.size(), marked ? XML_PARSE_IGNORE_ENC : 0, arena, document);
 }
 
 BSTR MakeBstr(std::string_view text)
