@@ -299,10 +299,18 @@ int RegistryStore::Connect(const std::string& name, int flags)
     if (result == SQLITE_OK)
     {
         ::sqlite3_busy_timeout(m_database, patience);
-        const auto isOther = [](void*, int, char** version, char**) { return version[0] == schemaVersion ? 0 : 1; };
-        result = ::sqlite3_exec(m_database, "PRAGMA synchronous=OFF; PRAGMA user_version", isOther, nullptr, nullptr);
+        int judged = SQLITE_NOTADB;
+        const auto judge = [](void* place, int, char** version, char**) {
+            const bool noMemory = version[0] == nullptr; // for the number as a text
+            *static_cast<int*>(place) = noMemory                      ? SQLITE_NOMEM
+                                        : version[0] == schemaVersion ? SQLITE_OK
+                                                                      : SQLITE_NOTADB;
+            return 0;
+        };
+        result = ::sqlite3_exec(m_database, "PRAGMA synchronous=OFF; PRAGMA user_version", judge, &judged, nullptr);
+        result = result == SQLITE_OK ? judged : result;
     }
-    const int reason = result == SQLITE_ABORT ? SQLITE_NOTADB : ReasonOf(result);
+    const int reason = ReasonOf(result);
     if (reason != SQLITE_OK)
         Disconnect(false);
     return reason;
