@@ -109,7 +109,7 @@ TEST_F(XmlDocumentTest, OnAThreadWithoutCom)
         EXPECT_FALSE(XmlOpenDocument(document) || document);
         document = XmlCreateDocumentInitialisingCom();
         EXPECT_TRUE(document);
-        EXPECT_EQ(REGDB_E_CLASSNOTREG, XmlCreateDocument(document, CLSCTX_LOCAL_SERVER));
+        EXPECT_EQ(REGDB_E_CLASSNOTREG, XmlCreateDocument(document, CLSCTX_INPROC_HANDLER));
         EXPECT_FALSE(document); // nor what it held before
         ::CoUninitialize();
     }).join();
