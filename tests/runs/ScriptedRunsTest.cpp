@@ -1,122 +1,62 @@
 // The runs of runs.txt, and everything that each of them left behind: the same on every system. A run that behaves
 // otherwise than transcript.txt says is shown by the differences, and the transcript as it would be now is written.
-#include "Differences.h"
-#include "Installation.h"
+#include "Role.h"
+#include "Transcript.h"
 
 #include <map>
 #include <optional>
 #include <regex>
 #include <set>
-#include <sstream>
+#include <shlobj.h>
 
 namespace
 {
 
 using namespace test;
 
-const std::string driverKey = "Software\\QLScan\\Run Driver";
+const WCHAR* const twainKeys = OLESTR("Software\\QLScan");
+const Wide wiaFolder = OLESTR("C:\\ProgramData\\QLScan\\Quellon Generic Scan Driver");
+const Wide wiaStorage = wiaFolder + OLESTR("\\Config.ini");
+const Wide deviceXml = OLESTR("C:\\ProgramData\\Quellon\\ScanKELV\\device.xml");
 
-template <char connectionType>
-void StoreDevice(const Installation&)
+/// The Windows path of what the build made, or of what it is made from.
+Wide BuiltPath(std::string path)
 {
-    Store(
-        HKEY_CURRENT_USER, driverKey,
-        std::string("Address=192.0.2.1|MACAddress=00-00-5E-00-53-01|UI_Mode=#1|Online=#7|ConnectionType=#") +
-            connectionType);
+    std::ranges::replace(path, '/', '\\');
+    return ToWide(path.starts_with('\\') ? "Z:" + path : path);
 }
 
-void StoreRecords(const Installation&)
+Wide UserFile(std::string_view name)
 {
-    const std::string both = "MDL=Weir C40|MFG=Quellon|ConnectionType=#1|", key = ToUtf8(recordKeys) + "\\Printer00";
-    Store(HKEY_LOCAL_MACHINE, key + "0", both + "Address=192.0.2.1|IPv6=#0|Default=#0");
-    Store(HKEY_LOCAL_MACHINE, key + "1", both + "Address=2001:db8::1|IPv6=#1|Default=#1");
+    WCHAR folder[MAX_PATH]{};
+    EXPECT_EQ(S_OK, ::SHGetFolderPathW(nullptr, CSIDL_LOCAL_APPDATA, nullptr, 0, folder));
+    return Wide(folder) + OLESTR("\\ScanKELV\\") + ToWide(name);
 }
 
-void RunBefore(const Installation& installation)
+void RemoveTraces()
 {
-    EXPECT_EQ(0U, installation.Run().exitCode);
-    installation.UpdaterRecord(1);
-    for (const Wide& record : {installation.LogFile(), installation.File("FindwellDlg.log")})
-        ::DeleteFileW(record.c_str());
-    EXPECT_TRUE(Eventually([&] { return ::DeleteFileW(installation.File("Hueward.log").c_str()) != 0; }));
-}
-
-std::string Repeated(std::string_view text, std::size_t bytes)
-{
-    std::string all;
-    while (all.size() < bytes)
-        all += text;
-    return all;
-}
-
-const std::map<std::string_view, void (*)(const Installation&)> preparations{
-    {"a run", &RunBefore},
-    {"a run, Config.ini read-only",
-     [](const Installation& installation) {
-         RunBefore(installation);
-         SetReadOnly(wiaStorage, true);
-     }},
-    {"a Config.ini of others",
-     [](const Installation&) {
-         WriteFileBytes(wiaStorage, "[Scan]\r\nMode=2\r\n[IO]\r\nTimeout=9\r\naddress=old\r\n");
-     }},
-    {"a stored device", &StoreDevice<'1'>},
-    {"a stored local device", &StoreDevice<'0'>},
-    {"a mode for all users", [](const Installation&) { Store(HKEY_LOCAL_MACHINE, driverKey, "UI_Mode=#7"); }},
-    {"records", &StoreRecords},
-    {"a nested answer",
-     [](const Installation& installation) {
-         WriteFileBytes(installation.File("answer"), Repeated("<n>", 300000) + Repeated("</n>", 400000));
-     }},
-    {"an answer of 50 MB, no log",
-     [](const Installation& installation) {
-         WriteFileBytes(installation.File("answer"), "<r>" + Repeated("<e>ab</e>\n", 50U << 20) + "</r>");
-         WriteFileBytes(installation.DebugIni(), "");
-     }},
-    {"lone surrogates, no log",
-     [](const Installation& installation) {
-         const std::string head = "\xFF\xFE" + Utf16Bytes(OLESTR("<iotype>"));
-         WriteFileBytes(installation.File("answer"), head + "\x01\xD8\x01\xD8" + Utf16Bytes(OLESTR("</iotype>")));
-         WriteFileBytes(installation.DebugIni(), "");
-     }},
-    {"a folder for settings",
-     [](const Installation& installation) { ::CreateDirectoryW(installation.File("ScanKELV.ini").c_str(), nullptr); }},
-    {"settings of 10 MB",
-     [](const Installation& installation) {
-         installation.Settings(Repeated("; a line that nobody reads\r\n", 10U << 20) + "ProductName=D\r\nModelName=x");
-     }},
-    {"empty settings", [](const Installation& installation) { WriteFileBytes(installation.File("ScanKELV.ini"), ""); }},
-    {"binary settings",
-     [](const Installation& installation) {
-         WriteFileBytes(installation.File("ScanKELV.ini"), Repeated(std::string_view("[\0\xFF=\n\x1A", 6), 6000));
-     }},
-};
-
-/// The instance word, held by this process as another program would.
-class InstanceWord
-{
-public:
-    explicit InstanceWord(DWORD value)
-        : m_mapping(::CreateFileMappingW(
-              INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
-              OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"))),
-          m_word(static_cast<DWORD*>(::MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD))))
+    for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
+        for (const WCHAR* const keys : {twainKeys, OLESTR("Software\\ScanKELVRuns")})
+            ::RegDeleteTreeW(hive, keys);
+    for (const Wide& file : {wiaStorage, deviceXml, UserFile("Debug.ini"), UserFile("Log.txt")})
     {
-        *m_word = value;
+        SetReadOnly(file, false);
+        ::DeleteFileW(file.c_str());
     }
-    ~InstanceWord()
-    {
-        ::UnmapViewOfFile(m_word);
-        ::CloseHandle(m_mapping);
-    }
-    InstanceWord(const InstanceWord&) = delete;
-    InstanceWord& operator=(const InstanceWord&) = delete;
-    DWORD Value() const { return *m_word; }
+}
 
-private:
-    HANDLE m_mapping;
-    DWORD* m_word;
-};
+Wide Folder(const Wide& path)
+{
+    return path.substr(0, path.rfind(OLESTR('\\')));
+}
+
+/// The text in the 8-bit code page, in which log and debugger console are.
+std::string Narrow(const Wide& text)
+{
+    char narrow[2048]{};
+    ::WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, narrow, sizeof(narrow), nullptr, nullptr);
+    return narrow;
+}
 
 void NameSystemMessages(std::string& text)
 {
@@ -126,27 +66,16 @@ void NameSystemMessages(std::string& text)
         ::FormatMessageA(
             FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, message, sizeof(message),
             nullptr);
-        ReplaceAll(text, message, "<message " + std::to_string(code) + ">\r\n");
+        ReplaceAll(text, message, "(message " + std::to_string(code) + ")\r\n");
     }
 }
 
-void ReadCodePage(std::string& text)
-{
-    for (const char* const location : {"Büro 3 – 会議室 🖨", "Büro 2"})
-    {
-        char narrow[256]{};
-        ::WideCharToMultiByte(CP_ACP, 0, ToWide(location).c_str(), -1, narrow, sizeof(narrow), nullptr, nullptr);
-        ReplaceAll(text, narrow, location);
-    }
-}
-
-/// The whole list of what may differ from one run to the next, and from one system to another.
+/// The whole list of what may differ from one run to the next, and from one system to another, beside the names.
 const struct Normalisation
 {
     const char* what;
     std::regex pattern;
     const char* instead;
-    void (*apply)(std::string& text) = nullptr; // in the pattern's place
 } normalisations[] = {
     {"white space of serialisation, as the record writes it", std::regex(R"(>(\\[rn])+)"), ">"},
     {"white space of serialisation, before a tag and at the end", std::regex(R"(>[ \t\r\n]+(?=<|$))"), ">"},
@@ -158,71 +87,12 @@ const struct Normalisation
     {"length of a serialised device", std::regex("listText = [0-9]+ ch"), "listText = <count> ch"},
     {"line numbers of the sources", std::regex(R"(\.cpp\(\d+\))"), ".cpp(<line>)"},
     {"when another thread answers", std::regex(R"((\n.*store Query results\r)(\n.*qdc: .*\r))"), "$2$1"},
-    {"wording of the system's messages", {}, nullptr, &NameSystemMessages},
-    {"code of a key's name that is too long", std::regex("<message 234>"), "<message 87>"},
+    {"code of a key's name that is too long", std::regex(R"(\(message 234\))"), "(message 87)"},
     {"lines of a report, which are one here",
      std::regex(R"((Expression  .*  failed!)\r\n(Context: .*)(?:\r\n)? \r\n(.*,)\r\n)"), "$1 $2 in $3 "},
     {"last error of before, in the storages' reports: the registry functions set none",
-     std::regex(R"((Context: )<message \d+>( in .* scankelv::CrossProductStorage::))"), "$1<last error>$2"},
-    {"8-bit code page of log and debugger console", {}, nullptr, &ReadCodePage},
+     std::regex(R"((Context: )\(message \d+\)( in .* scankelv::CrossProductStorage::))"), "$1<last error>$2"},
     {"the types that Windows' own type names stand for", std::regex(R"( \[with [^\]]*\])"), ""},
-};
-
-/// What one run left behind; besides the normalisations, its folders have names.
-class Transcript
-{
-public:
-    explicit Transcript(const Installation& installation)
-    {
-        m_paths.emplace_back(ToUtf8(installation.Program()), "<program>\\ScanKELV");
-        for (const auto& [file, name] :
-             {std::pair{installation.File("x"), "<program>"}, {installation.LogFile(), "<user data>"}})
-            m_paths.emplace_back(ToUtf8(file.substr(0, file.rfind(OLESTR('\\')))), name);
-    }
-
-    /// A titled text, each of its lines behind two blanks, and a very long one shortened; nothing for an empty text.
-    void Add(std::string_view title, std::string text)
-    {
-        if (text.empty())
-            return;
-        for (const auto& [path, name] : m_paths)
-            ReplaceAll(text, path, name);
-        text = Shortened(text, 2500); // a pattern takes stack for each character
-        for (const Normalisation& normalisation : normalisations)
-            if (normalisation.apply != nullptr)
-                normalisation.apply(text);
-            else
-                text = std::regex_replace(text, normalisation.pattern, normalisation.instead);
-        m_lines.push_back(std::string(title) + ":");
-        std::istringstream stream(Shortened(text, 2000));
-        for (std::string line; std::getline(stream, line);)
-        {
-            if (line.ends_with('\r'))
-                line.pop_back();
-            else
-                line += stream.eof() ? "<no line end>" : "<lf>";
-            m_lines.push_back("  " + (m_filterTexts.contains(line) ? "<the filter text>" : line));
-            if (const std::size_t at = line.find("filterText = "); at != std::string::npos)
-                m_filterTexts.insert(line.substr(at + 13));
-        }
-    }
-    const Lines& Text() const { return m_lines; }
-
-private:
-    static std::string Shortened(const std::string& text, std::size_t lineLength)
-    {
-        std::string lines;
-        for (std::size_t at = 0, next = 0; at < text.size(); at = next)
-        {
-            next = std::min(text.find('\n', at), text.size() - 1) + 1;
-            lines += next - at <= lineLength ? text.substr(at, next - at) : text.substr(at, lineLength) + "...\r\n";
-        }
-        return lines;
-    }
-
-    std::vector<std::pair<std::string, std::string>> m_paths;
-    std::set<std::string> m_filterTexts; // that the library was given: the log holds them again
-    Lines m_lines;
 };
 
 std::string FileText(const Wide& path)
@@ -230,174 +100,321 @@ std::string FileText(const Wide& path)
     if (!FileExists(path))
         return {};
     const std::string bytes = ReadFileBytes(path);
-    if (!bytes.starts_with("\xFF\xFE"))
-        return bytes;
-    return "FF FE " + ToUtf8(FromUtf16Bytes(bytes.substr(2)));
+    return bytes.starts_with("\xFF\xFE") ? "FF FE " + ToUtf8(FromUtf16Bytes(bytes.substr(2))) : bytes;
 }
 
-/// Of what the simulated programs write.
-std::string RecordText(std::string text)
+std::string Shortened(const std::string& text, std::size_t lineLength)
 {
-    ReplaceAll(text, "\n", "\r\n");
-    return text;
+    std::string lines;
+    for (std::size_t at = 0, next = 0; at < text.size(); at = next)
+    {
+        next = std::min(text.find('\n', at), text.size() - 1) + 1;
+        lines += next - at <= lineLength ? text.substr(at, next - at) : text.substr(at, lineLength) + "...\r\n";
+    }
+    return lines;
 }
 
 /// The lines of one run in runs.txt: what stands before the first blank, and what behind it.
-using ScriptedRun = std::map<std::string, std::string>;
+using Script = std::vector<std::pair<std::string, std::string>>;
 
-std::vector<ScriptedRun> ScriptedRuns()
+std::vector<Script> Scripts()
 {
-    std::vector<ScriptedRun> runs;
-    std::istringstream script(ReadFileBytes(BuiltPath(RUNS_FOLDER) + OLESTR("\\runs.txt")));
-    for (std::string line; std::getline(script, line);)
+    std::vector<Script> runs;
+    std::map<std::string, Script> machines;
+    Script* script = nullptr;
+    std::istringstream file(ReadFileBytes(BuiltPath(RUNS_FOLDER) + OLESTR("\\runs.txt")));
+    for (std::string line; std::getline(file, line);)
     {
-        const std::size_t blank = line.find(' ');
-        if (line.starts_with("run "))
-            runs.emplace_back();
-        if (!line.empty() && !line.starts_with('#'))
-            runs.back()[line.substr(0, blank)] = line.substr(blank + 1);
+        if (line.empty() || line.starts_with('#'))
+            continue;
+        std::istringstream words(line);
+        std::string word;
+        std::string text;
+        words >> word >> std::ws;
+        std::getline(words, text);
+        if (word == "machine")
+            script = &machines[text];
+        else if (word == "run")
+            script = &runs.emplace_back(Script{{word, text}});
+        else if (word == "before")
+            script->insert(script->end(), machines.at(text).begin(), machines.at(text).end());
+        else
+            script->emplace_back(word, text);
     }
     return runs;
 }
 
-/// What one run left behind.
-struct Block
+std::string Value(const Script& script, std::string_view word)
 {
-    std::string name, outcome;
-    Lines lines;
-};
-
-Block BlockOf(const ScriptedRun& run)
-{
-    const auto given = [&](const char* what, const char* otherwise = "") {
-        const auto found = run.find(what);
-        return found == run.end() ? std::string(otherwise) : found->second;
-    };
-    SCOPED_TRACE(given("run"));
-    const Installation installation;
-    WriteFileBytes(
-        installation.DebugIni(), "[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n"
-                                 "[Format]\r\nShowTime=1\r\nShowModule=1\r\nShowThread=1\r\n");
-    // As after an earlier run: what an earlier test left of them would make a difference.
-    for (const WCHAR* const folder :
-         {OLESTR("C:\\ProgramData\\QLScan"), OLESTR("C:\\ProgramData\\QLScan\\Quellon Generic Scan Driver")})
-        ::CreateDirectoryW(folder, nullptr);
-    if (std::string settings = given("settings", "ProductName=Run Driver; ModelName=Quellon Weir C40 Series");
-        settings != "none")
-    {
-        ReplaceAll(settings, "; ", "\r\n");
-        installation.Settings(settings);
-    }
-    if (run.contains("before"))
-        preparations.at(given("before"))(installation);
-    if (run.contains("library"))
-        ::DeleteFileW(installation.File("FindwellDlg.dll").c_str());
-    if (given("library", "none") != "none")
-        CopyFileTo(
-            BuiltPath(TEST_LIBRARIES) + OLESTR("\\") + ToWide(given("library")), installation.File("FindwellDlg.dll"));
-    const std::string call = given("call", "none ");
-    installation.Behave(given("choice", "accepted"), call.substr(0, call.find(' ')), call.substr(call.find(' ') + 1));
-    std::optional<InstanceWord> word;
-    if (run.contains("word"))
-        word.emplace(static_cast<DWORD>(std::stoul(given("word"))));
-
-    const ProgramResult result = installation.Run(given("arguments"));
-
-    EXPECT_TRUE(result.started);
-    const std::string log = FileText(installation.LogFile());
-    std::ptrdiff_t starts = 0;
-    for (std::size_t at = 0; (at = log.find("Hueward finished normally.", at)) != std::string::npos; ++at)
-        ++starts;
-
-    Transcript transcript(installation);
-    transcript.Add("debugger console", result.debugConsole);
-    transcript.Add("library", RecordText(installation.Asked()));
-    transcript.Add("updater", RecordText(installation.UpdaterRecord(starts)));
-    transcript.Add("log", log);
-    if (word && std::to_string(word->Value()) != given("word"))
-        transcript.Add(
-            "instance word", log.find("KELV process Id: " + std::to_string(word->Value()) + "\r\n") != std::string::npos
-                                 ? "the agent's process id"
-                                 : std::to_string(word->Value()));
-    transcript.Add("current user", StoredText(HKEY_CURRENT_USER, twainKeys));
-    transcript.Add("local machine", StoredText(HKEY_LOCAL_MACHINE, twainKeys));
-    transcript.Add("Config.ini", FileText(wiaStorage));
-    transcript.Add("device.xml", FileText(deviceXml));
-    return {
-        given("run"), "ScanKELV " + given("arguments") + ": exit code " + std::to_string(result.exitCode),
-        transcript.Text()};
+    const auto line = std::ranges::find(script, word, &Script::value_type::first);
+    return line == script.end() ? "" : line->second;
 }
 
-const std::string asAnother = "as \"";
-
-/// The blocks of transcript.txt, each whole.
-std::vector<Block> ReadBlocks()
+/// One run, on a machine that its script prepares.
+class ScriptedRun
 {
-    std::vector<Block> blocks;
-    std::istringstream file(ReadFileBytes(BuiltPath(RUNS_FOLDER) + OLESTR("\\transcript.txt")));
-    for (std::string line; std::getline(file, line);)
-        if (line.starts_with("==== "))
-            blocks.push_back({line.substr(5), {}, {}});
-        else if (blocks.back().outcome.empty())
-            blocks.back().outcome = line;
-        else if (!line.empty())
-            blocks.back().lines.push_back(line);
-    for (auto block = blocks.begin(); block != blocks.end(); ++block)
+public:
+    explicit ScriptedRun(const Script& script) : m_script(script)
     {
-        const std::string like = block->lines.empty() ? "" : block->lines[0];
-        const auto base = std::find_if(
-            blocks.begin(), block, [&](const Block& other) { return like.starts_with(asAnother + other.name + "\""); });
-        if (base != block)
-            block->lines = Applied(base->lines, {block->lines.begin() + 1, block->lines.end()});
+        for (const std::string& name : Parts(Value("below")))
+        {
+            m_folder += OLESTR("\\") + ToWide(name);
+            ::CreateDirectoryW(m_folder.c_str(), nullptr);
+        }
+        m_records = m_folder;
+        RemoveTraces();
+        for (const char* const file : {PROGRAM_NAME, "FindwellDlg.dll", "Hueward.exe"})
+            CopyFileTo(BuiltPath(INSTALLATION) + OLESTR("\\") + ToWide(file), Path(file));
+        // As after an earlier run: what an earlier test left of them would make a difference.
+        for (const Wide& folder : {Folder(UserFile("Debug.ini")), Folder(wiaFolder), wiaFolder})
+            ::CreateDirectoryW(folder.c_str(), nullptr);
+        WriteFileBytes(
+            UserFile("Debug.ini"), "[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n"
+                                   "[Format]\r\nShowTime=1\r\nShowModule=1\r\nShowThread=1\r\n");
+        Do({{"settings", "ProductName=Run Driver; ModelName=Quellon Weir C40 Series"}, {"choice", "accepted"}});
+        Do(script);
     }
-    return blocks;
-}
-
-/// The blocks as transcript.txt has them: each as the earlier one that it is most like, where that is shorter.
-std::string Written(const std::vector<Block>& blocks)
-{
-    std::string text;
-    for (auto block = blocks.begin(); block != blocks.end(); ++block)
+    ~ScriptedRun()
     {
-        Lines shortest = block->lines;
-        for (auto base = blocks.begin(); base != block; ++base)
-            if (Lines differences = DifferencesOf(base->lines, block->lines); differences.size() + 1 < shortest.size())
+        for (const char* const variable : {"FINDWELL_RECORD", "HUEWARD_RECORD"})
+            SetVariable(variable, "");
+        if (m_word != nullptr)
+            ::UnmapViewOfFile(m_word);
+        if (m_mapping != nullptr)
+            ::CloseHandle(m_mapping);
+        RemoveTraces();
+    }
+    ScriptedRun(const ScriptedRun&) = delete;
+    ScriptedRun& operator=(const ScriptedRun&) = delete;
+
+    /// What it leaves behind.
+    Sections Outcome()
+    {
+        const std::string arguments = Value("arguments");
+        const std::string current = Value("current");
+        const ProgramResult result =
+            RunProgram(Program(), CommandLine(arguments), current.empty() ? Wide() : Path(current));
+        EXPECT_TRUE(result.started);
+        if (m_beside)
+        {
+            WriteFileBytes(Path("go"), "");
+            EXPECT_EQ(0U, m_beside->Wait());
+        }
+        const std::string log = FileText(UserFile("Log.txt"));
+        const std::regex start("Hueward finished normally");
+        const std::ptrdiff_t starts = std::distance(std::sregex_iterator(log.begin(), log.end(), start), {});
+
+        m_sections.push_back(
+            {Value("run"), {"ScanKELV " + arguments + ": exit code " + std::to_string(result.exitCode)}});
+        Add("debugger console", result.debugConsole);
+        Add("library", Record("FindwellDlg.log"));
+        Add("updater", Record("Hueward.log", starts));
+        Add("log", log);
+        if (const std::string word = m_word == nullptr ? "" : std::to_string(*m_word); word != Value("word"))
+            Add("instance word",
+                (log.find("KELV process Id: " + word + "\r\n") != std::string::npos ? "the agent's process id" : word) +
+                    "\r\n");
+        Add("current user", StoredText(HKEY_CURRENT_USER, twainKeys));
+        Add("local machine", StoredText(HKEY_LOCAL_MACHINE, twainKeys));
+        Add("Config.ini", FileText(wiaStorage));
+        Add("device.xml", FileText(deviceXml));
+        return std::move(m_sections);
+    }
+
+private:
+    std::string Value(std::string_view word) const { return ::Value(m_script, word); }
+    Wide Path(std::string_view name) const
+    {
+        return name.find(':') == std::string_view::npos ? m_folder + OLESTR("\\") + ToWide(name) : ToWide(name);
+    }
+    Wide Program() const { return ToWide(Value("named")) + Path(PROGRAM_NAME); }
+    Wide CommandLine(std::string_view arguments) const
+    {
+        return OLESTR("\"") + Program() + OLESTR("\" ") + ToWide(arguments);
+    }
+
+    /// Of a simulated program, so many lines at least: the agent does not wait for the updater.
+    std::string Record(const char* name, std::ptrdiff_t lines = 0) const
+    {
+        const Wide file = m_records + OLESTR("\\") + ToWide(name);
+        std::string text;
+        EXPECT_TRUE(Eventually([&] { return std::ranges::count(text = FileText(file), '\n') >= lines; }));
+        ReplaceAll(text, "\n", "\r\n");
+        return text;
+    }
+
+    void Behave(const std::string& choice, const std::string& call = "none", const std::string& gives = "") const
+    {
+        WriteFileBytes(
+            Path("FindwellDlg.xml"), "<findwell><user><choice>" + choice +
+                                         "</choice><event>ADDBTN.onclick</event><event>other</event></user><calls><" +
+                                         call + ">" + gives + "</" + call + "></calls>" +
+                                         ReadFileBytes(BuiltPath(RUNS_FOLDER) + OLESTR("\\devices.xml")) +
+                                         "</findwell>");
+    }
+
+    /// Prepares what the lines say; some are for the run itself.
+    void Do(const Script& script)
+    {
+        for (const auto& [word, text] : script)
+        {
+            const std::vector<std::string> parts = Parts(text);
+            const Wide path = Path(parts.empty() ? "" : parts[0]);
+            if (word == "settings")
             {
-                differences.insert(
-                    differences.begin(), asAnother + base->name + (differences.empty() ? "\"" : "\", but:"));
-                shortest = std::move(differences);
+                std::string lines = text;
+                ReplaceAll(lines, "; ", "\r\n");
+                WriteFileBytes(Path("ScanKELV.ini"), "[Settings]\r\n" + lines + "\r\n");
             }
-        text += "==== " + block->name + "\n" + block->outcome + "\n";
-        for (const std::string& line : shortest)
-            text += line + "\n";
-        text += "\n";
+            else if (word == "choice")
+                Behave(text);
+            else if (word == "call")
+                Behave("accepted", text.substr(0, text.find(' ')), text.substr(text.find(' ') + 1));
+            else if (word == "file")
+                WriteFileBytes(path, Content(parts));
+            else if (word == "copy")
+                CopyFileTo(BuiltPath(TEST_LIBRARIES) + OLESTR("\\") + ToWide(parts[1]), path);
+            else if (word == "folder")
+                ::CreateDirectoryW(path.c_str(), nullptr);
+            else if (word == "without")
+                ::DeleteFileW(path.c_str());
+            else if (word == "read-only")
+                SetReadOnly(path, true);
+            else if (word == "stored")
+                Store(
+                    text.starts_with("HKCU") ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE, parts[0].substr(5),
+                    text.substr(parts[0].size() + 1));
+            else if (word == "log")
+                WriteFileBytes(UserFile("Debug.ini"), "");
+            else if (word == "records")
+            {
+                m_records = Folder(m_folder);
+                SetVariable("FINDWELL_RECORD", ToUtf8(m_records + OLESTR("\\FindwellDlg.log")));
+                SetVariable("HUEWARD_RECORD", ToUtf8(m_records + OLESTR("\\Hueward.log")));
+            }
+            else if (word == "earlier")
+                RunEarlier(text);
+            else if (word == "word")
+                HoldInstanceWord(static_cast<DWORD>(std::stoul(text)));
+            else if (word == "beside")
+            {
+                SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", ToUtf8(Path("console")));
+                m_beside.emplace(CommandLine(text), Program());
+                EXPECT_TRUE(Eventually([&] { return !Record("FindwellDlg.log").empty(); }));
+            }
+            else
+                EXPECT_TRUE(
+                    std::set<std::string>({"run", "arguments", "below", "current", "named", "only"}).contains(word))
+                    << word;
+        }
     }
-    return text;
-}
+
+    /// Behind the path, pieces of a file; "3*" before one of them repeats it.
+    static std::string Content(const std::vector<std::string>& parts)
+    {
+        std::string content;
+        for (auto part = parts.begin() + 1; part < parts.end(); ++part)
+        {
+            const std::size_t star = part->find('*');
+            const std::string piece = Given(part->substr(star + 1));
+            for (int left = star == std::string::npos ? 1 : std::stoi(*part); left > 0; --left)
+                content += piece;
+        }
+        return content;
+    }
+
+    /// What it wrote goes, what it stored stays.
+    void RunEarlier(const std::string& arguments) const
+    {
+        EXPECT_EQ(0U, RunProgram(Program(), CommandLine(arguments)).exitCode);
+        Record("Hueward.log", 1);
+        for (const Wide& file : {UserFile("Log.txt"), Path("FindwellDlg.log"), Path("Hueward.log")})
+            EXPECT_TRUE(Eventually([&] { return ::DeleteFileW(file.c_str()) != 0; }));
+    }
+
+    /// As another program would.
+    void HoldInstanceWord(DWORD value)
+    {
+        m_mapping = ::CreateFileMappingW(
+            INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
+            OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"));
+        m_word = static_cast<DWORD*>(::MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD)));
+        *m_word = value;
+    }
+
+    /// A section of this text, its very long lines shortened; nothing for an empty text.
+    void Add(std::string_view title, std::string text)
+    {
+        if (text.empty())
+            return;
+        for (const auto& [path, name] :
+             {std::pair{Program(), "<program>\\ScanKELV"},
+              {m_folder, "<program>"},
+              {Folder(UserFile("Log.txt")), "<user data>"},
+              {ToWide("Büro 3 – 会議室 🖨"), "Büro 3 – 会議室 🖨"},
+              {ToWide("Büro 2"), "Büro 2"}})
+            for (const std::string& form : {ToUtf8(path), Narrow(path)})
+                ReplaceAll(text, form, name);
+        NameSystemMessages(text);
+        text = Shortened(text, 2500); // a pattern takes stack for each character
+        for (const Normalisation& normalisation : normalisations)
+            text = std::regex_replace(text, normalisation.pattern, normalisation.instead);
+        m_sections.push_back({Value("run"), {std::string(title) + ":"}});
+        std::istringstream stream(Shortened(text, 2000));
+        for (std::string line; std::getline(stream, line);)
+        {
+            if (line.ends_with('\r'))
+                line.pop_back();
+            else
+                line += stream.eof() ? "<no line end>" : "<lf>";
+            m_sections.back().lines.push_back("  " + (m_filterTexts.contains(line) ? "<the filter text>" : line));
+            if (const std::size_t at = line.find("filterText = "); at != std::string::npos)
+                m_filterTexts.insert(line.substr(at + 13));
+        }
+    }
+
+    const Script& m_script;
+    const TemporaryFolder m_temporary;
+    Wide m_folder = m_temporary.Path();
+    Wide m_records; // where the simulated programs write theirs
+    std::optional<Child> m_beside;
+    HANDLE m_mapping = nullptr;
+    DWORD* m_word = nullptr;
+    std::set<std::string> m_filterTexts; // that the library was given: the log holds them again
+    Sections m_sections;
+};
 
 TEST(ScriptedRuns, LeaveTheSameOnEverySystem)
 {
-    std::vector<Block> blocks;
-    for (const ScriptedRun& run : ScriptedRuns())
-        blocks.push_back(BlockOf(run));
-    const std::vector<Block> expected = ReadBlocks();
-    EXPECT_EQ(expected.size(), blocks.size());
-    const Wide written = BuiltPath(TEST_LIBRARIES) + OLESTR("\\transcript.txt");
-    for (const Block& block : blocks)
+    Sections expected = ReadSections(ReadFileBytes(BuiltPath(RUNS_FOLDER) + OLESTR("\\transcript.txt")));
+    Sections found;
+    for (const Script& script : Scripts())
     {
-        const auto found = std::ranges::find(expected, block.name, &Block::name);
-        const Block before = found == expected.end() ? Block{} : *found;
-        EXPECT_EQ(before.outcome, block.outcome) << block.name;
-        std::string differences;
-        for (const std::string& line : DifferencesOf(before.lines, block.lines))
-            differences += line + "\n";
-        if (!differences.empty())
-            ADD_FAILURE() << '"' << block.name
-                          << "\" differs from tests/runs/transcript.txt; as it is now: " << ToUtf8(written) << "\n"
-                          << differences;
+        SCOPED_TRACE(Value(script, "run"));
+        if (const std::string only = Value(script, "only"); only.empty() || (only == "Wine") == OnWine())
+            std::ranges::move(ScriptedRun(script).Outcome(), std::back_inserter(found));
+        else
+            std::ranges::copy_if(expected, std::back_inserter(found), [&](const Section& section) {
+                return section.run == Value(script, "run");
+            });
     }
+    for (const Section& section : found)
+    {
+        const auto place = Found(expected, section.run, section.lines[0]);
+        const Lines before = place == expected.end() ? Lines() : place->lines;
+        if (before != section.lines)
+            ADD_FAILURE() << section.run << ": " << Differences(before, section.lines);
+        if (place != expected.end())
+            expected.erase(place);
+    }
+    for (const Section& section : expected)
+        ADD_FAILURE() << section.run << ": " << Differences(section.lines, {});
     if (HasFailure())
-        WriteFileBytes(written, Written(blocks));
+    {
+        const Wide written = BuiltPath(TEST_LIBRARIES) + OLESTR("\\transcript.txt");
+        WriteFileBytes(written, Written(found));
+        ADD_FAILURE() << "tests/runs/transcript.txt as it is now: " << ToUtf8(written);
+    }
 }
 
 } // namespace

@@ -19,20 +19,6 @@ struct FileHandle
     }
 };
 
-/// From the form that files of cases have.
-std::string Given(std::string_view shown)
-{
-    std::string text;
-    for (std::size_t at = 0; at < shown.size(); ++at)
-        if (shown.substr(at).starts_with("\xE2\x90")) // ␀ and the next ones
-            text += static_cast<char>(shown[at += 2] & 0x7F);
-        else if (shown.substr(at).starts_with("‹"))
-            text += static_cast<char>(std::stoi(std::string(shown.substr(at + 3, 2)), nullptr, 16)), at += 7;
-        else
-            text += shown[at];
-    return text;
-}
-
 std::string Shown(std::string_view text)
 {
     std::string shown;
@@ -45,6 +31,19 @@ std::string Shown(std::string_view text)
 const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
 
 } // namespace
+
+std::string Given(std::string_view shown)
+{
+    std::string text;
+    for (std::size_t at = 0; at < shown.size(); ++at)
+        if (shown.substr(at).starts_with("\xE2\x90")) // ␀ and the next ones
+            text += static_cast<char>(shown[at += 2] & 0x7F);
+        else if (shown.substr(at).starts_with("‹"))
+            text += static_cast<char>(std::stoi(std::string(shown.substr(at + 3, 2)), nullptr, 16)), at += 7;
+        else
+            text += shown[at];
+    return text;
+}
 
 Wide ToWide(std::string_view utf8)
 {

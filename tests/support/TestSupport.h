@@ -41,6 +41,9 @@ Wide FromUtf16Bytes(std::string_view bytes);
 
 void ReplaceAll(std::string& text, std::string_view part, std::string_view instead);
 
+/// From the form that the files of cases have: ␀ to ␟ are control characters, and ‹FF› is a byte.
+std::string Given(std::string_view shown);
+
 /// The parts between bars.
 std::vector<std::string> Parts(std::string_view text);
 
@@ -102,8 +105,7 @@ public:
 };
 
 /// The cases of a text file below tests/: each is a line "> given", and below it the lines that it is answered with.
-/// "#" begins a remark. Control characters are shown as ␀ to ␟ in both; in what is given, ␠ may be a blank and ‹FF› is
-/// a byte.
+/// "#" begins a remark. Control characters are shown as ␀ to ␟ in both; what is given goes through Given.
 void ExpectAnswers(const char* file, const std::function<std::string(const std::string& given)>& answer);
 
 /// What a program left behind when it had ended.
