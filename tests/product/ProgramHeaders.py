@@ -1,165 +1,88 @@
 #!/usr/bin/env python3
-"""What a vendor expects of a Windows program, read from the headers of each file of the installation folder.
+"""What a vendor expects of a Windows program, held against what objdump and windres tell about each installed file.
 
-usage: ProgramHeaders.py x86|x64 VERSION INSTALLATION-FOLDER SYMBOLS-FOLDER
+usage: ProgramHeaders.py x86|x64 VERSION INSTALLATION-FOLDER SYMBOLS-FOLDER OBJDUMP WINDRES
 """
 
 import os
+import re
+import subprocess
 import sys
-import xml.etree.ElementTree as ElementTree
 import zlib
 
-from PortableExecutable import PortableExecutable, version_texts
-
 LARGEST_32_BIT_PROGRAM = 1 << 20  # bytes
-SYSTEM_LIBRARIES = {"advapi32.dll", "kernel32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll", "version.dll"}
-MACHINES = {"x86": 0x14C, "x64": 0x8664}
-VERSION_RESOURCE = (16, 1)
-MANIFEST_RESOURCE = (24, 1)
-
-# Bits of the file header's and of the optional header's characteristics.
-RELOCATIONS_STRIPPED, LARGE_ADDRESSES, IS_LIBRARY = 0x1, 0x20, 0x2000
-HIGH_ENTROPY, DYNAMIC_BASE, NX_COMPATIBLE, NO_SEH, GUARD_CF = 0x20, 0x40, 0x100, 0x400, 0x4000
-WRITE_AND_EXECUTE = 0xA0000000
-GUI = 2
+SYSTEM_LIBRARIES = {"advapi32.dll", "msvcrt.dll", "ole32.dll", "oleaut32.dll", "shell32.dll", "version.dll"}  # and kernel32
+# The toolchain can neither check indirect calls nor list handlers: GUARD_CF and a load configuration would be untrue.
+KINDS = {
+    "x86": ("pei-i386", "32 bit words", ["DYNAMIC_BASE", "NX_COMPAT", "NO_SEH"]),
+    "x64": ("pei-x86-64", "large address aware", ["HIGH_ENTROPY_VA", "DYNAMIC_BASE", "NX_COMPAT"]),
+}
 
 
-class Product:
-    """One file, and what it is expected to be."""
-
-    def __init__(self, name, data, architecture, version, symbols):
-        self.name, self.data, self.architecture, self.version, self.symbols = name, data, architecture, version, symbols
-        self.pe = PortableExecutable(data)
-        self.is_library = name.endswith(".dll")
-        self.has_version = name == "ScanKELV.exe"
-
-    def debug_file_fits(self):
-        link = self.pe.section(".gnu_debuglink")
-        if link is None:
-            return False
-        name = link[: link.index(b"\0")].decode()
-        at = (len(name) + 4) & ~3
-        with open(os.path.join(self.symbols, name), "rb") as file:
-            return name == self.name + ".debug" and zlib.crc32(file.read()) == int.from_bytes(link[at : at + 4], "little")
-
-    def version_fits(self):
-        numbers, texts = version_texts(self.pe.resources()[VERSION_RESOURCE])
-        wanted = ("CompanyName", "FileDescription", "InternalName", "LegalCopyright", "ProductName")
-        return (
-            ".".join(map(str, numbers)) == self.version == texts["FileVersion"] == texts["ProductVersion"]
-            and texts["OriginalFilename"] == self.name
-            and all(texts.get(name) for name in wanted)
-        )
-
-    def manifest_fits(self):
-        root = ElementTree.fromstring(self.pe.resources()[MANIFEST_RESOURCE])
-        found = {}
-        for element in root.iter():
-            name = element.tag.split("}")[1]
-            found.setdefault(name, []).append(element)
-        identity = found["assemblyIdentity"][0].attrib
-        return (
-            found["requestedExecutionLevel"][0].get("level") == "asInvoker"
-            and (identity["name"], identity["version"]) == ("Microsoft.Windows.Common-Controls", "6.0.0.0")
-            and found["longPathAware"][0].text == "true"
-            and len(found["supportedOS"]) == 4
-        )
+def output_of(*command):
+    return subprocess.run(command, check=True, capture_output=True, text=True, env={**os.environ, "TZ": "UTC"}).stdout
 
 
-def bit(mask, wanted=True):
-    return lambda product: bool(product.pe.dll_characteristics & mask) == wanted
+def header_facts(name, kind, headers, debug_file):
+    """(what, as it is, as it is expected) of any file"""
+    file_format, words, protections = kind
+    is_library = name.endswith(".dll")
+
+    def told(pattern):
+        return re.findall(pattern, headers, re.M)
+
+    def listed(title):
+        return told(rf"^{title}.*\n((?:\t+.*\n)*)")[0].strip().replace("\t", "").split("\n")
+
+    sections = told(r"^ +\d+ (\S+) .*\n +(.*)$")
+    yield "format", told("file format (.*)"), [file_format]
+    yield "kind", listed("Characteristics"), [
+        "executable", "line numbers stripped", "symbols stripped", words, *["DLL"] * is_library]
+    yield "subsystem", told(r"^Subsystem.*\((.*)\)"), ["Windows CUI" if is_library else "Windows GUI"]
+    yield "protections", listed("DllCharacteristics"), protections
+    yield "load configuration", told("^Entry a 0+ 0+ (Load)"), ["Load"]
+    yield "relocations", len(told(r"^Entry 5 \w+ 0*[1-9a-f]\w+ Base")), 1
+    yield "imports", {library.lower() for library in told("DLL Name: (.*)")} - SYSTEM_LIBRARIES, {"kernel32.dll"}
+    yield "code, read-only", [(section, "READONLY" in flags) for section, flags in sections if "CODE" in flags], [(".text", True)]
+    yield "time stamp", told("^Time/Date\t+(.*)"), ["Thu Jan  1 00:00:00 1970"]
+    yield "symbols", told("^no symbols"), ["no symbols"]
+    yield "debug sections", [section for section, _ in sections if section.startswith(".debug")], []
+    yield "debug file", told(r"debug info file: (.*)\n +CRC value: (.*)"), [(name + ".debug", hex(zlib.crc32(debug_file)))]
 
 
-# Name, whether the check is for this product, the check.
-ALWAYS = lambda product: True
-ON_X64 = lambda product: product.architecture == "x64"
-ON_X86 = lambda product: product.architecture == "x86"
-THE_AGENT = lambda product: product.has_version
-CHECKS = [
-    ("machine", ALWAYS, lambda p: p.pe.machine == MACHINES[p.architecture] and p.pe.is_64_bit == (p.architecture == "x64")),
-    ("subsystem GUI", lambda p: not p.is_library, lambda p: p.pe.subsystem == GUI),
-    ("library or program", ALWAYS, lambda p: bool(p.pe.characteristics & IS_LIBRARY) == p.is_library),
-    ("system libraries only", ALWAYS, lambda p: {name.lower() for name in p.pe.imports()} <= SYSTEM_LIBRARIES),
-    ("DYNAMIC_BASE", ALWAYS, bit(DYNAMIC_BASE)),
-    ("NX_COMPAT", ALWAYS, bit(NX_COMPATIBLE)),
-    ("HIGH_ENTROPY_VA", ON_X64, bit(HIGH_ENTROPY)),
-    ("large addresses", ON_X64, lambda p: bool(p.pe.characteristics & LARGE_ADDRESSES)),
-    ("NO_SEH", ON_X86, bit(NO_SEH)),
-    # The toolchain can neither check indirect calls nor list handlers: the headers must not say so.
-    ("no GUARD_CF claim", ALWAYS, bit(GUARD_CF, False)),
-    ("no load configuration", ALWAYS, lambda p: p.pe.directory(10) == (0, 0)),
-    ("relocations", ALWAYS, lambda p: p.pe.directory(5)[1] > 8 and not p.pe.characteristics & RELOCATIONS_STRIPPED),
-    ("no writable code", ALWAYS, lambda p: all(s[5] & WRITE_AND_EXECUTE != WRITE_AND_EXECUTE for s in p.pe.sections)),
-    ("no time stamp", ALWAYS, lambda p: p.pe.time_stamp == 0),
-    ("no symbols", ALWAYS, lambda p: p.pe.symbol_count == 0 and not any(s[0].startswith(".debug") for s in p.pe.sections)),
-    ("debug file", ALWAYS, Product.debug_file_fits),
-    ("version resource", THE_AGENT, Product.version_fits),
-    ("manifest", THE_AGENT, Product.manifest_fits),
-    ("size", lambda p: THE_AGENT(p) and ON_X86(p), lambda p: len(p.data) <= LARGEST_32_BIT_PROGRAM),
-]
-
-
-def failures(product):
-    return [name for name, concerns, holds in CHECKS if concerns(product) and not holds(product)]
-
-
-def broken_copies(product):
-    """(what a check must notice, the bytes of a program that has this fault)"""
-
-    def changed(at, value):
-        data = bytearray(product.data)
-        data[at : at + len(value)] = value
-        return bytes(data)
-
-    pe = product.pe
-    flags = pe.optional + 70
-
-    def without(mask):
-        return changed(flags, (pe.dll_characteristics ^ mask).to_bytes(2, "little"))
-
-    yield "machine", changed(pe.file_header, b"\x64\xaa")
-    yield "subsystem GUI", changed(pe.optional + 68, b"\x03\x00")
-    yield "system libraries only", product.data.replace(b"KERNEL32.dll", b"KERNEL33.dll")
-    yield "DYNAMIC_BASE", without(DYNAMIC_BASE)
-    yield "NX_COMPAT", without(NX_COMPATIBLE)
-    yield "HIGH_ENTROPY_VA", without(HIGH_ENTROPY)
-    yield "NO_SEH", without(NO_SEH)
-    yield "no GUARD_CF claim", without(GUARD_CF)
-    yield "relocations", changed(pe.directories + 8 * 5, bytes(8))
-    yield "no time stamp", changed(pe.file_header + 4, b"\x01")
-    yield "debug file", product.data.replace(product.name.encode() + b".debug", product.name.encode() + b".bebug")
-    yield "version resource", product.data.replace(*(t.encode("utf-16-le") for t in (product.version, "9" * len(product.version))))
-    yield "manifest", product.data.replace(b'level="asInvoker"', b'level="asAnybody"')
-    yield "size", product.data + bytes(LARGEST_32_BIT_PROGRAM)
+def resource_facts(name, version, resources):
+    """The same of the agent's resources."""
+    numbers = version.replace(".", ", ")
+    values = dict(re.findall(r'VALUE "(\w+)", "(.+)"', resources))
+    yield "version", re.findall(r"^ (?:FILE|PRODUCT)VERSION (.*)", resources, re.M), [numbers, numbers]
+    for key, value in (("FileVersion", version), ("ProductVersion", version), ("OriginalFilename", name)):
+        yield key, values.get(key), value
+    yield "texts", {"CompanyName", "FileDescription", "InternalName", "LegalCopyright", "ProductName"} - values.keys(), set()
+    for part, count in (
+        ('requestedExecutionLevel level=""asInvoker""', 1),
+        ('name=""Microsoft.Windows.Common-Controls"" version=""6.0.0.0""', 1),
+        (">true</longPathAware>", 1),
+        ("<supportedOS Id=", 4),
+    ):
+        yield "manifest, " + part, resources.count(part), count
 
 
 def main():
-    architecture, version, folder, symbols = sys.argv[1:]
+    architecture, version, folder, symbols, objdump, windres = sys.argv[1:]
     status = 0
     for name in ("ScanKELV.exe", "FindwellDlg.dll", "Hueward.exe"):
-        with open(os.path.join(folder, name), "rb") as file:
-            product = Product(name, file.read(), architecture, version, symbols)
-        flags = [label for label, mask in
-                 (("ASLR", DYNAMIC_BASE), ("DEP", NX_COMPATIBLE), ("high entropy", HIGH_ENTROPY), ("no SEH", NO_SEH), ("CFG", GUARD_CF))
-                 if product.pe.dll_characteristics & mask]
-        print(f"{name}: {len(product.data)} bytes; {', '.join(flags)}; imports {' '.join(product.pe.imports())}")
-        for failure in failures(product):
-            print(f"{name}: FAILED: {failure}")
-            status = 1
-        concerned = {check for check, concerns, _ in CHECKS if concerns(product)}
-        for fault, data in broken_copies(product):
-            if fault in concerned and fault not in failures_of_copy(product, data):
-                print(f"{name}: FAILED: the check '{fault}' does not notice its fault")
+        path = os.path.join(folder, name)
+        with open(os.path.join(symbols, name + ".debug"), "rb") as file:
+            debug_file = file.read()
+        facts = list(header_facts(name, KINDS[architecture], output_of(objdump, "-p", "-h", "-t", "-Wk", path), debug_file))
+        if name == "ScanKELV.exe":
+            facts += resource_facts(name, version, output_of(windres, "-J", "coff", "-O", "rc", path))
+            facts.append(("not too large", os.path.getsize(path) <= LARGEST_32_BIT_PROGRAM or architecture != "x86", True))
+        for what, found, expected in facts:
+            if found != expected:
+                print(f"{name}: {what}: {found}, expected: {expected}")
                 status = 1
     return status
-
-
-def failures_of_copy(product, data):
-    copy = Product(product.name, data, product.architecture, product.version, product.symbols)
-    try:
-        return failures(copy)
-    except FileNotFoundError:
-        return ["debug file"]
 
 
 if __name__ == "__main__":
