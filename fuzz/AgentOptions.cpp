@@ -1,130 +1,78 @@
-// A command line (the first line) and a settings file (what follows; nothing: no file).
+// A command line (the first line) and a settings file (what follows; nothing: no file): what the record of both holds,
+// said as a command line, gives the same record.
 #include "AgentOptions.h"
 
 #include "Fuzz.h"
 
-#include <algorithm>
-#include <map>
 #include <optional>
+#include <utility>
+
+using namespace fuzz;
 
 namespace
 {
 
-using namespace fuzz;
-using scankelv::AgentOptions;
-using Text = std::optional<WideText>;
+constexpr std::pair<const WCHAR*, const WCHAR* (AgentOptions::*)() const> texts[] = {
+    {OLESTR(" /m "), &AgentOptions::ProductName},
+    {OLESTR(" /L "), &AgentOptions::LanguageCode},
+    {OLESTR(" /v "), &AgentOptions::VendorName},
+    {OLESTR(" /D "), &AgentOptions::ModelName},
+    {OLESTR(" /vId "), &AgentOptions::VendorId},
+    {OLESTR(" /PID "), &AgentOptions::ProductId},
+    {OLESTR(" /h "), &AgentOptions::HiddenUiArgument},
+    {OLESTR(" /MORE "), &AgentOptions::MultiDeviceRegistryPath},
+    {OLESTR(" /DeviceList "), &AgentOptions::DeviceListRegistryPath},
+};
 
-constexpr const WCHAR* settingsPath = OLESTR("C:\\ScanKELV.ini");
-
-std::optional<AgentOptions> Build(bool withSettings, const WideText& line)
+/// Each text in quotes only where it must be, and behind another one: the last counts. @return nothing for a text that
+/// has no form on a command line
+std::optional<WideText> CommandLineOf(const AgentOptions& record)
 {
-    return AgentOptions::Build(withSettings ? settingsPath : OLESTR(""), line.c_str());
-}
-
-/// The last argument of each command by its name in capitals; no text for one that ended the line.
-std::map<WideText, Text> Commands(const WideText& line)
-{
-    std::map<WideText, Text> commands;
-    std::size_t at = 0;
-    while (at < line.size())
+    WideText line = record.IsGsdMode() ? OLESTR("agent /MODE 0 /Mode 1") : OLESTR("agent /MODE 1 /Mode 0");
+    line += record.IsSuiftOn() ? OLESTR(" /u") : OLESTR("");
+    line += record.NeedQueryAddress() ? OLESTR(" /q") : OLESTR("");
+    line += record.PropertiesWanted() ? OLESTR(" /prop") : OLESTR("");
+    for (const auto& [command, member] : texts)
     {
-        if (line[at++] != '/')
+        if ((record.*member)() == nullptr)
             continue;
-        WideText name;
-        while (at < line.size() && line[at] != ' ')
-            name += line[at++];
-        Text& last = commands[Upper(name)];
-        if (at == line.size())
-            break;
-        while (at < line.size() && line[at] == ' ')
-            ++at;
-        WideText argument;
-        if (at < line.size() && line[at] == '"')
-            for (++at; at < line.size() && line[at] != '"';)
-                argument += line[at++];
-        else if (at < line.size() && line[at] != '/')
-            while (at < line.size() && line[at] != ' ')
-                argument += line[at++];
-        last = argument;
+        const WideText text = (record.*member)();
+        const bool isPlain = !text.starts_with('/') && !text.starts_with('"') && text.find(' ') == text.npos;
+        if (!isPlain && text.find('"') != text.npos)
+            return std::nullopt;
+        line = line + command + OLESTR("other") + command + OLESTR(" ") +
+               (isPlain ? text : OLESTR('"') + text + OLESTR('"'));
     }
-    return commands;
-}
-
-Text Nullable(const WCHAR* text)
-{
-    return text == nullptr ? Text() : Text(text);
-}
-
-/// One of the last four hexadecimal digits is not 0. (The C library's "%hx" does the same, but promises nothing for
-/// a number that is too large.)
-bool IsOn(WideView text)
-{
-    const auto drop = [&](std::size_t count) { text.remove_prefix(std::min(count, text.size())); };
-    drop(text.find_first_not_of(OLESTR(" \t\n\v\f\r")));
-    drop(text.starts_with('+') || text.starts_with('-') ? 1 : 0);
-    drop(Upper(text.substr(0, 2)) == OLESTR("0X") ? 2 : 0);
-    text = text.substr(0, text.find_first_not_of(OLESTR("0123456789abcdefABCDEF")));
-    drop(std::max<std::size_t>(text.size(), 4) - 4);
-    return text.find_first_not_of('0') != text.npos;
+    return line + OLESTR(" /M"); // without an argument, at the end: it changes nothing
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void fuzz::Try(std::string_view input)
 {
-    std::string_view input = TextOf(data, size);
     const WideText line = Widen(TakeLine(input)).c_str(); // up to its terminator
-    const bool withSettings = !input.empty();
-    if (withSettings)
-        WriteMachineFile("ScanKELV.ini", input);
+    WriteFile(OnDrive("ScanKELV.ini"), input);
+    const WCHAR* const settings = input.empty() ? OLESTR("") : OLESTR("C:\\ScanKELV.ini");
 
-    // The settings alone, with a command that keeps the record consistent: one shows all but the mode, one the mode.
-    const std::optional<AgentOptions> settings = Build(withSettings, OLESTR("agent /MODE 1"));
-    const std::optional<AgentOptions> settingsMode = Build(withSettings, OLESTR("agent /D model"));
-    const std::optional<AgentOptions> built = Build(withSettings, line);
-    Require(settings.has_value() == settingsMode.has_value(), "settings are whole or not, whatever the command line");
-    if (!settings)
+    const auto whole = AgentOptions::Build(settings, OLESTR("agent /D model"));
+    const auto built = AgentOptions::Build(settings, line.c_str());
+    Require(whole.has_value() || !built, "a command line mends no settings");
+    Require(!built || built->IsGsdMode() || built->ModelName() != nullptr, "a record has a model or the generic mode");
+    // What was said alone wins over the settings as well.
+    for (const auto& record : {built, AgentOptions::Build(OLESTR(""), line.c_str())})
     {
-        Require(!built, "a command line mends no settings");
-        return 0;
+        const auto said = whole && record ? CommandLineOf(*record) : std::nullopt;
+        if (!said)
+            continue;
+        const auto again = AgentOptions::Build(settings, said->c_str());
+        Require(again.has_value(), "a record can be said");
+        for (const auto& [command, text] : texts)
+            if (const WCHAR* const given = ((*record).*text)())
+                Require(WideText(given) == ((*again).*text)(), "a text reads as it was said");
+        for (const auto isOn :
+             {&AgentOptions::IsGsdMode, &AgentOptions::NeedQueryAddress, &AgentOptions::HiddenUiRequested,
+              &AgentOptions::PropertiesWanted})
+            Require(((*again).*isOn)() == ((*record).*isOn)(), "a switch is what was said last");
+        Require(again->IsSuiftOn() || !record->IsSuiftOn(), "U switches on");
     }
-
-    const std::map<WideText, Text> commands = Commands(line);
-    const auto given = [&](const char* name) { return commands.contains(Widen(name)); };
-    const auto overridden = [&](const char* name, const Text& otherwise) {
-        const auto command = commands.find(Widen(name));
-        return command != commands.end() && command->second ? command->second : otherwise;
-    };
-    const Text model = overridden("D", Nullable(settings->ModelName()));
-    const Text mode = overridden("MODE", settingsMode->IsGsdMode() ? OLESTR("1") : OLESTR("0"));
-    const bool isGsd = IsOn(*mode);
-    Require(built.has_value() == (isGsd || model), "a record has a model or the generic-driver mode");
-    if (!built)
-        return 0;
-
-    const Text none;
-    const struct
-    {
-        const char* what;
-        Text is;
-        Text expected;
-    } texts[] = {
-        {"product name", built->ProductName(), overridden("M", settings->ProductName())},
-        {"language code", Nullable(built->LanguageCode()), overridden("L", Nullable(settings->LanguageCode()))},
-        {"vendor name", built->VendorName(), overridden("V", settings->VendorName())},
-        {"model name", Nullable(built->ModelName()), model},
-        {"vendor id", Nullable(built->VendorId()), overridden("VID", Nullable(settings->VendorId()))},
-        {"product id", Nullable(built->ProductId()), overridden("PID", Nullable(settings->ProductId()))},
-        {"hidden argument", Nullable(built->HiddenUiArgument()), overridden("H", none)},
-        {"records' path", built->MultiDeviceRegistryPath(), overridden("MORE", WideText())},
-        {"list's path", built->DeviceListRegistryPath(), overridden("DEVICELIST", WideText())},
-    };
-    for (const auto& [what, is, expected] : texts)
-        Require(is == expected, "a text is the last command's, else the settings'", what);
-    Require(built->IsGsdMode() == isGsd, "the mode is the last command's, else the settings'");
-    Require(built->IsSuiftOn() == (given("U") || settings->IsSuiftOn()), "U switches on");
-    Require(built->NeedQueryAddress() == given("Q"), "Q asks for the online testing");
-    Require(built->PropertiesWanted() == (given("PROP") && settings->PropertiesUI() != 0), "PROP needs the permission");
-    Require(built->HiddenUiRequested() == (built->HiddenUiArgument() != nullptr), "hidden when there is an argument");
-    return 0;
 }

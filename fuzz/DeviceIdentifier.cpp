@@ -1,4 +1,5 @@
-// A vendor text (the first line) and a device identifier, against readers that are slow and plain.
+// A vendor text (the first line) and a device identifier: letter case and what stands before do not change the answers,
+// and an identifier that is made of a list of values gives them back.
 #include "DeviceIdentifier.h"
 
 #include "Fuzz.h"
@@ -6,110 +7,61 @@
 #include "LegacyModelTables.h"
 
 #include <algorithm>
-#include <optional>
-#include <span>
 #include <vector>
+
+using namespace fuzz;
 
 namespace
 {
 
-using namespace fuzz;
-
-bool Begins(WideView text, WideView start)
+struct Answers
 {
-    return Upper(text.substr(0, start.size())) == Upper(start);
-}
-
-struct Field
-{
-    WideView key;                 ///< the whole field
-    std::vector<WideView> values; ///< each with all that follows it
+    bool hasScanMode, isVendor, isLegacyNetwork, isLegacyLocal, hasModel;
+    WideText model;
+    bool operator==(const Answers&) const = default;
 };
 
-std::vector<Field> FieldsOf(WideView identifier)
+/// What is said of a text in memory of exactly its size, so that no read behind it stays unseen.
+Answers Asked(WideView identifier, WideView vendor)
 {
-    std::vector<Field> fields;
-    for (std::size_t start = 0; start < identifier.size();)
-    {
-        std::size_t end = start;
-        while (end < identifier.size() && identifier[end] != ';')
-            ++end;
-        Field field{identifier.substr(start, end - start), {}};
-        std::size_t value = start;
-        while (value < identifier.size() && identifier[value] != ':')
-            ++value;
-        // A value ends at this field's end, or at a comma that another follows; one of a later field ends there.
-        for (++value; value < identifier.size();)
-        {
-            field.values.push_back(identifier.substr(value));
-            while (value < identifier.size() && identifier[value] != ',' && identifier[value] != ';')
-                ++value;
-            if (value == end)
-                break;
-            ++value;
-        }
-        fields.push_back(field);
-        start = end + 1;
-    }
-    return fields;
-}
-
-/// The first field of any of the keys.
-std::optional<Field> FirstField(WideView identifier, std::initializer_list<WideView> keys)
-{
-    for (const Field& field : FieldsOf(identifier))
-        for (const WideView key : keys)
-            if (Begins(field.key, key))
-                return field;
-    return std::nullopt;
-}
-
-bool HasScanMode(WideView identifier)
-{
-    const auto field = FirstField(identifier, {OLESTR("MODE")});
-    return field && std::ranges::any_of(field->values, [](WideView v) { return Begins(v, OLESTR("SCN")); });
-}
-
-bool ManufacturerIs(WideView identifier, WideView vendor)
-{
-    auto field = FirstField(identifier, {OLESTR("MFG"), OLESTR("MANUFACTURER")});
-    if (field && !Begins(field->key, OLESTR("MFG")) && field->values.size() > 1)
-        field->values.resize(1);
-    return field && std::ranges::any_of(field->values, [&](WideView value) { return Begins(value, vendor); });
-}
-
-std::optional<WideView> Model(WideView identifier)
-{
-    const auto field = FirstField(identifier, {OLESTR("MDL"), OLESTR("MODEL")});
-    if (!field || field->values.empty())
-        return std::nullopt;
-    const WideView value = field->values.front();
-    return value.substr(0, value.find_first_of(OLESTR(",;")));
-}
-
-bool IsLegacy(WideView model, std::span<const WideView> families)
-{
-    const WideText upper = Upper(model);
-    return std::ranges::any_of(families, [&](WideView family) { return upper.find(family) != upper.npos; });
+    const std::vector<WCHAR> exact(identifier.begin(), identifier.end());
+    const WideView text(exact.data(), exact.size());
+    WideView model = OLESTR("-");
+    const bool hasModel = DeviceIdModel(text, model);
+    Require(hasModel || model == OLESTR("-"), "nothing is told of a model that is not there");
+    const bool isLocal = IsLegacyLocalModel(text);
+    const bool isVendor = DeviceIdManufacturerIs(text, vendor);
+    return {DeviceIdHasScanMode(text), isVendor, IsLegacyNetworkModel(text), isLocal, hasModel, WideText(model)};
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void fuzz::Try(std::string_view input)
 {
-    using namespace scankelv;
-    std::string_view input = TextOf(data, size);
     const WideText vendor = Widen(TakeLine(input));
     const WideText identifier = Widen(input);
+    WideText list = Capitals(identifier);
+    Answers answers = Asked(identifier, vendor);
+    Require(Asked(OLESTR("CMD:SCN,a;;MOD:x;") + identifier, vendor) == answers, "fields before others change nothing");
+    answers.model = Capitals(answers.model);
+    Require(Asked(list, Capitals(vendor)) == answers, "letter case changes nothing");
+    const auto isInList = [&](WideView family) { return list.find(family) != list.npos; };
+    Require(std::ranges::any_of(LegacyNetworkModels, isInList) == answers.isLegacyNetwork, "network families");
+    Require(std::ranges::any_of(LegacyLocalModels, isInList) == answers.isLegacyLocal, "local families");
 
-    Require(DeviceIdHasScanMode(identifier) == HasScanMode(identifier), "the scan mode is found");
-    Require(DeviceIdManufacturerIs(identifier, vendor) == ManufacturerIs(identifier, vendor), "the vendor is found");
-    const WideView untouched = OLESTR("untouched");
-    WideView model = untouched;
-    const std::optional<WideView> expected = Model(identifier);
-    Require(DeviceIdModel(identifier, model) == expected.has_value(), "the model is found");
-    Require(model == expected.value_or(untouched), "the model is the first value");
-    Require(IsLegacyNetworkModel(identifier) == IsLegacy(identifier, LegacyNetworkModels), "network families");
-    Require(IsLegacyLocalModel(identifier) == IsLegacy(identifier, LegacyLocalModels), "local families");
-    return 0;
+    std::ranges::replace(list, ':', ',');
+    std::ranges::replace(list, ';', ',');
+    const WideText field = OLESTR(':') + list + OLESTR(';');
+    const WideText values = OLESTR(',') + list; // each behind a comma
+    const WideText name = OLESTR(',') + Capitals(vendor.substr(0, vendor.find(';')));
+    const bool hasScanMode = values.find(OLESTR(",SCN")) != values.npos;
+    const auto require = [&](const WideText& manufacturer, const WideText& model, bool isVendor) {
+        const WideText made = OLESTR("MODE") + field + manufacturer + field + model + field;
+        const Answers said = Asked(made, WideView(name).substr(1));
+        Require(said.hasScanMode == hasScanMode, "the scan mode is any value");
+        Require(said.isVendor == isVendor, "the vendor begins any value, the manufacturer the first one");
+        Require(said.hasModel && said.model == list.substr(0, list.find(',')), "the model is the first value");
+    };
+    require(OLESTR("MFG"), OLESTR("MDL;X"), values.find(name) != values.npos);
+    require(OLESTR("MANUFACTURER"), OLESTR("MODEL"), values.starts_with(name));
 }

@@ -1,94 +1,66 @@
-// The search library's answer: what parses is consistent, can be written as a list that parses to the same, and is the
-// same again when it was stored in device.xml.
+// The search library's answer: what parses is consistent, and device.xml then holds the texts of the list.
 #include "DeviceListParsing.h"
 #include "DeviceXml.h"
 #include "Fuzz.h"
 #include "XmlDocument.h"
 
+using namespace fuzz;
+
 namespace
 {
 
-using namespace fuzz;
-using namespace scankelv;
-using Device = XmlParsedDeviceList;
+/// In the list, and in the file.
+constexpr const char* elements[][2] = {
+    {"iotype", "ConnectionType"},
+    {"comment", "Comment"},
+    {"devicepath", "DeviceSelect"},
+    {"deviceid", "DeviceID"},
+    {"devicename", "DeviceName"},
+    {"ext", "ExtDeviceID"},
+    {"hostname", "HostName"},
+    {"location", "Location"},
+    {"macaddress", "MACAddress"},
+    {"modelname", "MDL"},
+    {"vendor", "MFG"},
+    {"pid", "PID"},
+    {"port", "PortName"},
+    {"productname", "ProductName"},
+    {"serialnumber", "Serial"},
+    {"systemdevicename", "SystemDeviceName"},
+    {"vid", "VID"}};
 
-struct Element
+WideText ElementText(const XmlDocument& document, const std::string& query)
 {
-    const WCHAR* inList;
-    const WCHAR* inFile; ///< null: not there
-    _bstr_t Device::*text;
-};
-constexpr Element elements[] = {
-    {OLESTR("iotype"), OLESTR("ConnectionType"), &Device::ioTypeString},
-    {OLESTR("comment"), OLESTR("Comment"), &Device::commentString},
-    {OLESTR("devicepath"), OLESTR("DeviceSelect"), &Device::address2String},
-    {OLESTR("scannerport"), nullptr, &Device::scannerPortString},
-    {OLESTR("deviceid"), OLESTR("DeviceID"), &Device::deviceIdString},
-    {OLESTR("devicename"), OLESTR("DeviceName"), &Device::deviceNameString},
-    {OLESTR("ext"), OLESTR("ExtDeviceID"), &Device::extDeviceIdString},
-    {OLESTR("hostname"), OLESTR("HostName"), &Device::hostNameString},
-    {OLESTR("location"), OLESTR("Location"), &Device::locationString},
-    {OLESTR("macaddress"), OLESTR("MACAddress"), &Device::macAddressString},
-    {OLESTR("modelname"), OLESTR("MDL"), &Device::mdlString},
-    {OLESTR("vendor"), OLESTR("MFG"), &Device::mfgString},
-    {OLESTR("pid"), OLESTR("PID"), &Device::pidString},
-    {OLESTR("port"), OLESTR("PortName"), &Device::portNameString},
-    {OLESTR("productname"), OLESTR("ProductName"), &Device::productNameString},
-    {OLESTR("serialnumber"), OLESTR("Serial"), &Device::serialNumberString},
-    {OLESTR("systemdevicename"), OLESTR("SystemDeviceName"), &Device::systemDeviceNameString},
-    {OLESTR("userlocation"), nullptr, &Device::userLocationString},
-    {OLESTR("vid"), OLESTR("VID"), &Device::vidString},
-};
-
-void RequireConsistent(const Device& device)
-{
-    const WideView serial = device.serialNumberString.View();
-    const bool byPort = !device.isNetwork && device.scannerPortString.length() != 0;
-    Require(device.isNetwork == (device.ioTypeString.View() == networkIoType), "the connection is the element's");
-    Require(serial.size() <= 62 && !serial.ends_with(OLESTR(' ')), "the serial number is short and trimmed");
-    Require(device.isNetwork || device.macAddressString.length() == 0, "a local device has no MAC address");
-    Require(
-        device.addressString == (byPort ? device.scannerPortString : device.address2String),
-        "the address is the scanner port or the device path");
-}
-
-_bstr_t ListOf(const Device& device)
-{
-    XmlDocument document;
-    XmlOpenDocument(document);
-    const XmlElement list = XmlCreateElement(document, OLESTR("devicelist"));
-    for (const auto& [inList, inFile, text] : elements)
-        XmlAddTextElement(document, list, inList, device.*text);
-    XmlAppend(document.Get(), list.Get());
-    return XmlSerialise(document);
+    const XmlElement element = XmlSelectElement(document.Get(), Widen(query).c_str());
+    return element ? Squeezed(XmlText(element.Get()).View()) : WideText();
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void fuzz::Try(std::string_view input)
 {
-    UseMachine();
-    const WideText input = Widen(TextOf(data, size));
-    Device device;
-    if (!ParseDeviceList(input.c_str(), device))
-        return 0;
-    RequireConsistent(device);
+    const WideText text = Widen(input).c_str();
+    XmlParsedDeviceList device;
+    if (!ParseDeviceList(text.c_str(), device))
+        return;
+    const WideView serial = device.serialNumberString.View();
+    const bool byPort = !device.isNetwork && device.scannerPortString.length() != 0;
+    const _bstr_t& address = byPort ? device.scannerPortString : device.address2String;
+    Require(device.isNetwork == (device.ioTypeString.View() == networkIoType), "the connection is the element's");
+    Require(serial.size() <= 62 && !serial.ends_with(OLESTR(' ')), "the serial number is short and trimmed");
+    Require(device.isNetwork || device.macAddressString.length() == 0, "a local device has no MAC address");
+    Require(device.addressString == address, "the address is the scanner port or the device path");
 
-    Device again;
-    Require(ParseDeviceList(ListOf(device), again), "a device can be written as a list");
-    for (const auto& [inList, inFile, text] : elements)
-        Require(
-            AsStored((device.*text).View()) == (again.*text).View(), "a text reads as it was written",
-            Format<char>("%ws", inList));
-
+    const XmlDocument list = XmlCreateDocumentInitialisingCom();
+    const XmlDocument stored = XmlCreateDocumentInitialisingCom();
+    Require(XmlLoadText(list, text.c_str()), "what parsed loads");
     Require(ExportDeviceXml(device), "a device can be stored");
-    XmlDocument stored;
-    Require(XmlOpenDocument(stored) && XmlLoadFile(stored, DeviceXmlLocation().Text()), "device.xml can be read");
-    const XmlNode element = XmlFirstOf(stored.Get(), OLESTR("/devicelist/device"));
-    for (const auto& [inList, inFile, text] : elements)
-        if (inFile != nullptr)
-            Require(
-                XmlChildText(element, inFile).View() == AsStored((device.*text).View()), "a text is stored",
-                Format<char>("%ws", inFile));
-    return 0;
+    Require(XmlLoadFile(stored, DeviceXmlLocation().Text()), "device.xml can be read");
+    for (const auto& [inList, inFile] : elements)
+    {
+        const WideText given = ElementText(list, std::string("//") + inList);
+        const WideText kept = ElementText(stored, std::string("/devicelist/device/") + inFile);
+        const bool isCut = inFile == std::string_view("Serial") || inFile == std::string_view("MACAddress");
+        Require(isCut ? given.starts_with(kept) : given == kept, "the file holds the list's texts", inFile);
+    }
 }

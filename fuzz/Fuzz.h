@@ -1,5 +1,5 @@
 // What the fuzz targets share. An input is text with a few leading lines, so that seeds read well and mutations stay
-// near them. A target may use the machine folder that HOSTWINDOWS_ROOT names, and must be given one.
+// near them.
 #pragma once
 
 #include "WideText.h"
@@ -13,18 +13,13 @@
 #include <string>
 #include <string_view>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
-
 namespace fuzz
 {
 
-using scankelv::WideText;
-using scankelv::WideView;
+using namespace scankelv;
 
-inline std::string_view TextOf(const std::uint8_t* data, std::size_t size)
-{
-    return {reinterpret_cast<const char*>(data), size};
-}
+/// The target: tries one input.
+void Try(std::string_view input);
 
 /// A property of the target that every input must keep; one that does not is a finding.
 inline void Require(bool holds, const char* property, std::string_view detail = {})
@@ -35,61 +30,53 @@ inline void Require(bool holds, const char* property, std::string_view detail = 
     std::abort();
 }
 
-/// Starts COM, and makes the machine, on the first call. @return the Linux path of its drive C:
-inline const std::string& UseMachine()
+/// The Linux path of a file in drive C: of the target's own machine.
+inline std::string OnDrive(const char* name)
 {
-    static const std::string drive = [] {
-        const char* const machine = std::getenv("HOSTWINDOWS_ROOT");
-        Require(machine != nullptr, "HOSTWINDOWS_ROOT names a machine folder of its own");
-        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        ::GetFileAttributesW(OLESTR("C:\\"));
-        return std::string(machine) + "/drive_c/";
-    }();
-    return drive;
+    return std::string(std::getenv("HOSTWINDOWS_ROOT")) + "/drive_c/" + name;
 }
 
-/// Files of drive C: in folders that exist.
-inline void WriteMachineFile(const char* name, std::string_view bytes)
+inline void WriteFile(const std::string& path, std::string_view bytes)
 {
-    std::ofstream file(UseMachine() + name, std::ios::binary);
-    Require(file.write(bytes.data(), static_cast<std::streamsize>(bytes.size())).flush().good(), "writes files", name);
+    Require((std::ofstream(path, std::ios::binary) << bytes).flush().good(), "files can be written", path);
 }
 
-inline std::string ReadMachineFile(const char* name)
+inline std::string BytesOf(const std::string& path)
 {
-    std::ifstream file(UseMachine() + name, std::ios::binary);
+    std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Takes so much off the front, or what there is.
+inline std::string_view Take(std::string_view& input, std::size_t count)
+{
+    const std::string_view taken = input.substr(0, count);
+    input.remove_prefix(taken.size());
+    return taken;
 }
 
 /// Takes the first line off, without its line end.
 inline std::string_view TakeLine(std::string_view& input)
 {
-    const std::string_view line = input.substr(0, input.find('\n'));
-    input.remove_prefix(std::min(line.size() + 1, input.size()));
+    const std::string_view line = Take(input, input.find('\n'));
+    Take(input, 1);
     return line;
 }
 
-/// What the document model makes of a text that it stores: without outer blanks, line ends as one character.
-inline WideText AsStored(WideView text)
+/// Without blanks and line ends, of which the document model keeps few as they are.
+inline WideText Squeezed(WideView text)
 {
-    WideText stored;
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if (text[i] != '\r')
-            stored += text[i];
-        else if (text.substr(i + 1, 1) != OLESTR("\n"))
-            stored += OLESTR('\n');
-    constexpr const WCHAR* blanks = OLESTR(" \t\n");
-    stored.erase(stored.find_last_not_of(blanks) + 1);
-    return stored.erase(0, std::min(stored.find_first_not_of(blanks), stored.size()));
+    WideText squeezed(text);
+    std::erase_if(squeezed, [](WCHAR unit) { return unit == ' ' || unit == '\t' || unit == '\r' || unit == '\n'; });
+    return squeezed;
 }
 
 /// ASCII letters alone.
-inline WideText Upper(WideView text)
+inline WideText Capitals(WideText text)
 {
-    WideText upper(text);
-    for (WCHAR& unit : upper)
-        unit = unit >= 'a' && unit <= 'z' ? static_cast<WCHAR>(unit - 32) : unit;
-    return upper;
+    for (WCHAR& unit : text)
+        unit ^= unit >= 'a' && unit <= 'z' ? 0x20 : 0;
+    return text;
 }
 
 /// UTF-16 of UTF-8. What is malformed gives units too, so that every text of 16-bit units has an input: a zero, and
@@ -97,20 +84,22 @@ inline WideText Upper(WideView text)
 inline WideText Widen(std::string_view text)
 {
     WideText wide;
-    const auto tail = [&](std::size_t at) {
-        return at < text.size() ? static_cast<unsigned char>(text[at]) & 0x3FU : 0U;
-    };
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        const unsigned first = static_cast<unsigned char>(text[i]);
-        const std::size_t tails = first < 0xC0 || first >= 0xF0 ? 0 : first < 0xE0 ? 1 : 2;
-        wide += static_cast<WCHAR>(
-            tails == 0   ? first
-            : tails == 1 ? (first & 0x1F) << 6 | tail(i + 1)
-                         : (first & 0xF) << 12 | tail(i + 1) << 6 | tail(i + 2));
-        i += tails;
-    }
+    for (const char c : text)
+        if (const auto byte = static_cast<unsigned char>(c); (byte & 0xC0) == 0x80 && !wide.empty())
+            wide.back() = static_cast<WCHAR>(wide.back() << 6 | (byte & 0x3F));
+        else
+            wide += static_cast<WCHAR>(byte < 0xC0 ? byte : byte < 0xE0 ? byte & 0x1F : byte & 0xF);
     return wide;
 }
 
 } // namespace fuzz
+
+extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    fuzz::Require(
+        std::getenv("HOSTWINDOWS_ROOT") != nullptr, "HOSTWINDOWS_ROOT names a folder for the target's machine");
+    [[maybe_unused]] static const HRESULT com = ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    [[maybe_unused]] static const DWORD drive = ::GetFileAttributesW(OLESTR("C:\\")); // makes it
+    fuzz::Try({reinterpret_cast<const char*>(data), size});
+    return 0;
+}

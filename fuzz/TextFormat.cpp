@@ -1,5 +1,5 @@
 // Formats made piece by piece, with arguments: the same text as the C library's, in 8-bit and in wide characters, and
-// cut to any buffer. Then the input itself as a format, which need not be one.
+// cut to any buffer. Then the input itself as a format and as texts, which need not be one.
 #include "TextFormat.h"
 
 #include "Fuzz.h"
@@ -9,115 +9,95 @@
 #include <deque>
 #include <vector>
 
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+
+using namespace fuzz;
+
 namespace
 {
 
-using namespace fuzz;
-using scankelv::FormatArgument;
-
-/// A format with its arguments, and the text that it should give.
-struct Case
+template <class Number>
+Number TakeNumber(std::string_view& input)
 {
-    std::string_view input; ///< what is left of it
-    std::string format;
-    std::vector<FormatArgument> arguments;
-    std::string expected;
-    WideText expectedWide;
-    std::deque<std::string> texts; ///< what the arguments point to
-    std::deque<WideText> wideTexts;
-
-    template <class Number>
-    Number Take()
-    {
-        Number number = 0;
-        const std::size_t count = std::min(sizeof(number), input.size());
-        std::memcpy(&number, input.data(), count);
-        input.remove_prefix(count);
-        return number;
-    }
-    template <class Number>
-    void AddNumber(unsigned shape, int width)
-    {
-        constexpr const char* sizes[] = {"", "l", "h", "ll", "hh"};
-        const std::string start = shape >= 128 ? "%0" : "%";
-        const char conversion = "diuxX"[shape % 5];
-        const auto number = Take<Number>();
-        format += start + (width != 0 ? std::to_string(width) : "") + sizes[shape / 5 % 5] + conversion;
-        arguments.emplace_back(number);
-        // For the C library the size letters of the number's own type.
-        const std::string own = start + "*" + (sizeof(number) == sizeof(long long) ? "ll" : "") + conversion;
-        char text[64];
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-        std::snprintf(text, sizeof(text), own.c_str(), width, number);
-#pragma GCC diagnostic pop
-        Expect(text);
-    }
-    void AddText(unsigned shape, bool isWide)
-    {
-        const std::string& text = texts.emplace_back(std::string(input.substr(0, shape)).c_str());
-        const WideText& wide = wideTexts.emplace_back(Widen(text));
-        input.remove_prefix(std::min<std::size_t>(shape, input.size()));
-        format += isWide ? shape % 2 == 0 ? "%ws" : "%S" : "%s";
-        isWide ? arguments.emplace_back(wide.c_str()) : arguments.emplace_back(text.c_str());
-        expected += isWide ? scankelv::NarrowFromWide(wide.c_str()) : text;
-        expectedWide += isWide ? wide.c_str() : scankelv::WideFromNarrow(text).c_str();
-    }
-    void Expect(std::string_view ascii)
-    {
-        expected += ascii;
-        expectedWide.append(ascii.begin(), ascii.end());
-    }
-};
+    Number number = 0;
+    const std::string_view bytes = Take(input, sizeof(number));
+    std::memcpy(&number, bytes.data(), bytes.size());
+    return number;
+}
 
 /// The text, after a look at what becomes of it in a shorter buffer.
 template <class CharType>
-std::basic_string<CharType> Formatted(const char* format, const Case& made, std::size_t cutAt)
+std::basic_string<CharType> Formatted(const char* format, FormatArguments arguments, std::size_t cutAt)
 {
-    const std::size_t length = scankelv::FormatErased(std::span<CharType>(), format, made.arguments);
-    std::basic_string<CharType> whole(length + 1, CharType('!'));
-    std::vector<CharType> cut(1 + cutAt % (length + 1), CharType('!'));
-    for (const std::span<CharType> buffer : {std::span<CharType>(whole), std::span<CharType>(cut)})
+    const std::size_t length = FormatErased(std::span<CharType>(), format, arguments);
+    std::vector<CharType> whole(length + 1);
+    std::vector<CharType> cut(1 + cutAt % (length + 1));
+    for (std::vector<CharType>* buffer : {&whole, &cut})
     {
-        Require(scankelv::FormatErased(buffer, format, made.arguments) == length, "every buffer gives the length");
-        Require(buffer.back() == CharType(), "a text is terminated");
+        buffer->back() = '!';
+        Require(FormatErased(std::span<CharType>(*buffer), format, arguments) == length, "any buffer gives the length");
+        Require(buffer->back() == CharType(), "a text is terminated");
     }
     Require(std::equal(cut.begin(), cut.end() - 1, whole.begin()), "a cut text is the start of the whole");
-    whole.pop_back();
-    return whole;
+    return {whole.begin(), whole.end() - 1};
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+void fuzz::Try(std::string_view input)
 {
-    Case made{TextOf(data, size), {}, {}, {}, {}, {}, {}};
-    const std::size_t cutAt = made.Take<unsigned char>();
-    for (int pieces = 0; pieces < 16 && !made.input.empty(); ++pieces)
+    const std::string raw(input);
+    std::string format;
+    std::string expected;
+    std::vector<FormatArgument> arguments;
+    std::deque<std::string> texts; // what the arguments point to
+    std::deque<WideText> wideTexts;
+    const auto cutAt = TakeNumber<unsigned char>(input);
+    while (!input.empty())
     {
-        const unsigned kind = made.Take<unsigned char>();
-        const unsigned shape = made.Take<unsigned char>();
-        const int width = static_cast<int>(kind / 6 % 33);
-        if (kind % 6 == 0)
-            made.AddNumber<int>(shape, width);
-        else if (kind % 6 == 1)
-            made.AddNumber<unsigned>(shape, width);
+        const auto kind = TakeNumber<unsigned char>(input);
+        const auto shape = TakeNumber<unsigned char>(input);
+        // The C library wants the size letters of the number's own type; here it has any.
+        const auto addNumber = [&](auto number, const char* ownSize) {
+            constexpr const char* sizes[] = {"", "l", "h", "ll", "hh"};
+            const int width = kind / 6 % 33;
+            const std::string start = (shape >= 128 ? "%0" : "%") + (width == 0 ? "" : std::to_string(width));
+            const char conversion = "diuxX"[shape % 5];
+            char text[64];
+            std::snprintf(text, sizeof(text), (start + ownSize + conversion).c_str(), number);
+            arguments.emplace_back(number);
+            format += start + sizes[shape / 5 % 5] + conversion;
+            expected += text;
+        };
+        if (kind % 6 < 2)
+            addNumber(TakeNumber<int>(input), "");
         else if (kind % 6 == 2)
-            made.AddNumber<long long>(shape, width);
+            addNumber(TakeNumber<long long>(input), "ll");
         else if (kind % 6 < 5)
-            made.AddText(shape, kind % 6 == 3);
+        {
+            const std::string& text = texts.emplace_back(NarrowFromWide(Widen(Take(input, shape)).c_str()));
+            const WideText& wide = wideTexts.emplace_back(WideFromNarrow(text));
+            const bool isWide = kind % 6 == 4;
+            isWide ? arguments.emplace_back(wide.c_str()) : arguments.emplace_back(text.c_str());
+            format += !isWide ? "%s" : shape % 2 == 0 ? "%ws" : "%S";
+            expected += text;
+        }
         else if (const char literal = static_cast<char>(shape); literal > 0)
         {
-            made.format.append(literal == '%' ? 2 : 1, literal);
-            made.Expect({&literal, 1});
+            format.append(literal == '%' ? 2 : 1, literal);
+            expected += literal;
         }
     }
-    const std::string narrow = Formatted<char>(made.format.c_str(), made, cutAt);
-    Require(narrow == made.expected, "the text is the C library's", made.format + "\n" + narrow);
-    Require(Formatted<WCHAR>(made.format.c_str(), made, cutAt) == made.expectedWide, "wide alike", made.format);
+    const std::string narrow = Formatted<char>(format.c_str(), arguments, cutAt);
+    Require(narrow == expected, "the text is the C library's", format + "\n" + narrow);
+    const WideText wide = Formatted<WCHAR>(format.c_str(), arguments, cutAt);
+    Require(wide == WideFromNarrow(narrow), "the wide text is alike", format);
 
-    const std::string raw(TextOf(data, size));
-    Formatted<char>(raw.c_str(), made, cutAt);
-    Formatted<WCHAR>(raw.c_str(), made, cutAt);
-    return 0;
+    const WideText units = Widen(raw).c_str();
+    const FormatArgument any[] = {FormatArgument(raw.c_str()), FormatArgument(units.c_str())};
+    const WideText anyWide = WideFromNarrow(raw.c_str()) + units;
+    Require(Formatted<WCHAR>("%s%ws", any, cutAt) == anyWide, "any text becomes wide");
+    Require(Formatted<char>("%ws", {any + 1, 1}, cutAt) == NarrowFromWide(units), "any wide text becomes narrow");
+    Formatted<char>(raw.c_str(), arguments, cutAt);
+    Formatted<WCHAR>(raw.c_str(), arguments, cutAt);
 }

@@ -3,22 +3,14 @@
 import collections
 import concurrent.futures
 import dataclasses
-import hashlib
-import random
 import re
-import threading
 import time
 
-from agent import GENERIC_KEY, KINDS, NEW_DEVICE, REFUSALS, USER_DATA, Broken, Machine
+from agent import KINDS, NEW_DEVICE, USER_DATA, Broken, Machine
 
 AGENTS = 100
 EACH = 10  # agents, writers and readers at one registry
-TEXT = re.compile(r"    Shared    REG_SZ    (\d+ \d+) (x*) ([0-9a-f]{32})\r?\n")
 MARKED = {"Address": "devicepath", "HostName": "hostname", "Comment": "comment"}
-
-
-def is_refusal(result):
-    return result[0] == 1 and any(refusal in result[1] for refusal in REFUSALS)
 
 
 def hundred_agents(installation, folder, rounds, table):
@@ -28,28 +20,30 @@ def hundred_agents(installation, folder, rounds, table):
     machine = Machine(folder / "crowd")
     delay = 2000  # milliseconds for which the first one is kept busy
     number = 0
-    while number < rounds:
-        slow = KINDS[-1].calls.replace("<address>", f"<delay>{delay}</delay><address>")
-        installation.prepare(dataclasses.replace(kind, calls=slow))
-        machine.make_empty()
-        if number % 2 == 0:
-            installation.make_old(machine, kind)
-        begin = time.monotonic()
-        agents = [installation.start(machine, kind) for _ in range(AGENTS)]
-        ended = [(agent.wait(), console.decode(errors="replace"), time.monotonic() - begin)
-                 for agent in agents for _, console in [agent.communicate()]]
-        refused = [end for end in ended if is_refusal(end)]
-        done = [end for end in ended if end[0] == 0]
-        if len(done) + len(refused) == AGENTS and len(done) > 1 and max(end[2] for end in ended) * 1000 > delay:
-            delay *= 2  # the first one was through before the last one had started: too slow a machine for this delay
-            continue
-        if len(done) != 1 or len(refused) != AGENTS - 1:
-            others = [end for end in ended if end not in done and end not in refused]
-            table.found(title, f"round {number}: {len(done)} ran, {len(refused)} refused, others: {others[:3]}")
-        if stray := [name for name in machine.files() if name.startswith("objects/")]:
-            table.found(title, f"round {number}: left behind: {stray}")
-        number += 1
+    with concurrent.futures.ThreadPoolExecutor(AGENTS) as pool:
+        while number < rounds:
+            slow = KINDS[-1].calls.replace("<address>", f"<delay>{delay}</delay><address>")
+            installation.prepare(dataclasses.replace(kind, calls=slow))
+            machine.make_empty()
+            if number % 2 == 0:
+                installation.make_old(machine, KINDS[-1])
+            begin = time.monotonic()
+            ended = list(pool.map(lambda _: installation.run(machine, kind), range(AGENTS)))
+            done = [result for result in ended if result.code == 0]
+            others = [result for result in ended if result.code != 0 and not result.is_refusal]
+            if not others and len(done) > 1 and (time.monotonic() - begin) * 1000 > delay:
+                delay *= 2  # the first one was through before the last one had started: a machine too slow for it
+                continue
+            stray = [name for name in machine.files() if name.startswith("objects/")]
+            if len(done) != 1 or others or stray:
+                table.found(title, f"round {number}: {len(done)} ran, left behind: {stray}, others: {others[:3]}")
+            number += 1
     table.count(title, rounds, f"delay {delay} ms")
+
+
+def marked(name, owner, count):
+    """A text that tells of itself whether it is whole."""
+    return f"{name} {owner} {count} {'x' * (29 * count % 3000)}."
 
 
 def one_registry(installation, folder, seconds, table):
@@ -59,15 +53,14 @@ def one_registry(installation, folder, seconds, table):
     machine.make_empty()
     kinds = [dataclasses.replace(KINDS[0], name=f"agent {number}") for number in range(EACH)]
     for number, kind in enumerate(kinds):
-        marked = {element: f"{name} of agent {number} {'y' * 30 * number}." for name, element in MARKED.items()}
-        installation.prepare(kind, NEW_DEVICE | marked)
-    written = [0] * EACH
-    is_written = threading.Event()
+        texts = {element: marked(name, number, number) for name, element in MARKED.items()}
+        installation.prepare(kind, NEW_DEVICE | texts)
+    written = collections.Counter()
     end = time.monotonic() + seconds
 
     def agent(number):
         result = installation.run(machine, kinds[number])
-        if is_refusal(result):
+        if result.is_refusal:
             return "refusals"
         if result.code != 0 or re.search(r"in use|busy|locked|SetStringValueNoExpand|SetDWORDValue", result.console):
             raise Broken(f"agent: exit code {result.code}\n{result.console}")
@@ -75,29 +68,26 @@ def one_registry(installation, folder, seconds, table):
 
     def writer(number):
         written[number] += 1
-        text = f"{number} {written[number]} " + "x" * random.Random(written[number]).randrange(3000)
-        text += " " + hashlib.md5(text.encode()).hexdigest()
-        code, output = installation.reg(machine, "add", GENERIC_KEY, "/v", "Shared", "/d", text, "/f")
+        text = marked("Shared", number, written[number])
+        code, output = installation.reg(machine, "add", KINDS[0].key, "/v", "Shared", "/d", text, "/f")
         if code != 0:
             raise Broken(f"hostreg add: {output}")
-        is_written.set()
+        written["done"] += 1
         return "writes"
 
     def reader(_):
-        is_there = is_written.is_set()
-        code, output = installation.reg(machine, "query", GENERIC_KEY)
+        is_there = written["done"]
+        code, output = installation.reg(machine, "query", KINDS[0].key)
         if code != 0 and "unable to find" in output and not is_there:
             return "reads of nothing"
-        texts = TEXT.findall(output)
-        whole = all(hashlib.md5(f"{head} {filling}".encode()).hexdigest() == sign and
-                    int(head.split()[1]) <= written[int(head.split()[0])] for head, filling, sign in texts)
-        if code != 0 or (len(texts) != 1 and "Shared" in output) or not whole:
+        values = re.findall(rf"(?m)^    (Shared|{'|'.join(MARKED)})    REG_SZ    (.*)$", output)
+        for name, text in values:
+            match = re.match(r"\w+ (\d+) (\d+) ", text)
+            owner, count = map(int, match.groups() if match else (0, 0))
+            if text != marked(name, owner, count) or (name == "Shared" and not 0 < count <= written[owner]):
+                raise Broken(f"{name} is {text!r}")
+        if code != 0 or output.count("Shared") != 2 * [name for name, _ in values].count("Shared"):
             raise Broken(f"hostreg query: {code} {output}")
-        for name in MARKED:
-            for text in re.findall(rf"    {name}    REG_SZ    (.*?)\r?\n", output):
-                match = re.fullmatch(rf"{name} of agent (\d) (y*)\.\r?", text)
-                if not match or len(match[2]) != 30 * int(match[1]):
-                    raise Broken(f"{name} is {text!r}")
         return "reads"
 
     def repeat(work, number):
@@ -122,8 +112,7 @@ def one_after_another(installation, folder, runs, table):
     """Nothing but the log grows, and no name is left."""
     title = "runs one after another"
     machine = Machine(folder / "long life")
-    installation.make_old(machine, KINDS[0])
-    machine.make(USER_DATA + "/Debug.ini", b"[Modules]\r\nAgent=2\r\nKELVClient=2\r\nKELVFindwellLibrary=2\r\n")
+    installation.make_old(machine, KINDS[0], level=2)
     for number in range(1, runs + 1):
         kind = KINDS[number % len(KINDS)]
         result = installation.run(machine, kind)

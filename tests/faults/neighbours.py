@@ -1,14 +1,14 @@
 """Others who write where the agent reads: device.xml, libraries in other places, values that try to leave theirs."""
 
+import concurrent.futures
 import dataclasses
+import itertools
 import os
 import re
 import shutil
-import threading
 
-from agent import (CONFIG_INI, DEVICE_XML, GENERIC_KEY, KINDS, NEW_DEVICE, STORAGES, Broken, Machine, drive_z, utf16)
+from agent import CONFIG_INI, DEVICE_XML, KINDS, NEW_DEVICE, STORAGES, Broken, Machine, drive_z, utf16
 
-MEMORY = 200 << 20  # bytes that a run may take, whatever lies about
 STATED = ('<?xml version="1.0" encoding="UTF-16"?><devicelist version="1.0.2"><device><Address>192.0.2.9</Address>'
           "<Comment>{}</Comment></device></devicelist>")
 
@@ -16,10 +16,6 @@ STATED = ('<?xml version="1.0" encoding="UTF-16"?><devicelist version="1.0.2"><d
 def sparse(path):
     path.write_bytes(utf16(STATED.format("x")))
     os.truncate(path, 1 << 30)
-
-
-def read_only(path):
-    path.touch(0o444)
 
 
 def sibling(path):
@@ -37,7 +33,7 @@ DEVICE_XMLS = {
     "folder": (lambda path, outside: path.mkdir(), True),
     "1 GB": (lambda path, outside: sparse(path), False),
     "endless": (lambda path, outside: path.symlink_to("/dev/zero"), False),
-    "read-only": (lambda path, outside: read_only(path), True),
+    "read-only": (lambda path, outside: path.touch(0o444), True),
     "fifo in the sibling's place": (lambda path, outside: os.mkfifo(sibling(path)), False),
     "link in the sibling's place": (lambda path, outside: sibling(path).symlink_to(outside), False),
     "folder in the sibling's place": (lambda path, outside: sibling(path).mkdir(), True),
@@ -46,72 +42,51 @@ DEVICE_XMLS = {
 }
 
 
-def judge_stored(machine, result, *beside, key=GENERIC_KEY, device=NEW_DEVICE):
-    if result.code != 0 or result.peak > MEMORY:
-        raise Broken(f"exit code {result.code}, {result.peak >> 20} MB\n{result.console}")
-    stored = machine.registry()
-    for name in ("DeviceName", "Comment", "HostName"):
-        if stored.get(rf"{key}\{name}") != device[name.lower()]:
-            raise Broken(f"stored: {stored}")
-    if written := {entry.name for entry in machine.root.parent.iterdir()} - {"machine", "machine-registry", *beside}:
-        raise Broken(f"written outside: {written}")
-
-
 def hostile_device_xml(installation, folder, table):
-    title = "device.xml of hostile neighbours"
-    for name, (place, stays) in DEVICE_XMLS.items():
+    def judge(name, place, stays):
         machine = Machine(folder / "hostile" / name / "machine")
         machine.make_empty()
+        for made in (DEVICE_XML, CONFIG_INI):
+            machine.file(made).parent.mkdir(parents=True)
         path = machine.file(DEVICE_XML)
-        for made in (path, machine.file(CONFIG_INI)):
-            made.parent.mkdir(parents=True)
         outside = machine.root.parent / "outside"
         outside.write_bytes(b"not yours")
         place(path, outside)
-        try:
-            result = installation.run(machine, KINDS[0])
-            judge_stored(machine, result, "outside")
-            if outside.read_bytes() != b"not yours":
-                raise Broken("written outside")
-            replaced = (not path.is_symlink() and path.is_file() and path.stat().st_size < 1 << 20 and
-                        path.read_bytes().startswith(b"\xff\xfe"))
-            if replaced == stays or stays != ("exportResult" in result.console):
-                raise Broken(f"device.xml was to {'stay, with a report' if stays else 'be replaced'}\n{result.console}")
-        except Broken as broken:
-            table.found(title, f"{name}: {broken}")
-    table.count(title, len(DEVICE_XMLS))
+        result = installation.run(machine, KINDS[0])
+        machine.judge_stored(result, "outside")
+        if outside.read_bytes() != b"not yours":
+            raise Broken("written outside")
+        replaced = (not path.is_symlink() and path.is_file() and path.stat().st_size < 1 << 20 and
+                    path.read_bytes().startswith(b"\xff\xfe"))
+        if replaced == stays or stays != ("exportResult" in result.console):
+            raise Broken(f"device.xml was to {'stay, with a report' if stays else 'be replaced'}\n{result.console}")
+
+    table.each("device.xml of hostile neighbours", judge, [(name, *row) for name, row in DEVICE_XMLS.items()])
+
+
+def replace_until(path, is_done):
+    """The file is another one all the time, by turns whole and cut, renamed over and written over."""
+    other = path.with_name("other")
+    for turn in itertools.takewhile(lambda _: not is_done(), itertools.count(1)):
+        content = utf16(STATED.format("y" * (turn % 7 * 9000)))
+        if turn % 3 == 0:
+            path.write_bytes(content[:len(content) // 2])
+        else:
+            other.write_bytes(content)
+            other.rename(path)
 
 
 def replaced_device_xml(installation, folder, runs, table):
-    """device.xml is another one all the time, by turns whole and cut, renamed over and written over."""
-    title = "device.xml replaced while it is read"
-    machine = Machine(folder / "replaced" / "machine")
-
-    def replace(path, ended):
-        other = path.with_name("other")
-        turn = 0
-        while not ended.is_set():
-            turn += 1
-            content = utf16(STATED.format("y" * (turn % 7 * 9000)))
-            if turn % 3 == 0:
-                path.write_bytes(content[:len(content) // 2])
-            else:
-                other.write_bytes(content)
-                other.rename(path)
-
-    for number in range(runs):
+    def judge(_):
         machine.make_empty()
         machine.make(DEVICE_XML, b"")
-        ended = threading.Event()
-        neighbour = threading.Thread(target=replace, args=(machine.file(DEVICE_XML), ended))
-        neighbour.start()
-        try:
-            judge_stored(machine, installation.run(machine, KINDS[0]))
-        except Broken as broken:
-            table.found(title, f"run {number}: {broken}")
-        ended.set()
-        neighbour.join()
-    table.count(title, runs)
+        run = pool.submit(installation.run, machine, KINDS[0])
+        replace_until(machine.file(DEVICE_XML), run.done)
+        machine.judge_stored(run.result())
+
+    machine = Machine(folder / "replaced" / "machine")
+    with concurrent.futures.ThreadPoolExecutor() as pool:
+        table.each("device.xml replaced while it is read", judge, zip(range(runs)))
 
 
 def planted_libraries(installation, folder, table):
@@ -120,8 +95,7 @@ def planted_libraries(installation, folder, table):
     machine = Machine(folder / "planted")
     machine.make_empty()
     kind = dataclasses.replace(KINDS[0], name="planted")
-    installation.prepare(kind)
-    program, current = installation.program(kind), folder / "current folder"
+    program, current = installation.prepare(kind), folder / "current folder"
     current.mkdir()
     library = program / "FindwellDlg.dll"
     names = ("Shell32.dll", "version.dll", "msxml3.dll", "FindwellDlg.dll.dll", "FindwellDlg", "libsqlite3.so.0")
@@ -140,33 +114,27 @@ HOSTILE_TEXTS = (r"..\..\..\x", "../../x", r"C:\x", "a]b=c;d", "[IO]", '"quoted"
                  "line\r\nAddress=evil\r\n[IO]\r\nAddress=evil", "one\rtwo", "one\n\ntwo")
 
 
-def values_of_a_device(installation, machine, text, name):
-    """Stored as they are, with what follows, and read back as they are by the next run."""
-    machine.make_empty()
-    is_line = "\n" not in text and "\r" not in text
-    is_product = is_line and '"' not in text and "/" not in text
-    kind = dataclasses.replace(KINDS[0], name=name, arguments=("/M", text) if is_product else ())
-    device = NEW_DEVICE | {"devicename": text, "comment": text}
-    installation.prepare(kind, device)
-    record = machine.root.parent / "record"
-    for _ in range(2):
-        result = installation.run(machine, kind, FINDWELL_RECORD=drive_z(record))
-        judge_stored(machine, result, "record", key=STORAGES + text if is_product else GENERIC_KEY, device=device)
-    wanted = {"Address": NEW_DEVICE["devicepath"], "DeviceName": re.sub("[\r\n]", " ", text),
-              "HostName": NEW_DEVICE["hostname"]}
-    if not {f"Config.ini {name}": value for name, value in wanted.items()}.items() <= machine.state().items():
-        raise Broken(f"stored: {machine.state()}")
-    asked = [line for line in record.read_text().split("\n") if line.startswith("  filterText")]
-    if is_line and f"<comment>{text}</comment>" not in asked[1].replace("&quot;", '"'):
-        raise Broken(f"the next run reads {asked[1]}")
-
-
 def hostile_values(installation, folder, table):
-    title = "values that try to leave their place"
-    for number, text in enumerate(HOSTILE_TEXTS):
-        name = f"values {number}"
-        try:
-            values_of_a_device(installation, Machine(folder / name / "machine"), text, name)
-        except Broken as broken:
-            table.found(title, f"{text!r}: {broken}")
-    table.count(title, len(HOSTILE_TEXTS))
+    """Stored as they are, with what follows, and read back as they are by the next run."""
+    def judge(text):
+        name = f"values {HOSTILE_TEXTS.index(text)}"
+        machine = Machine(folder / name / "machine")
+        machine.make_empty()
+        is_line = "\n" not in text and "\r" not in text
+        is_product = is_line and '"' not in text and "/" not in text
+        kind = dataclasses.replace(KINDS[0], name=name, arguments=("/M", text) if is_product else ())
+        device = NEW_DEVICE | {"devicename": text, "comment": text}
+        installation.prepare(kind, device)
+        record = machine.root.parent / "record"
+        for _ in range(2):
+            result = installation.run(machine, kind, FINDWELL_RECORD=drive_z(record))
+            machine.judge_stored(result, "record", key=STORAGES + text if is_product else kind.key, device=device)
+        wanted = {"Address": device["devicepath"], "DeviceName": re.sub("[\r\n]", " ", text),
+                  "HostName": device["hostname"]}
+        if not {f"Config.ini {name}": value for name, value in wanted.items()}.items() <= machine.state().items():
+            raise Broken(f"stored: {machine.state()}")
+        asked = [line for line in record.read_text().split("\n") if line.startswith("  filterText")]
+        if is_line and f"<comment>{text}</comment>" not in asked[1].replace("&quot;", '"'):
+            raise Broken(f"the next run reads {asked[1]}")
+
+    table.each("values that try to leave their place", judge, zip(HOSTILE_TEXTS))
