@@ -12,7 +12,7 @@
 namespace test
 {
 
-/// What the "Agent" logger wrote, without the platform layer's reports.
+/// What the "Agent" logger wrote, without reports.
 inline std::string AgentLines(const DebugConsoleCapture& console)
 {
     std::istringstream text(console.Text());
@@ -20,7 +20,7 @@ inline std::string AgentLines(const DebugConsoleCapture& console)
     bool inReport = false;
     for (std::string line; std::getline(text, line);)
     {
-        inReport = inReport || line.starts_with("ODS {");
+        inReport = inReport || line.starts_with("ODS {") || line.starts_with("Expression  ");
         if (!inReport)
             lines += line.substr(0, line.find('\r')) + "\n";
         inReport = inReport && line.find(".cpp(") == std::string::npos;

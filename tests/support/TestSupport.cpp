@@ -21,10 +21,21 @@ struct FileHandle
 
 std::string Shown(std::string_view text)
 {
+    constexpr std::size_t longRun = 100;
     std::string shown;
-    for (const char c : text)
-        shown += c < '\0' || c >= ' ' || c == '\n' ? std::string(1, c)
-                                                   : "\xE2\x90" + std::string(1, static_cast<char>(c | 0x80));
+    for (std::size_t at = 0, end = 0; at < text.size(); at = end)
+    {
+        const char c = text[at];
+        end = std::min(text.find_first_not_of(c, at), text.size());
+        const std::string one = c < '\0' || c >= ' ' || c == '\n'
+                                    ? std::string(1, c)
+                                    : "\xE2\x90" + std::string(1, static_cast<char>(c | 0x80));
+        if (end - at >= longRun)
+            shown += "‹" + std::to_string(end - at) + " " + one + "›";
+        else
+            for (; at < end; ++at)
+                shown += one;
+    }
     return shown;
 }
 
@@ -39,7 +50,16 @@ std::string Given(std::string_view shown)
         if (shown.substr(at).starts_with("\xE2\x90")) // ␀ and the next ones
             text += static_cast<char>(shown[at += 2] & 0x7F);
         else if (shown.substr(at).starts_with("‹"))
-            text += static_cast<char>(std::stoi(std::string(shown.substr(at + 3, 2)), nullptr, 16)), at += 7;
+        {
+            const std::string inner(shown.substr(at + 3, shown.find("›", at) - at - 3));
+            const std::size_t blank = inner.find(' ');
+            if (blank == inner.npos)
+                text += static_cast<char>(std::stoi(inner, nullptr, 16));
+            else
+                for (int times = std::stoi(inner); times-- > 0;)
+                    text.append(inner, blank + 1);
+            at += inner.size() + 5;
+        }
         else
             text += shown[at];
     return text;
@@ -175,14 +195,29 @@ void Store(HKEY hive, const std::string& path, std::string_view values)
     for (const std::string& value : Parts(values))
     {
         const std::size_t sign = value.find('=') + 1;
-        const bool isNumber = value[sign] == '#';
-        const DWORD number = isNumber ? static_cast<DWORD>(std::stoul(value.substr(sign + 1))) : 0;
-        const std::string bytes = isNumber ? std::string(reinterpret_cast<const char*>(&number), sizeof(number))
-                                           : Utf16Bytes(ToWide(value.substr(sign)) + WCHAR());
+        const std::string text = value.substr(sign);
+        DWORD type = REG_SZ;
+        std::string bytes = Utf16Bytes(ToWide(text) + WCHAR());
+        if (text.starts_with('#'))
+        {
+            type = REG_DWORD;
+            const auto number = static_cast<DWORD>(std::stoul(text.substr(1)));
+            bytes.assign(reinterpret_cast<const char*>(&number), sizeof(number));
+        }
+        else if (text.starts_with('@'))
+        {
+            bytes.clear();
+            std::size_t end = 0;
+            type = static_cast<DWORD>(std::stoul(text.substr(1), &end));
+            for (std::size_t at = end + 2; at < text.size(); at += 2)
+                bytes += static_cast<char>(std::stoi(text.substr(at, 2), nullptr, 16));
+        }
+        const auto size = static_cast<DWORD>(bytes.size());
+        bytes += "##"; // a terminator behind the bytes would be taken for the text's own
         EXPECT_EQ(
             ERROR_SUCCESS, ::RegSetValueExW(
-                               key, ToWide(value.substr(0, sign - 1)).c_str(), 0, isNumber ? REG_DWORD : REG_SZ,
-                               reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size())));
+                               key, ToWide(value.substr(0, sign - 1)).c_str(), 0, type,
+                               reinterpret_cast<const BYTE*>(bytes.data()), size));
     }
     ::RegCloseKey(key);
 }

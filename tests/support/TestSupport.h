@@ -41,11 +41,36 @@ Wide FromUtf16Bytes(std::string_view bytes);
 
 void ReplaceAll(std::string& text, std::string_view part, std::string_view instead);
 
-/// From the form that the files of cases have: ␀ to ␟ are control characters, and ‹FF› is a byte.
+/// From the form that the files of cases have: ␀ to ␟ are control characters, ‹FF› is a byte, and ‹3 word› stands for
+/// three times the word.
 std::string Given(std::string_view shown);
 
 /// The parts between bars.
 std::vector<std::string> Parts(std::string_view text);
+
+/// The parts between bars as arguments of functions of either width: "null" is a null pointer, and what is not there is
+/// an empty text.
+class Fields
+{
+public:
+    explicit Fields(std::string_view text) : m_narrow(Parts(text))
+    {
+        for (const std::string& part : m_narrow)
+            m_wide.push_back(ToWide(part));
+    }
+    const char* Narrow(std::size_t i) const
+    {
+        return i >= m_narrow.size() ? "" : m_narrow[i] == "null" ? nullptr : m_narrow[i].c_str();
+    }
+    const WCHAR* operator[](std::size_t i) const
+    {
+        return i >= m_wide.size() ? OLESTR("") : Narrow(i) == nullptr ? nullptr : m_wide[i].c_str();
+    }
+
+private:
+    std::vector<std::string> m_narrow;
+    std::vector<Wide> m_wide;
+};
 
 /// A new empty folder, removed with all it holds at the end, read-only files too.
 class TemporaryFolder
@@ -82,7 +107,7 @@ public:
     PrivateRegistry& operator=(const PrivateRegistry&) = delete;
 };
 
-/// Makes a key of these values, "name=text|name=#number", in place of what was there.
+/// Makes a key of these values, "name=text|name=#number|name=@type bytes", in place of what was there.
 void Store(HKEY hive, const std::string& path, std::string_view values);
 
 /// Every value of a key and of those below it: a line for each key's path, and one for each value with its type and
@@ -105,7 +130,8 @@ public:
 };
 
 /// The cases of a text file below tests/: each is a line "> given", and below it the lines that it is answered with.
-/// "#" begins a remark. Control characters are shown as ␀ to ␟ in both; what is given goes through Given.
+/// "#" begins a remark. Control characters are shown as ␀ to ␟ in both, and a hundred of the same and more as ‹100 x›;
+/// what is given goes through Given.
 void ExpectAnswers(const char* file, const std::function<std::string(const std::string& given)>& answer);
 
 /// What a program left behind when it had ended.

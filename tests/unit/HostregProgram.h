@@ -27,25 +27,21 @@ public:
         const std::vector<std::string>& arguments, const std::string& input = {},
         const std::function<void()>& inChild = [] {})
     {
-        static const std::filesystem::path tests = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-        std::vector<std::string> words{tests.parent_path() / "bin" / "hostreg"};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> pointers;
-        for (std::string& word : words)
-            pointers.push_back(word.data());
-        pointers.push_back(nullptr);
-        for (int& stream : m_streams)
-            stream = ::memfd_create("stream", MFD_CLOEXEC);
+        static const std::string program =
+            std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" / "hostreg";
+        std::vector<const char*> words{program.c_str()};
+        for (const std::string& word : arguments)
+            words.push_back(word.c_str());
+        words.push_back(nullptr);
         EXPECT_EQ(static_cast<::ssize_t>(input.size()), ::pwrite(m_streams[0], input.data(), input.size(), 0));
         m_process = ::fork();
-        if (m_process == 0)
-        {
-            inChild();
-            for (int i = 0; i < 3; ++i)
-                ::dup2(m_streams[i], i);
-            ::execv(pointers[0], pointers.data());
-            ::_exit(127);
-        }
+        if (m_process != 0)
+            return;
+        inChild();
+        for (int i = 0; i < 3; ++i)
+            ::dup2(m_streams[i], i);
+        ::execv(program.c_str(), const_cast<char**>(words.data()));
+        ::_exit(127);
     }
     ~Hostreg()
     {
@@ -64,6 +60,7 @@ public:
     }
 
 private:
+    static int NewStream() { return ::memfd_create("stream", MFD_CLOEXEC); }
     static std::string Written(int stream)
     {
         std::string text(static_cast<std::size_t>(::lseek(stream, 0, SEEK_END)), '\0');
@@ -71,8 +68,8 @@ private:
         return text;
     }
 
+    const int m_streams[3] = {NewStream(), NewStream(), NewStream()};
     ::pid_t m_process = -1;
-    int m_streams[3];
 };
 
 inline HostregResult RunHostreg(

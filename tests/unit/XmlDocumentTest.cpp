@@ -2,7 +2,6 @@
 #include "AgentTest.h"
 
 #include <thread>
-#include <tuple>
 
 using namespace scankelv;
 using namespace test;
@@ -12,77 +11,48 @@ namespace
 
 using XmlDocumentTest = AgentTest;
 
-XmlDocument Opened()
-{
-    XmlDocument document;
-    EXPECT_TRUE(XmlOpenDocument(document));
-    return document;
-}
-
 TEST(BstrText, ReadsAsEmptyWhenNullAndSharesItsBlock)
 {
     const _bstr_t null(static_cast<const WCHAR*>(nullptr)), empty(OLESTR(""));
     EXPECT_TRUE(null.IsNull() && null.View().empty() && null.length() == 0 && null.Narrow() == nullptr);
     EXPECT_TRUE(null == empty && !empty.IsNull() && !(null + null).IsNull());
     const WideText inner = WideText(OLESTR("a")) + WCHAR() + OLESTR("b");
-    EXPECT_EQ(6U, (_bstr_t(inner) + _bstr_t(inner)).length());
-    EXPECT_FALSE(_bstr_t(inner) == _bstr_t(OLESTR("a")));
+    EXPECT_EQ(inner + inner, (_bstr_t(inner) + _bstr_t(inner)).View());
 
     const BSTR system = ::SysAllocStringLen(OLESTR("taken"), 5);
     _bstr_t first = _bstr_t::Adopt(system);
     EXPECT_EQ(system, first.Get()); // without a copy
     const _bstr_t second = first;
-    EXPECT_STREQ("taken", second.Narrow());
     EXPECT_EQ(second.Narrow(), first.Narrow()); // made once, for all
     first = first + OLESTR("!");
-    EXPECT_EQ(OLESTR("taken"), second.View());
     const _bstr_t moved = std::move(first);
-    EXPECT_EQ(OLESTR("taken!"), moved.View());
+    EXPECT_EQ("taken taken!", std::string(second.Narrow()) + " " + moved.Narrow());
 }
 
-TEST_F(XmlDocumentTest, SavingAndLoading)
+TEST_F(XmlDocumentTest, BuildsWhatLoadsAgain)
 {
     const TemporaryFolder folder;
-    const _bstr_t path(folder.File("list.xml"));
-    const XmlDocument document = Opened();
-    XmlAddDeclaration(document);
+    XmlDocument document;
+    ASSERT_TRUE(XmlOpenDocument(document));
     const XmlElement root = XmlCreateElement(document, OLESTR("list"));
     XmlSetAttribute(root, OLESTR("of"), OLESTR("1 & 2"));
-    XmlAddTextElement(document, root, OLESTR("x"), OLESTR("\x00E4\x20AC < y"));
     XmlAddTextElement(document, root, OLESTR("null"), _bstr_t());
-    XmlAddTextElement(document, root, OLESTR("bad"), OLESTR("a\1\xD83D-\xD83D\xDE00\xFFFE")); // would not load again
+    XmlAddTextElement(
+        document, root, OLESTR("bad"), OLESTR("a\1\t\xD83D-\xD83D\xDE00\xFFFE\xE000")); // would not load again
     XmlAppend(document.Get(), root.Get());
-    XmlSave(document, path);
+    std::string whole = ToUtf8(XmlSerialise(document).View());
+    ReplaceAll(whole, "\r\n", "");
+    ReplaceAll(whole, "\t<", "<"); // the line ends and indents are the platform's choice
+    EXPECT_EQ(0U, whole.find("<list of=\"1 &amp; 2\"><null></null><bad>a�\t�-😀�\xEE\x80\x80</bad></list>")) << whole;
+    EXPECT_TRUE(XmlLoadText(document, ToWide(whole).c_str()));
+    EXPECT_FALSE(XmlChildText(XmlFirstOf(document.Get(), OLESTR("/list")), OLESTR("none")).IsNull());
     EXPECT_THROW(XmlSave(document, _bstr_t(folder.File("no\\list.xml"))), XmlError);
-    EXPECT_TRUE(ReadFileBytes(folder.File("list.xml")).starts_with("\xFF\xFE<"));
-    const std::string serialised = ToUtf8(XmlSerialise(document).View());
-    for (const char* const piece :
-         {"<list of=\"1 &amp; 2\">", "<x>ä€ &lt; y</x>", "<null></null>", "<bad>a��-😀�</bad>"})
-        EXPECT_NE(std::string::npos, serialised.find(piece)) << serialised;
-    const XmlDocument again = Opened();
-    EXPECT_TRUE(XmlLoadFile(again, path));
-    EXPECT_EQ(OLESTR("\x00E4\x20AC < y"), XmlText(XmlFirstOf(again.Get(), OLESTR("/list/x")).Get()).View());
-    EXPECT_FALSE(XmlLoadFile(again, _bstr_t(folder.Path())) || XmlLoadFile(again, OLESTR("")));
-    // What does not load leaves an empty document behind, in which nothing is found.
-    for (const WCHAR* const text : {OLESTR("<a>"), OLESTR(""), static_cast<const WCHAR*>(nullptr)})
-    {
-        EXPECT_TRUE(XmlLoadText(again, OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?><a><x>1</x></a>")));
-        EXPECT_TRUE(XmlFirstOf(again.Get(), OLESTR("/a/x")));
-        EXPECT_FALSE(XmlLoadText(again, text) || XmlFirstOf(again.Get(), OLESTR("/a")));
-    }
 }
 
-TEST_F(XmlDocumentTest, SelectingAndFailuresThatNameTheInterface)
+TEST_F(XmlDocumentTest, FailuresNameTheInterface)
 {
-    const XmlDocument document = Opened();
-    EXPECT_TRUE(XmlLoadText(document, OLESTR("<l><d id=\"7\"><n>first</n><n>second</n></d><d><m>third</m></d></l>")));
-    const XmlNode device = XmlFirstOf(document.Get(), OLESTR("/l/d"));
-    EXPECT_EQ(OLESTR("first"), XmlChildText(device, OLESTR("n")).View());
-    EXPECT_FALSE(XmlChildText(device, OLESTR("N")).IsNull());
-    EXPECT_EQ(OLESTR("third"), XmlText(XmlSelectElement(document.Get(), OLESTR("//m")).Get()).View());
-    EXPECT_TRUE(XmlSelectFirst(device.Get(), OLESTR("@id")));
-    EXPECT_FALSE(XmlSelectElement(device.Get(), OLESTR("@id"))); // found, but no element
-
+    XmlDocument document;
+    ASSERT_TRUE(XmlOpenDocument(document));
     const std::tuple<void (*)(const XmlDocument& document), HRESULT, IID> rows[] = {
         {[](auto& whole) { XmlCreateElement(whole, _bstr_t()); }, E_INVALIDARG, IID_IXMLDOMDocument},
         {[](auto& whole) { XmlSelectFirst(whole.Get(), _bstr_t()); }, E_INVALIDARG, IID_IXMLDOMNode},
