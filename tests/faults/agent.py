@@ -207,7 +207,8 @@ class Installation:
             return subprocess.run([program, *arguments], cwd=folder, env=environment, timeout=TIMEOUT, check=False,
                                   stdin=subprocess.DEVNULL, capture_output=True, encoding="utf-8", errors="replace")
         except subprocess.TimeoutExpired as late:
-            raise Broken(f"hangs, killed after {TIMEOUT} s\n{late.stderr}") from late
+            console = (late.stderr or b"").decode(errors="replace")
+            raise Broken(f"hangs, killed after {TIMEOUT} s\n{console}") from late
 
     def run(self, machine, kind, **options):
         done = self.start(machine, self.folder / kind.name / "ScanKELV", *kind.arguments, **options)
