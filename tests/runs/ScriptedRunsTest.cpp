@@ -201,14 +201,11 @@ public:
             EXPECT_EQ(0U, m_beside->Wait());
         }
         const std::string log = FileText(UserFile("Log.txt"));
-        const std::regex start("Hueward finished normally");
-        const std::ptrdiff_t starts = std::distance(std::sregex_iterator(log.begin(), log.end(), start), {});
-
         m_sections.push_back(
             {Value("run"), {"ScanKELV " + arguments + ": exit code " + std::to_string(result.exitCode)}});
         Add("debugger console", result.debugConsole);
         Add("library", Record("FindwellDlg.log"));
-        Add("updater", Record("Hueward.log", starts));
+        Add("updater", UpdaterRecord());
         Add("log", log);
         if (const std::string word = m_word == nullptr ? "" : std::to_string(*m_word); word != Value("word"))
             Add("instance word",
@@ -233,14 +230,22 @@ private:
         return OLESTR("\"") + Program() + OLESTR("\" ") + ToWide(arguments);
     }
 
-    /// Of a simulated program, so many lines at least: the agent does not wait for the updater.
-    std::string Record(const char* name, std::ptrdiff_t lines = 0) const
+    /// Of a simulated program.
+    std::string Record(const char* name) const
     {
-        const Wide file = m_records + OLESTR("\\") + ToWide(name);
-        std::string text;
-        EXPECT_TRUE(Eventually([&] { return std::ranges::count(text = FileText(file), '\n') >= lines; }));
+        std::string text = FileText(m_records + OLESTR("\\") + ToWide(name));
         ReplaceAll(text, "\n", "\r\n");
         return text;
+    }
+
+    /// A line for each start that the log tells of; the agent does not wait for them.
+    std::string UpdaterRecord() const
+    {
+        const std::string log = FileText(UserFile("Log.txt"));
+        const std::regex start("Hueward finished normally");
+        const std::ptrdiff_t starts = std::distance(std::sregex_iterator(log.begin(), log.end(), start), {});
+        EXPECT_TRUE(Eventually([&] { return std::ranges::count(Record("Hueward.log"), '\n') >= starts; }));
+        return Record("Hueward.log");
     }
 
     void Behave(const std::string& choice, const std::string& call = "none", const std::string& gives = "") const
@@ -300,7 +305,9 @@ private:
             {
                 SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", ToUtf8(Path("console")));
                 m_beside.emplace(CommandLine(text), Program());
-                EXPECT_TRUE(Eventually([&] { return !Record("FindwellDlg.log").empty(); }));
+                EXPECT_TRUE(Eventually([&] {
+                    return !Record("FindwellDlg.log").empty() || ::WaitForSingleObject(m_beside->Process(), 0) == 0;
+                }));
             }
             else
                 EXPECT_TRUE(
@@ -327,9 +334,9 @@ private:
     void RunEarlier(const std::string& arguments) const
     {
         EXPECT_EQ(0U, RunProgram(Program(), CommandLine(arguments)).exitCode);
-        Record("Hueward.log", 1);
+        UpdaterRecord();
         for (const Wide& file : {UserFile("Log.txt"), Path("FindwellDlg.log"), Path("Hueward.log")})
-            EXPECT_TRUE(Eventually([&] { return ::DeleteFileW(file.c_str()) != 0; }));
+            EXPECT_TRUE(Eventually([&] { return !FileExists(file) || ::DeleteFileW(file.c_str()) != 0; }));
     }
 
     /// As another program would.
