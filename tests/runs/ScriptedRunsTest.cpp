@@ -303,7 +303,7 @@ private:
                 HoldInstanceWord(static_cast<DWORD>(std::stoul(text)));
             else if (word == "beside")
             {
-                SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", ToUtf8(Path("console")));
+                SetVariable("HOSTWINDOWS_DEBUG_CONSOLE", "/dev/null");
                 m_beside.emplace(CommandLine(text), Program());
                 EXPECT_TRUE(Eventually([&] {
                     return !Record("FindwellDlg.log").empty() || ::WaitForSingleObject(m_beside->Process(), 0) == 0;
