@@ -13,6 +13,12 @@ inline Wide ProgramPath()
     return path;
 }
 
+/// Programs that are started from now on look for their role.
+inline void AllowRoles()
+{
+    SetVariable("SCANKELV_TEST_ROLE", "1");
+}
+
 /// One started process, killed at the end.
 class Child
 {
@@ -20,7 +26,7 @@ public:
     /// Of this program, the command line's first word names the role; see InRole.
     explicit Child(Wide commandLine, const Wide& program = ProgramPath())
     {
-        SetVariable("SCANKELV_TEST_ROLE", "1");
+        AllowRoles();
         STARTUPINFOW startup{};
         startup.cb = sizeof(startup);
         EXPECT_NE(
@@ -28,7 +34,6 @@ public:
                    program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
                    &m_process))
             << ::GetLastError();
-        SetVariable("SCANKELV_TEST_ROLE", "");
     }
     ~Child()
     {
@@ -64,9 +69,11 @@ inline bool InRole(const WCHAR* role, UINT (*play)(const Wide& rest))
     if (::GetEnvironmentVariableW(OLESTR("SCANKELV_TEST_ROLE"), nullptr, 0) == 0)
         return false; // the command line is not looked at before the tests have a machine of their own
     const Wide line = ::GetCommandLineW();
+    // The shell puts the program's path before it.
     const Wide word = Wide(role) + OLESTR(" ");
-    if (line.compare(0, word.size(), word) == 0)
-        ::ExitProcess(play(line.substr(word.size())));
+    const std::size_t at = line.starts_with(OLESTR('"')) ? line.find(OLESTR("\" "), 1) + 2 : 0;
+    if (line.compare(at, word.size(), word) == 0)
+        ::ExitProcess(play(line.substr(at + word.size())));
     return false;
 }
 

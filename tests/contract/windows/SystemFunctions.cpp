@@ -1,0 +1,6 @@
+#include "Script.h"
+
+std::map<std::string, test::Function, std::less<>> test::SystemFunctions()
+{
+    return {};
+}
