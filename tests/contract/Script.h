@@ -121,33 +121,30 @@ Parameter To(const Argument& argument)
 template <class Result, class... Parameters, class Callable>
 Function Bound(Callable callable, Form form)
 {
-    return [=]<std::size_t... i>(std::index_sequence<i...>)->Function
+    const auto call = [=]<std::size_t... i>([[maybe_unused]] const Argument* arguments, std::index_sequence<i...>)
+                          ->Outcome
     {
-        return {
-            [=]([[maybe_unused]] const Argument* arguments) {
-                ::SetLastError(kept);
-                if constexpr (std::is_void_v<Result>)
-                    return callable(To<Parameters>(arguments[i])...), Told(0, "done", false, form);
-                else
-                {
-                    const Result given = callable(To<Parameters>(arguments[i])...);
-                    if constexpr (std::is_same_v<Result, std::string>)
-                        return Told(0, given, false, form);
-                    else if constexpr (std::is_pointer_v<Result>)
-                    {
-                        const auto word = reinterpret_cast<Word>(given);
-                        return Told(word, word == 0 ? "null" : word == -1 ? "invalid" : "set", word + 1 < 2, form);
-                    }
-                    else
-                        return Told(static_cast<Word>(given), std::to_string(given), given == Result{}, form);
-                }
-            },
-            form};
-    }
-    (std::index_sequence_for<Parameters...>());
+        ::SetLastError(kept);
+        if constexpr (std::is_void_v<Result>)
+            return callable(To<Parameters>(arguments[i])...), Told(0, "done", false, form);
+        else
+        {
+            const Result given = callable(To<Parameters>(arguments[i])...);
+            if constexpr (std::is_same_v<Result, std::string>)
+                return Told(0, given, false, form);
+            else if constexpr (std::is_pointer_v<Result>)
+            {
+                const auto word = reinterpret_cast<Word>(given);
+                return Told(word, word == 0 ? "null" : word == -1 ? "invalid" : "set", word + 1 < 2, form);
+            }
+            else
+                return Told(static_cast<Word>(given), std::to_string(given), given == Result{}, form);
+        }
+    };
+    return {[=](const Argument* arguments) { return call(arguments, std::index_sequence_for<Parameters...>()); }, form};
 }
 template <class Result, class... Parameters>
-Function Bind(Result(WINAPI* function)(Parameters...), Form form = value)
+Function Bind(Result(WINAPI* function)(Parameters...), Form form)
 {
     return Bound<Result, Parameters...>(function, form);
 }
@@ -156,6 +153,15 @@ Function Bind(Result (WINAPI Interface::*member)(Parameters...), Form form = res
 {
     return Bound<Result, Interface*, Parameters...>(
         [member](Interface* object, Parameters... parameters) { return (object->*member)(parameters...); }, form);
+}
+/// Of a script's own, a lambda.
+template <class Callable>
+Function Helper(Callable callable, Form form = plain)
+{
+    const auto bound = [=]<class Result, class... Parameters>(Result (Callable::*)(Parameters...) const) {
+        return Bound<Result, Parameters...>(callable, form);
+    };
+    return bound(&Callable::operator());
 }
 
 /// What scripts may call on one system only.

@@ -11,87 +11,42 @@
 
 namespace test
 {
-namespace
-{
 
 namespace fs = std::filesystem;
-
-/// Where a Windows path leads to, how its look-up ended, and whether there is something.
-std::string Find(const WCHAR* path)
-{
-    const hostwindows::FoundPath found = hostwindows::FindPath(path);
-    return Shown(found.path) + ", " + ErrorName(found.error) + (found.exists ? ", there" : "");
-}
-std::string FindBack(const char* linuxPath)
-{
-    return Shown(ToUtf8(hostwindows::WindowsPath(linuxPath)));
-}
-std::size_t Entries(const WCHAR* folder)
-{
-    return EntriesIn(LinuxPath(folder));
-}
-unsigned Mode(const WCHAR* path)
-{
-    return static_cast<unsigned>(fs::status(LinuxPath(path)).permissions());
-}
-void SetMode(const WCHAR* path, unsigned mode)
-{
-    fs::permissions(LinuxPath(path), fs::perms(mode));
-}
-void SymbolicLink(const WCHAR* target, const WCHAR* link)
-{
-    fs::create_symlink(LinuxPath(target), LinuxPath(link));
-}
-BOOL IsSymbolicLink(const WCHAR* path)
-{
-    return fs::is_symlink(LinuxPath(path));
-}
-void HardLink(const WCHAR* target, const WCHAR* link)
-{
-    fs::create_hard_link(LinuxPath(target), LinuxPath(link));
-}
-std::size_t Names(const WCHAR* path)
-{
-    return fs::hard_link_count(LinuxPath(path));
-}
-int Pipe(const WCHAR* path)
-{
-    return ::mkfifo(LinuxPath(path).c_str(), 0600);
-}
-int Stretch(const WCHAR* path, LONG gibibytes)
-{
-    return ::truncate(LinuxPath(path).c_str(), off_t{gibibytes} << 30);
-}
-/// As another program does. @return the locked file
-int Lock(const WCHAR* path)
-{
-    const int file = ::open(LinuxPath(path).c_str(), O_RDWR | O_CLOEXEC);
-    return ::flock(file, LOCK_EX) == 0 ? file : -1;
-}
-int Run(const char* command)
-{
-    return std::system(command);
-}
-
-} // namespace
 
 std::map<std::string, Function, std::less<>> SystemFunctions()
 {
     return {
-        {"find", Bind(&Find, plain)},
-        {"findback", Bind(&FindBack, plain)},
-        {"entries", Bind(&Entries, plain)},
-        {"mode", Bind(&Mode, plain)},
-        {"setmode", Bind(&SetMode, plain)},
-        {"symlink", Bind(&SymbolicLink, plain)},
-        {"issymlink", Bind(&IsSymbolicLink, plain)},
-        {"hardlink", Bind(&HardLink, plain)},
-        {"names", Bind(&Names, plain)},
-        {"pipe", Bind(&Pipe, plain)},
-        {"stretch", Bind(&Stretch, plain)},
-        {"lock", Bind(&Lock, plain)},
+        // Where a Windows path leads to, how its look-up ended, and whether there is something; and the way back.
+        {"find", Helper([](const WCHAR* path) {
+             const hostwindows::FoundPath found = hostwindows::FindPath(path);
+             return Shown(found.path) + ", " + ErrorName(found.error) + (found.exists ? ", there" : "");
+         })},
+        {"findback", Helper([](const char* path) { return Shown(ToUtf8(hostwindows::WindowsPath(path))); })},
+        {"entries", Helper([](const WCHAR* folder) { return EntriesIn(LinuxPath(folder)); })},
+        {"mode",
+         Helper([](const WCHAR* path) { return static_cast<unsigned>(fs::status(LinuxPath(path)).permissions()); })},
+        {"setmode",
+         Helper([](const WCHAR* path, unsigned mode) { fs::permissions(LinuxPath(path), fs::perms(mode)); })},
+        {"symlink", Helper([](const WCHAR* target, const WCHAR* link) {
+             fs::create_symlink(LinuxPath(target), LinuxPath(link));
+         })},
+        {"issymlink", Helper([](const WCHAR* path) { return fs::is_symlink(LinuxPath(path)); })},
+        {"hardlink", Helper([](const WCHAR* target, const WCHAR* link) {
+             fs::create_hard_link(LinuxPath(target), LinuxPath(link));
+         })},
+        {"names", Helper([](const WCHAR* path) { return fs::hard_link_count(LinuxPath(path)); })},
+        {"pipe", Helper([](const WCHAR* path) { return ::mkfifo(LinuxPath(path).c_str(), 0600); })},
+        {"stretch", Helper([](const WCHAR* path, LONG gibibytes) {
+             return ::truncate(LinuxPath(path).c_str(), off_t{gibibytes} << 30);
+         })},
+        // As another program does; the answer is the file.
+        {"lock", Helper([](const WCHAR* path) {
+             const int file = ::open(LinuxPath(path).c_str(), O_RDWR | O_CLOEXEC);
+             return ::flock(file, LOCK_EX) == 0 ? file : -1;
+         })},
         {"unlock", Bind(&::close, plain)},
-        {"run", Bind(&Run, plain)},
+        {"run", Helper([](const char* command) { return std::system(command); })},
     };
 }
 
