@@ -32,20 +32,20 @@ std::string Content(IXMLDOMNode* node, HRESULT (WINAPI IXMLDOMNode::*member)(BST
 std::map<std::string, Function, std::less<>> Helpers()
 {
     return {
-        {"read", Helper([](const WCHAR* path) { return Shown(ReadFileBytes(path)); })},
+        {"read", Helper([](const WCHAR* path) { return OnOneLine(ReadFileBytes(path)); })},
         {"write", Helper([](const WCHAR* path, std::string_view bytes) { WriteFileBytes(path, bytes); })},
         // In UTF-16, with a mark before and what may follow; and what is behind such a mark.
         {"write16", Helper([](const WCHAR* path, View text, std::string_view mark, std::string_view end) {
              WriteFileBytes(path, std::string(mark) + Utf16Bytes(text) + std::string(end));
          })},
         {"read16",
-         Helper([](const WCHAR* path) { return Shown(ToUtf8(FromUtf16Bytes(ReadFileBytes(path)).substr(1))); })},
+         Helper([](const WCHAR* path) { return OnOneLine(ToUtf8(FromUtf16Bytes(ReadFileBytes(path)).substr(1))); })},
         {"copy", Helper([](const WCHAR* from, const WCHAR* to) { CopyFileTo(from, to); })},
         {"head", Helper([](const WCHAR* from, const WCHAR* to, std::size_t count) {
              WriteFileBytes(to, ReadFileBytes(from).substr(0, count));
          })},
         {"beginning",
-         Helper([](const WCHAR* path, std::size_t count) { return Shown(ReadFileBytes(path).substr(0, count)); })},
+         Helper([](const WCHAR* path, std::size_t count) { return OnOneLine(ReadFileBytes(path).substr(0, count)); })},
         {"count",
          Helper([](const WCHAR* path, const char* byte) { return std::ranges::count(ReadFileBytes(path), *byte); })},
         {"readonly", Helper([](const WCHAR* path, bool readOnly) { SetReadOnly(path, readOnly); })},
@@ -53,11 +53,11 @@ std::map<std::string, Function, std::less<>> Helpers()
         {"await", Helper([](const WCHAR* path) { return Eventually([path] { return FileExists(path); }); })},
         // Of texts and of memory.
         {"size", Helper([](View text) { return text.size(); })},
-        {"narrow", Helper([](const char* text) { return Shown(text); })},
-        {"wide", Helper([](const WCHAR* text) { return Shown(ToUtf8(text)); })},
+        {"narrow", Helper([](const char* text) { return OnOneLine(text); })},
+        {"wide", Helper([](const WCHAR* text) { return OnOneLine(ToUtf8(text)); })},
         {"ends", Helper([](const char* text, std::string_view end) { return std::string_view(text).ends_with(end); })},
         {"memory", Helper([](const char* bytes, std::size_t count) {
-             return Shown({bytes, count});
+             return OnOneLine({bytes, count});
          })},
         {"equal", Helper([](const char* bytes, std::string_view others) {
              return others == std::string_view(bytes, others.size());
@@ -152,7 +152,7 @@ std::map<std::string, Function, std::less<>> Helpers()
              LONG count = 0, length = -1;
              for (; list->get_item(count, &item) == S_OK; ++count)
              {
-                 all += Shown(Content(item, &IXMLDOMNode::get_text));
+                 all += OnOneLine(Content(item, &IXMLDOMNode::get_text));
                  item->Release();
              }
              EXPECT_TRUE(item == nullptr && list->get_length(&length) == S_OK && length == count);
@@ -163,7 +163,7 @@ std::map<std::string, Function, std::less<>> Helpers()
              std::string xml = Content(node, &IXMLDOMNode::get_xml);
              for (const char* part : {" encoding=\"UTF-16\"", "\r\n", "\t"})
                  ReplaceAll(xml, part, "");
-             return Shown(xml);
+             return OnOneLine(xml);
          })},
     };
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -38,44 +39,6 @@ std::vector<std::string_view> Split(std::string_view text, std::string_view sepa
     return parts;
 }
 
-void Append(std::string& text, const Wide& piece)
-{
-    text += ToUtf8(piece);
-}
-void Append(Wide& text, const Wide& piece)
-{
-    text += piece;
-}
-void Append(std::string& text, std::string_view utf8)
-{
-    text += utf8;
-}
-void Append(Wide& text, std::string_view utf8)
-{
-    text += ToWide(utf8);
-}
-
-/// From the form that texts have in scripts: ␀ and the next ones are control characters, ‹D83D› is one unit.
-template <class Text>
-Text Unescaped(std::string_view shown)
-{
-    constexpr std::string_view picture = "\xE2\x90", unit = "‹";
-    Text text;
-    while (!shown.empty())
-    {
-        const std::size_t plain = std::min({shown.find(picture), shown.find(unit), shown.size()});
-        Append(text, shown.substr(0, plain));
-        shown.remove_prefix(plain);
-        if (shown.starts_with(picture))
-            text += static_cast<typename Text::value_type>(shown[2] & 0x7F);
-        else if (shown.starts_with(unit))
-            text +=
-                static_cast<typename Text::value_type>(std::stoi(std::string(shown.substr(unit.size())), nullptr, 16));
-        shown.remove_prefix(std::min(shown.size(), shown.starts_with(unit) ? shown.find("›") + 3 : 3));
-    }
-    return text;
-}
-
 /// Another process, which plays a line of a script.
 const bool isPlayer = InRole(OLESTR("script"), [](const Wide& line) -> UINT {
     WCHAR folder[1024] = {};
@@ -86,20 +49,11 @@ const bool isPlayer = InRole(OLESTR("script"), [](const Wide& line) -> UINT {
 
 } // namespace
 
-std::string Shown(std::string_view bytes)
+std::string OnOneLine(std::string_view bytes)
 {
-    const bool isText = ToUtf8(ToWide(bytes)) == bytes;
-    std::ostringstream shown;
-    shown << std::hex << std::uppercase << '[';
-    for (const char c : bytes)
-        if (c >= '\0' && c < ' ')
-            shown << "\xE2\x90" << static_cast<char>(c | 0x80);
-        else if (c < '\0' && !isText)
-            shown << "‹" << (c & 0xFF) << "›";
-        else
-            shown << c;
-    shown << ']';
-    return shown.str();
+    std::string line = Shown(bytes);
+    ReplaceAll(line, "\n", "␊");
+    return "[" + line + "]";
 }
 
 std::string ErrorName(DWORD error)
@@ -176,6 +130,7 @@ Script::Script(const Wide& folder)
         {"folder", folder.empty() ? m_folder->Path() : folder},
         {"program", ProgramPath()},
         {"sample", ToWide("Z:" SAMPLE_LIBRARY)},
+        {"hostreg", ToWide(HOSTREG)},
         {"version", ToWide(PROJECT_VERSION)},
         {"commandline", ::GetCommandLineW()},
         {"machine", ToWide(machine == nullptr ? "" : machine)}};
@@ -225,19 +180,21 @@ Outcome Script::Do(std::string_view line)
     {
         std::size_t digits = 0;
         const int times = std::stoi(std::string(line.substr(7)), &digits);
-        Outcome outcome;
+        Outcome all;
         for (int i = 0; i < times; ++i)
         {
             std::string call(line.substr(7 + digits));
             ReplaceAll(call, "%", std::to_string(i));
-            outcome = Do(call);
+            const Outcome outcome = Do(call);
+            if (i == 0 || outcome.answer != all.answer)
+                all = {outcome.word, all.answer + outcome.answer};
         }
-        return outcome;
+        return all;
     }
     const std::size_t start = line.find(" = start ");
     if (start != std::string_view::npos)
     {
-        m_children.push_back(std::make_unique<Child>(OLESTR("script ") + Unescaped<Wide>(line.substr(start + 9))));
+        m_children.push_back(std::make_unique<Child>(OLESTR("script ") + Given<Wide>(line.substr(start + 9))));
         m_kept[std::string(line.substr(0, start))] = reinterpret_cast<Word>(m_children.back().get());
         return {};
     }
@@ -303,7 +260,7 @@ Outcome Script::Kept(const std::string& name, std::string_view call)
 
 bool Script::IsText(std::string_view text) const
 {
-    return text.find_first_of("\"'@") == 0 || m_texts.contains(text.substr(0, text.find_first_of(" *")));
+    return text.find_first_of("\"'@") == 0 || m_texts.contains(text.substr(0, text.find(' ')));
 }
 
 template <class Text>
@@ -312,27 +269,21 @@ Text Script::TextOf(std::string_view pieces) const
     Text text;
     while (!(pieces = Trimmed(pieces)).empty())
     {
-        Text piece;
         const char quote = pieces[0];
-        std::size_t end = std::min(pieces.find_first_of(" *"), pieces.size());
+        std::size_t end = std::min(pieces.find(' '), pieces.size());
         if (quote == '"' || quote == '\'')
         {
             std::string inner;
-            for (end = 1; pieces[end] != quote || pieces.substr(end + 1).starts_with(quote); ++end)
+            for (end = 1; pieces.at(end) != quote || pieces.substr(end + 1).starts_with(quote); ++end)
                 inner += pieces[end += pieces[end] == quote];
-            piece = Unescaped<Text>(inner);
+            text += Given<Text>(inner);
             ++end;
         }
         else if (quote == '@')
-            Append(piece, m_texts.at("folder") + OLESTR("\\") + ToWide(pieces.substr(1, end - 1)));
+            Append(text, ToUtf8(m_texts.at("folder")) + "\\" + std::string(pieces.substr(1, end - 1)));
         else
-            Append(piece, m_texts.at(std::string(pieces.substr(0, end))));
+            Append(text, ToUtf8(m_texts.at(std::string(pieces.substr(0, end)))));
         pieces.remove_prefix(end);
-        std::size_t count = 1, digits = 0;
-        if (pieces.starts_with('*'))
-            count = std::stoul(std::string(pieces.substr(1)), &digits), pieces.remove_prefix(digits + 1);
-        for (; count > 0; --count)
-            text += piece;
     }
     return text;
 }
@@ -361,9 +312,13 @@ Word Script::Room(std::size_t size, bool isText, const std::string& name, Call& 
     call.places.emplace_back([=] {
         EXPECT_EQ(fill, room->back()) << "written beyond the room";
         const std::size_t end = room->find_last_not_of(fill) + 1;
-        std::string shown;
-        Append(shown, Text(room->substr(0, isText ? std::min(room->find(Text(1, 0)), end) : end)));
-        return !name.empty() ? "" : "; " + (end == 0 ? "untouched" : Shown(shown));
+        const Text seen = room->substr(0, isText ? std::min(room->find(Text(1, 0)), end) : end);
+        std::string shown = "untouched";
+        if constexpr (std::is_same_v<Text, Wide>)
+            shown = end == 0 ? shown : OnOneLine(ToUtf8(seen));
+        else
+            shown = end == 0 ? shown : OnOneLine(seen);
+        return name.empty() ? "; " + shown : "";
     });
     m_memory.push_back(room);
     if (!name.empty())
@@ -408,7 +363,7 @@ Argument Script::ArgumentOf(std::string_view text, Call& call)
         BSTR* const place = keep(BSTR{});
         call.places.emplace_back([place] {
             const std::string shown =
-                "; " + (*place == nullptr ? "null" : Shown(ToUtf8({*place, ::SysStringLen(*place)})));
+                "; " + (*place == nullptr ? "null" : OnOneLine(ToUtf8({*place, ::SysStringLen(*place)})));
             ::SysFreeString(*place);
             return shown;
         });
@@ -458,6 +413,17 @@ void RunScript(const char* file)
             script.reset(); // before the next one, which takes its place
             script.emplace();
             title = line;
+            continue;
+        }
+        if (!script)
+            continue;
+        if (line.starts_with("needs "))
+        {
+            if (script->Do(line.substr(6)).word != 0)
+            {
+                std::cout << file << ": left out here: " << title << '\n';
+                script.reset();
+            }
             continue;
         }
         SCOPED_TRACE(std::string(file) + ": " + title + "\n" + line);

@@ -1,6 +1,7 @@
 // Calls of Windows functions as lines of text, each with what it gives.
 //
 //   == title                    begins a section, which has an empty folder of its own
+//   needs call                  leaves the rest of the section out where the call does not give 0
 //   hives                       gives it empty registry hives of its own
 //   # remark
 //   word := call                a word for a call, with $1, $2 ... for what the word is given
@@ -12,14 +13,13 @@
 //   name = "text"               names a text
 //   name = start call ; call    in another process, which ends with the last result as its exit code
 //   thread call ; call          in another thread
-//   repeat 40 call ; call       again and again; % is the number of times before
+//   repeat 40 call ; call       again and again; % is the number of times before. Equal answers are one
 //
 // A call is a function's name and its arguments, parted by commas. An argument is one of
 //
 //   1  -1  0x1F  null  A|B  $n+1    a number, named ones too
-//   "wide"  'bytes'             a text in pieces: "a"*3 'b' name @file. Quotes in it are doubled, control characters
-//   shown
-//                               as ␀ to ␟, ‹D83D› is one unit, @file a path in the section's folder
+//   "wide"  'bytes'             a text in pieces: "a" 'b' name @file. Quotes in it are doubled; ␀ to ␟, ‹D83D› and
+//                               ‹3 a› as in all files of cases; @file is a path in the section's folder
 //   $name                       what was kept
 //   &name  &name=1              a place for a number, 77 before
 //   *name  *name=null           a place for a pointer, which is none before
@@ -90,8 +90,8 @@ extern DWORD lastSeenError;
 /// An error's code in the form of answers.
 std::string ErrorName(DWORD code);
 
-/// In the form that texts have in answers: in brackets, on one line, bytes that are no UTF-8 as ‹FF›.
-std::string Shown(std::string_view bytes);
+/// A text as answers hold it.
+std::string OnOneLine(std::string_view bytes);
 
 template <class Parameter>
 Parameter To(const Argument& argument)

@@ -323,7 +323,7 @@ private:
         for (auto part = parts.begin() + 1; part < parts.end(); ++part)
         {
             const std::size_t star = part->find('*');
-            const std::string piece = Given(part->substr(star + 1));
+            const std::string piece = Given<std::string>(part->substr(star + 1));
             for (int left = star == std::string::npos ? 1 : std::stoi(*part); left > 0; --left)
                 content += piece;
         }

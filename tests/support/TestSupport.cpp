@@ -19,50 +19,71 @@ struct FileHandle
     }
 };
 
+const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
+
+} // namespace
+
+void Append(std::string& text, std::string_view utf8)
+{
+    text += utf8;
+}
+void Append(Wide& text, std::string_view utf8)
+{
+    text += ToWide(utf8);
+}
+
+template <class Text>
+Text Given(std::string_view shown)
+{
+    constexpr std::string_view picture = "\xE2\x90", open = "‹", close = "›"; // a picture's third byte tells which
+    Text text;
+    while (!shown.empty())
+    {
+        const std::size_t plain = std::min({shown.find(picture), shown.find(open), shown.size()});
+        Append(text, shown.substr(0, plain));
+        shown.remove_prefix(plain);
+        if (shown.starts_with(picture))
+            text += static_cast<typename Text::value_type>(shown[2] & 0x7F);
+        else if (shown.starts_with(open))
+        {
+            const std::string inner(shown.substr(3, shown.find(close) - 3));
+            if (const std::size_t blank = inner.find(' '); blank == inner.npos)
+                text += static_cast<typename Text::value_type>(std::stoi(inner, nullptr, 16));
+            else
+                for (int times = std::stoi(inner); times-- > 0;)
+                    text += Given<Text>(std::string_view(inner).substr(blank + 1));
+            shown.remove_prefix(inner.size() + 3);
+        }
+        shown.remove_prefix(std::min<std::size_t>(shown.size(), 3));
+    }
+    return text;
+}
+template std::string Given(std::string_view);
+template Wide Given(std::string_view);
+
 std::string Shown(std::string_view text)
 {
     constexpr std::size_t longRun = 100;
+    const bool isUtf8 = ToUtf8(ToWide(text)) == text;
     std::string shown;
     for (std::size_t at = 0, end = 0; at < text.size(); at = end)
     {
         const char c = text[at];
         end = std::min(text.find_first_not_of(c, at), text.size());
-        const std::string one = c < '\0' || c >= ' ' || c == '\n'
-                                    ? std::string(1, c)
-                                    : "\xE2\x90" + std::string(1, static_cast<char>(c | 0x80));
+        std::ostringstream one;
+        if (c < '\0' && !isUtf8)
+            one << "‹" << std::hex << std::uppercase << (c & 0xFF) << "›";
+        else if (c < '\0' || c >= ' ' || c == '\n')
+            one << c;
+        else
+            one << "\xE2\x90" << static_cast<char>(c | 0x80);
         if (end - at >= longRun)
-            shown += "‹" + std::to_string(end - at) + " " + one + "›";
+            shown += "‹" + std::to_string(end - at) + " " + one.str() + "›";
         else
             for (; at < end; ++at)
-                shown += one;
+                shown += one.str();
     }
     return shown;
-}
-
-const WCHAR* const registryScratch = OLESTR("Software\\ScanKELVTests");
-
-} // namespace
-
-std::string Given(std::string_view shown)
-{
-    std::string text;
-    for (std::size_t at = 0; at < shown.size(); ++at)
-        if (shown.substr(at).starts_with("\xE2\x90")) // ␀ and the next ones
-            text += static_cast<char>(shown[at += 2] & 0x7F);
-        else if (shown.substr(at).starts_with("‹"))
-        {
-            const std::string inner(shown.substr(at + 3, shown.find("›", at) - at - 3));
-            const std::size_t blank = inner.find(' ');
-            if (blank == inner.npos)
-                text += static_cast<char>(std::stoi(inner, nullptr, 16));
-            else
-                for (int times = std::stoi(inner); times-- > 0;)
-                    text.append(inner, blank + 1);
-            at += inner.size() + 5;
-        }
-        else
-            text += shown[at];
-    return text;
 }
 
 Wide ToWide(std::string_view utf8)
@@ -280,7 +301,7 @@ void ExpectAnswers(const char* file, const std::function<std::string(const std::
     const auto check = [&] {
         if (cases++ > 0)
         {
-            EXPECT_EQ(expected, Shown(answer(Given(given)))) << file << ": > " << given;
+            EXPECT_EQ(expected, Shown(answer(Given<std::string>(given)))) << file << ": > " << given;
         }
         expected.clear();
     };

@@ -41,9 +41,15 @@ Wide FromUtf16Bytes(std::string_view bytes);
 
 void ReplaceAll(std::string& text, std::string_view part, std::string_view instead);
 
-/// From the form that the files of cases have: ␀ to ␟ are control characters, ‹FF› is a byte, and ‹3 word› stands for
-/// three times the word.
-std::string Given(std::string_view shown);
+void Append(std::string& text, std::string_view utf8);
+void Append(Wide& text, std::string_view utf8);
+
+/// From the form that texts have in files of cases: ␀ to ␟ are control characters, ␠ is a blank, ‹FF› a byte or, of a
+/// wide text, a unit, and ‹3 word› three times the word.
+template <class Text>
+Text Given(std::string_view shown);
+/// Into that form, but for the line breaks: bytes that are no UTF-8, and what stands a hundred times or more.
+std::string Shown(std::string_view text);
 
 /// The parts between bars.
 std::vector<std::string> Parts(std::string_view text);

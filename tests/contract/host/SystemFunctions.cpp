@@ -20,9 +20,9 @@ std::map<std::string, Function, std::less<>> SystemFunctions()
         // Where a Windows path leads to, how its look-up ended, and whether there is something; and the way back.
         {"find", Helper([](const WCHAR* path) {
              const hostwindows::FoundPath found = hostwindows::FindPath(path);
-             return Shown(found.path) + ", " + ErrorName(found.error) + (found.exists ? ", there" : "");
+             return OnOneLine(found.path) + ", " + ErrorName(found.error) + (found.exists ? ", there" : "");
          })},
-        {"findback", Helper([](const char* path) { return Shown(ToUtf8(hostwindows::WindowsPath(path))); })},
+        {"findback", Helper([](const char* path) { return OnOneLine(ToUtf8(hostwindows::WindowsPath(path))); })},
         {"entries", Helper([](const WCHAR* folder) { return EntriesIn(LinuxPath(folder)); })},
         {"mode",
          Helper([](const WCHAR* path) { return static_cast<unsigned>(fs::status(LinuxPath(path)).permissions()); })},
