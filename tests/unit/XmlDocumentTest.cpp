@@ -15,18 +15,18 @@ TEST(BstrText, ReadsAsEmptyWhenNullAndSharesItsBlock)
 {
     const _bstr_t null(static_cast<const WCHAR*>(nullptr)), empty(OLESTR(""));
     EXPECT_TRUE(null.IsNull() && null.View().empty() && null.length() == 0 && null.Narrow() == nullptr);
-    EXPECT_TRUE(null == empty && !empty.IsNull() && !(null + null).IsNull());
+    EXPECT_TRUE(null == empty && !empty.IsNull() && !(null + null).IsNull() && _bstr_t::Adopt(nullptr).IsNull());
     const WideText inner = WideText(OLESTR("a")) + WCHAR() + OLESTR("b");
     EXPECT_EQ(inner + inner, (_bstr_t(inner) + _bstr_t(inner)).View());
 
-    const BSTR system = ::SysAllocStringLen(OLESTR("taken"), 5);
+    const BSTR system = ::SysAllocStringLen(OLESTR("taken over whole"), 16);
     _bstr_t first = _bstr_t::Adopt(system);
     EXPECT_EQ(system, first.Get()); // without a copy
     const _bstr_t second = first;
     EXPECT_EQ(second.Narrow(), first.Narrow()); // made once, for all
     first = first + OLESTR("!");
     const _bstr_t moved = std::move(first);
-    EXPECT_EQ("taken taken!", std::string(second.Narrow()) + " " + moved.Narrow());
+    EXPECT_EQ("taken over whole taken over whole!", std::string(second.Narrow()) + " " + moved.Narrow());
 }
 
 TEST_F(XmlDocumentTest, BuildsWhatLoadsAgain)
@@ -40,11 +40,12 @@ TEST_F(XmlDocumentTest, BuildsWhatLoadsAgain)
     XmlAddTextElement(
         document, root, OLESTR("bad"), OLESTR("a\1\t\xD83D-\xD83D\xDE00\xFFFE\xE000")); // would not load again
     XmlAppend(document.Get(), root.Get());
-    std::string whole = ToUtf8(XmlSerialise(document).View());
+    const _bstr_t serialised = XmlSerialise(document);
+    std::string whole = ToUtf8(serialised.View());
     ReplaceAll(whole, "\r\n", "");
     ReplaceAll(whole, "\t<", "<"); // the line ends and indents are the platform's choice
     EXPECT_EQ(0U, whole.find("<list of=\"1 &amp; 2\"><null></null><bad>a�\t�-😀�\xEE\x80\x80</bad></list>")) << whole;
-    EXPECT_TRUE(XmlLoadText(document, ToWide(whole).c_str()));
+    EXPECT_TRUE(XmlLoadText(document, serialised));
     EXPECT_FALSE(XmlChildText(XmlFirstOf(document.Get(), OLESTR("/list")), OLESTR("none")).IsNull());
     EXPECT_THROW(XmlSave(document, _bstr_t(folder.File("no\\list.xml"))), XmlError);
 }
