@@ -6,6 +6,8 @@
 #include "OptionsTest.h"
 #include "StoredDevice.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <set>
 
 using namespace scankelv;
@@ -82,6 +84,10 @@ TEST_F(SelectedDevice, IsStoredByItsElementsAndTheirAbsence)
                 answer += line + "\n";
         return answer;
     });
+    const char* const machine = std::getenv("HOSTWINDOWS_ROOT"); // its modes can be looked at
+    const std::string folder = "/drive_c/ProgramData/Quellon/ScanKELV";
+    EXPECT_TRUE(
+        machine == nullptr || std::filesystem::status(machine + folder).permissions() == std::filesystem::perms::all);
     ::DeleteFileW(updater.c_str());
     ::RemoveDirectoryW(DeviceXmlLocation().Text());
 }
