@@ -135,7 +135,7 @@ Function Bound(Callable callable, Form form)
             else if constexpr (std::is_pointer_v<Result>)
             {
                 const auto word = reinterpret_cast<Word>(given);
-                return Told(word, word == 0 ? "null" : word == -1 ? "invalid" : "set", word + 1 < 2, form);
+                return Told(word, word == 0 ? "null" : word == -1 ? "invalid" : "set", word == 0 || word == -1, form);
             }
             else
                 return Told(static_cast<Word>(given), std::to_string(given), given == Result{}, form);
