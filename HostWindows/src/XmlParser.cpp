@@ -333,9 +333,8 @@ bool ParseBytes(std::string_view bytes, Arena& arena, Node& document)
         return bytes.size() % sizeof(char16_t) == 0 &&
                ParseText(
                    {reinterpret_cast<const char16_t*>(bytes.data()), bytes.size() / sizeof(char16_t)}, arena, document);
-    const bool marked = bytes.starts_with(utf8Mark);
-    return Parse(
-        bytes.substr(marked ? utf8Mark.size() : 0), bytes.size(), marked ? XML_PARSE_IGNORE_ENC : 0, arena, document);
+    // Behind a mark too, the declaration decides.
+    return Parse(bytes.substr(bytes.starts_with(utf8Mark) ? utf8Mark.size() : 0), bytes.size(), 0, arena, document);
 }
 
 BSTR MakeBstr(std::string_view text)
