@@ -107,11 +107,10 @@ Outcome Told(Word word, std::string shown, bool failed, Form form)
     return {word, shown};
 }
 
-/// While a call is made: what its arguments point to, and what its places tell afterwards.
+/// While a call is made: its arguments, and what its places tell afterwards.
 struct Script::Call
 {
     std::vector<Argument> arguments;
-    std::vector<std::shared_ptr<void>> memory;
     std::vector<std::function<std::string()>> places;
     bool givesObjects = false;
 };
@@ -328,9 +327,9 @@ Word Script::Room(std::size_t size, bool isText, const std::string& name, Call& 
 
 Argument Script::ArgumentOf(std::string_view text, Call& call)
 {
-    const auto keep = [&call]<class Kept>(Kept given) {
+    const auto keep = [this]<class Kept>(Kept given) {
         auto memory = std::make_shared<Kept>(std::move(given));
-        call.memory.push_back(memory);
+        m_memory.push_back(memory);
         return memory.get();
     };
     const auto word = [](const void* address) { return reinterpret_cast<Word>(address); };
@@ -388,10 +387,10 @@ Argument Script::ArgumentOf(std::string_view text, Call& call)
     if (IsText(text))
     {
         const Wide wide = TextOf<Wide>(text);
-        call.memory.emplace_back(::SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())), [](void* given) {
+        m_memory.emplace_back(::SysAllocStringLen(wide.data(), static_cast<UINT>(wide.size())), [](void* given) {
             ::SysFreeString(static_cast<BSTR>(given));
         });
-        return {word(call.memory.back().get()), true, wide.size()};
+        return {word(m_memory.back().get()), true, wide.size()};
     }
     return {NumberOf(text)};
 }

@@ -206,7 +206,7 @@ private:
     std::map<std::string, std::string, std::less<>> m_words;
     std::map<std::string, Word, std::less<>> m_kept;
     std::map<std::string, Wide, std::less<>> m_texts;
-    std::vector<std::shared_ptr<void>> m_memory; ///< of room
+    std::vector<std::shared_ptr<void>> m_memory; ///< what arguments point to
     std::vector<IUnknown*> m_objects;            ///< handed out, and not released by the script
     std::vector<std::unique_ptr<Child>> m_children;
 };
