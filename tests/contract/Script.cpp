@@ -232,13 +232,12 @@ Outcome Script::Made(std::string_view call)
         return {};
     }
     const auto function = Functions().find(name);
-    if (function == Functions().end())
-        return {0, "no such function"};
+    if (function == Functions().end() || function->second.parameters != given.size())
+        throw std::invalid_argument("no such call: " + std::string(call));
     Call made;
     made.givesObjects = function->second.form.givesObjects;
     for (const std::string_view argument : given)
         made.arguments.push_back(ArgumentOf(argument, made));
-    made.arguments.resize(16);
     Outcome outcome = function->second.call(made.arguments.data());
     for (const auto& place : made.places)
         outcome.answer += place();

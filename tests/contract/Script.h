@@ -37,6 +37,7 @@
 #include <memory>
 #include <ole2.h>
 #include <optional>
+#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -78,8 +79,9 @@ inline constexpr Form value{}, loose{false, Form::OnFailure}, plain{false, Form:
 
 struct Function
 {
-    std::function<Outcome(const Argument* arguments)> call; ///< takes as many as the function has parameters
+    std::function<Outcome(const Argument* arguments)> call;
     Form form;
+    std::size_t parameters;
 };
 
 /// What a call gave. To be called right behind it.
@@ -141,7 +143,9 @@ Function Bound(Callable callable, Form form)
                 return Told(static_cast<Word>(given), std::to_string(given), given == Result{}, form);
         }
     };
-    return {[=](const Argument* arguments) { return call(arguments, std::index_sequence_for<Parameters...>()); }, form};
+    return {
+        [=](const Argument* arguments) { return call(arguments, std::index_sequence_for<Parameters...>()); }, form,
+        sizeof...(Parameters)};
 }
 template <class Result, class... Parameters>
 Function Bind(Result(WINAPI* function)(Parameters...), Form form)
