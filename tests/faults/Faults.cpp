@@ -7,45 +7,82 @@
 //   FAULT_REPORT   file that is told of the fault when it is met, and at the end what was counted and left open
 // Programs that the program starts are left alone.
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <filesystem>
+#include <iterator>
 #include <new>
-#include <regex>
 #include <sqlite3.h>
-#include <string>
+#include <string_view>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+extern "C" char** environ;
 
 namespace
 {
 
-constexpr const char* none = "none"; // the class of a call that is never counted
-std::string counted;
-std::string action;
+enum Class : unsigned
+{
+    Open,
+    Write,
+    Rename,
+    Lock,
+    Registry,
+    Allocation,
+    Module,
+    Document,
+    Process,
+    None, // a call that is never counted
+};
+constexpr std::string_view classes[] = {"open",       "write",  "rename",   "lock",   "registry",
+                                        "allocation", "module", "document", "process"};
+
+enum Action : unsigned
+{
+    Fail,
+    FailOn,
+    Kill,
+};
+constexpr std::string_view actions[] = {"fail", "failon", "kill"};
+
+unsigned counted = 0; // a bit for each class
 std::uint64_t faultAt = 0;
+unsigned action = Fail;
 int chosenError = 0;
 int report = -1;
 std::atomic<std::uint64_t> count = 0;
 std::atomic<bool> isArmed = false;
 
-/// Whether this call is one to fail or to kill at. @return false as well for a call that is none of those counted
-bool IsMet(const char* kind, const char* call)
+// What is written here must not be counted, and nothing may be allocated for it.
+void Say(int file, std::initializer_list<std::string_view> pieces)
 {
-    if (!isArmed || counted.find(kind) == counted.npos)
+    char line[512];
+    char* end = line;
+    for (const std::string_view piece : pieces)
+        end = std::copy_n(piece.data(), std::min<std::ptrdiff_t>(std::ssize(piece), std::end(line) - end), end);
+    ::syscall(SYS_write, file, line, end - line);
+}
+
+/// Whether this call is one to fail or to kill at. @return false as well for a call that is none of those counted
+bool IsMet(Class kind, std::string_view call)
+{
+    if ((counted >> kind & 1U) == 0 || !isArmed)
         return false;
     const std::uint64_t number = ++count;
-    if (number < faultAt || (number > faultAt && action != "failon"))
+    if (number < faultAt || (number > faultAt && action != FailOn))
         return false;
     if (number == faultAt)
-        ::dprintf(report, "met %s\n", call); // allocates nothing, and is not counted
-    if (action == "kill")
+        Say(report, {"met ", call, "\n"});
+    if (action == Kill)
         ::kill(::getpid(), SIGKILL);
     return true;
 }
@@ -54,12 +91,28 @@ bool IsMet(const char* kind, const char* call)
 using Word = std::intptr_t;
 using Function = Word(Word, Word, Word, Word, Word, Word);
 
+// dlsym may itself allocate while it looks for the allocator, and give back the text of an earlier error.
+alignas(16) char early[8192];
+std::size_t earlyUsed = 0;
+bool isLooking = false;
+
 template <class Found>
 Found* Next(Found*& next, const char* name)
 {
     if (next == nullptr)
+    {
+        isLooking = true;
         next = reinterpret_cast<Found*>(::dlsym(RTLD_NEXT, name));
+        isLooking = false;
+    }
     return next;
+}
+
+Word EarlyMemory(Word size)
+{
+    const std::size_t at = earlyUsed;
+    earlyUsed += static_cast<std::size_t>(size + 15) / 16 * 16;
+    return reinterpret_cast<Word>(early + at);
 }
 
 int Error(int usual)
@@ -99,76 +152,96 @@ bool IsLocking(Word command, Word lock)
         return IsMet(kind, #name) ? failed : Next(next, #name)(a, b, c, d, e, f);                                      \
     }
 
-FAULT("allocation", malloc, WithErrno(0, ENOMEM))
-FAULT("allocation", calloc, WithErrno(0, ENOMEM))
-FAULT("allocation", realloc, WithErrno(0, ENOMEM))
-FAULT("allocation", mmap, WithErrno(-1, ENOMEM))
-FAULT("allocation", mmap64, WithErrno(-1, ENOMEM))
+#define ALLOCATION(name, size)                                                                                         \
+    extern "C" Word Fault_##name(Word a, Word b) STANDS_FOR(name);                                                     \
+    extern "C" Word Fault_##name(Word a, Word b)                                                                       \
+    {                                                                                                                  \
+        static Word (*next)(Word, Word) = nullptr;                                                                     \
+        if (isLooking)                                                                                                 \
+            return EarlyMemory(size);                                                                                  \
+        return IsMet(Allocation, #name) ? WithErrno(0, ENOMEM) : Next(next, #name)(a, b);                              \
+    }
 
-FAULT("open", open, WithErrno(-1, EACCES))
-FAULT("open", open64, WithErrno(-1, EACCES))
-FAULT("open", opendir, WithErrno(0, EACCES))
-FAULT("open", memfd_create, WithErrno(-1, EMFILE))
+ALLOCATION(malloc, a)
+ALLOCATION(calloc, a* b)
+ALLOCATION(realloc, b)
+extern "C" void Fault_free(char* memory) STANDS_FOR(free);
+extern "C" void Fault_free(char* memory)
+{
+    static void (*next)(char*) = nullptr;
+    if (!isLooking && (memory < early || memory >= std::end(early)))
+        Next(next, "free")(memory);
+}
 
-// What is told to the terminal, or to whoever reads it, is no change of anything.
-FAULT(static_cast<int>(a) <= STDERR_FILENO ? none : "write", write, WithErrno(-1, ENOSPC))
-FAULT("write", pwrite64, WithErrno(-1, ENOSPC))
-FAULT("write", ftruncate, WithErrno(-1, ENOSPC))
-FAULT("write", ftruncate64, WithErrno(-1, ENOSPC))
-FAULT("write", posix_fallocate, Error(ENOSPC))
-FAULT("write", fchmod, WithErrno(-1, EPERM))
-FAULT("write", fchown, WithErrno(-1, EPERM))
-FAULT("write", chmod, WithErrno(-1, EPERM))
-
-FAULT("rename", rename, WithErrno(-1, EACCES))
-FAULT("rename", link, WithErrno(-1, EACCES))
-FAULT("rename", unlink, WithErrno(-1, EACCES))
-FAULT("rename", mkdir, WithErrno(-1, EACCES))
-FAULT("rename", rmdir, WithErrno(-1, EACCES))
-
-// Giving a lock back never fails.
-FAULT((b & LOCK_UN) != 0 ? none : "lock", flock, WithErrno(-1, ENOLCK))
-FAULT(IsLocking(b, c) ? "lock" : none, fcntl, WithErrno(-1, ENOLCK))
-FAULT(IsLocking(b, c) ? "lock" : none, fcntl64, WithErrno(-1, ENOLCK))
-
-FAULT("registry", sqlite3_open, WithNothing(b, SQLITE_NOMEM))
-FAULT("registry", sqlite3_open_v2, WithNothing(b, SQLITE_CANTOPEN))
-FAULT("registry", sqlite3_prepare_v2, WithNothing(d, SQLITE_IOERR))
-FAULT("registry", sqlite3_prepare_v3, WithNothing(e, SQLITE_IOERR))
-FAULT("registry", sqlite3_step, Error(SQLITE_IOERR))
-FAULT("registry", sqlite3_exec, Error(SQLITE_IOERR))
-FAULT("registry", sqlite3_bind_int64, Error(SQLITE_NOMEM))
-FAULT("registry", sqlite3_bind_blob64, Error(SQLITE_NOMEM))
-FAULT("registry", sqlite3_column_blob, 0)
-FAULT("registry", sqlite3_serialize, 0)
-
-FAULT("module", dlopen, 0)
-
-FAULT("document", xmlCreateMemoryParserCtxt, 0)
-FAULT("document", xmlParseDocument, -1)
-FAULT("document", xmlValidateQName, -1)
-FAULT("document", iconv_open, WithErrno(-1, ENOMEM))
-
-FAULT("process", posix_spawn, Error(EAGAIN))
+FAULT(Allocation, mmap, WithErrno(-1, ENOMEM))
+FAULT(Allocation, mmap64, WithErrno(-1, ENOMEM))
 
 // All forms, because a sanitizer brings each of its own.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    return std::malloc(size);
+    return reinterpret_cast<void*>(Fault_malloc(static_cast<Word>(size), 0));
 }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+void* operator new[](std::size_t size, const std::nothrow_t& nothrow) noexcept
 {
-    return std::malloc(size);
+    return ::operator new(size, nothrow);
 }
 void* operator new(std::size_t size)
 {
-    void* const memory = std::malloc(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
+    void* const memory = ::operator new(size, std::nothrow);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    return memory;
 }
 void* operator new[](std::size_t size)
 {
     return ::operator new(size);
 }
+
+FAULT(Open, open, WithErrno(-1, EACCES))
+FAULT(Open, open64, WithErrno(-1, EACCES))
+FAULT(Open, opendir, WithErrno(0, EACCES))
+FAULT(Open, memfd_create, WithErrno(-1, EMFILE))
+
+// What is told to the terminal, or to whoever reads it, is no change of anything.
+FAULT(static_cast<int>(a) <= STDERR_FILENO ? None : Write, write, WithErrno(-1, ENOSPC))
+FAULT(Write, pwrite64, WithErrno(-1, ENOSPC))
+FAULT(Write, ftruncate, WithErrno(-1, ENOSPC))
+FAULT(Write, ftruncate64, WithErrno(-1, ENOSPC))
+FAULT(Write, posix_fallocate, Error(ENOSPC))
+FAULT(Write, fchmod, WithErrno(-1, EPERM))
+FAULT(Write, fchown, WithErrno(-1, EPERM))
+FAULT(Write, chmod, WithErrno(-1, EPERM))
+
+FAULT(Rename, rename, WithErrno(-1, EACCES))
+FAULT(Rename, link, WithErrno(-1, EACCES))
+FAULT(Rename, unlink, WithErrno(-1, EACCES))
+FAULT(Rename, mkdir, WithErrno(-1, EACCES))
+FAULT(Rename, rmdir, WithErrno(-1, EACCES))
+
+// Giving a lock back never fails.
+FAULT((b & LOCK_UN) != 0 ? None : Lock, flock, WithErrno(-1, ENOLCK))
+FAULT(IsLocking(b, c) ? Lock : None, fcntl, WithErrno(-1, ENOLCK))
+FAULT(IsLocking(b, c) ? Lock : None, fcntl64, WithErrno(-1, ENOLCK))
+
+FAULT(Registry, sqlite3_open, WithNothing(b, SQLITE_NOMEM))
+FAULT(Registry, sqlite3_open_v2, WithNothing(b, SQLITE_CANTOPEN))
+FAULT(Registry, sqlite3_prepare_v2, WithNothing(d, SQLITE_IOERR))
+FAULT(Registry, sqlite3_prepare_v3, WithNothing(e, SQLITE_IOERR))
+FAULT(Registry, sqlite3_step, Error(SQLITE_IOERR))
+FAULT(Registry, sqlite3_exec, Error(SQLITE_IOERR))
+FAULT(Registry, sqlite3_bind_int64, Error(SQLITE_NOMEM))
+FAULT(Registry, sqlite3_bind_blob64, Error(SQLITE_NOMEM))
+FAULT(Registry, sqlite3_column_blob, 0)
+FAULT(Registry, sqlite3_serialize, 0)
+
+FAULT(Module, dlopen, 0)
+
+FAULT(Document, xmlCreateMemoryParserCtxt, 0)
+FAULT(Document, xmlParseDocument, -1)
+FAULT(Document, xmlValidateQName, -1)
+FAULT(Document, iconv_open, WithErrno(-1, ENOMEM))
+
+FAULT(Process, posix_spawn, Error(EAGAIN))
 
 // The C library's own look-up of a user ends in an assertion or worse where memory runs out in it: nothing of this
 // project could mend that.
@@ -188,32 +261,72 @@ namespace
 void ReportEnd()
 {
     isArmed = false;
-    ::dprintf(report, "calls %ju\n", std::uintmax_t(count));
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+    char digits[20];
+    Say(report, {"calls ", {digits, std::to_chars(digits, std::end(digits), count).ptr}, "\n"});
+    if (::DIR* const open = ::opendir("/proc/self/fd"))
     {
-        const int number = std::stoi(entry.path().filename());
-        const std::string target = std::filesystem::read_symlink(entry.path());
-        if (number > STDERR_FILENO && number != report && !target.ends_with("/fd"))
-            ::dprintf(report, "open %s\n", target.c_str());
+        while (const ::dirent* const entry = ::readdir(open))
+        {
+            const int number = std::atoi(entry->d_name);
+            char target[256] = {};
+            if (number > STDERR_FILENO && number != report && number != ::dirfd(open) &&
+                ::readlinkat(::dirfd(open), entry->d_name, target, sizeof(target) - 1) > 0)
+                Say(report, {"open ", target, "\n"});
+        }
+        ::closedir(open);
     }
 }
 
-[[noreturn]] void Refuse(const char* name, const std::string& text)
+[[noreturn]] void Refuse(std::string_view setting, std::string_view reason, std::string_view text = {})
 {
     constexpr int badSettings = 2;
-    ::dprintf(STDERR_FILENO, "faults: %s cannot be \"%s\"\n", name, text.c_str());
+    Say(STDERR_FILENO, {"faults: ", setting, reason, text, "\n"});
     ::_exit(badSettings);
 }
 
-/// Takes a setting out of the environment.
-std::string Setting(const char* name, const std::string& form)
+std::string_view Setting(const char* name)
 {
     const char* const text = std::getenv(name);
-    std::string setting = text == nullptr ? "" : text;
-    if (!std::regex_match(setting, std::regex(form)))
-        Refuse(name, setting);
-    ::unsetenv(name);
-    return setting;
+    return text == nullptr ? std::string_view() : text;
+}
+
+unsigned IndexIn(auto& known, std::string_view name, std::string_view setting)
+{
+    const auto found = std::ranges::find(known, name);
+    if (found == std::end(known))
+        Refuse(setting, " knows no ", name);
+    return static_cast<unsigned>(found - std::begin(known));
+}
+
+std::uint64_t NumberFrom(const char* setting)
+{
+    const std::string_view text = Setting(setting);
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number == 0)
+        Refuse(setting, " is no number from 1 on: ", text);
+    return number;
+}
+
+void ReadSettings()
+{
+    const std::string_view names = Setting("FAULT_CLASS");
+    for (std::size_t at = 0, comma = 0; comma != names.npos; at = comma + 1)
+    {
+        comma = names.find(',', at);
+        counted |= 1U << IndexIn(classes, names.substr(at, comma - at), "FAULT_CLASS");
+    }
+    faultAt = NumberFrom("FAULT_AT");
+    action = IndexIn(actions, Setting("FAULT_ACTION"), "FAULT_ACTION");
+    if (!Setting("FAULT_ERROR").empty())
+        chosenError = static_cast<int>(NumberFrom("FAULT_ERROR"));
+    if (const char* const path = std::getenv("FAULT_REPORT"))
+        report =
+            static_cast<int>(::syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    if (report < 0)
+        Refuse("FAULT_REPORT", " names no file that can be written");
+    for (const char* name : {"LD_PRELOAD", "FAULT_CLASS", "FAULT_AT", "FAULT_ACTION", "FAULT_ERROR", "FAULT_REPORT"})
+        ::unsetenv(name);
 }
 
 using MainFunction = int(int, char**, char**);
@@ -221,16 +334,7 @@ MainFunction* programMain = nullptr;
 
 int ArmedMain(int argumentCount, char** arguments, char** environment)
 {
-    const std::string kind = "(open|write|rename|lock|registry|allocation|module|document|process)";
-    counted = Setting("FAULT_CLASS", kind + "(," + kind + ")*");
-    action = Setting("FAULT_ACTION", "fail|failon|kill");
-    faultAt = std::stoull(Setting("FAULT_AT", "[1-9][0-9]*"));
-    chosenError = std::stoi('0' + Setting("FAULT_ERROR", "[0-9]*"));
-    const std::string path = Setting("FAULT_REPORT", ".+");
-    report = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (report < 0)
-        Refuse("FAULT_REPORT", path);
-    ::unsetenv("LD_PRELOAD");
+    ReadSettings();
     std::atexit(&ReportEnd); // the first one in is the last one out
     isArmed = true;
     return programMain(argumentCount, arguments, environment);
