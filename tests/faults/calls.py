@@ -81,7 +81,7 @@ class Bench:
         report = machine.root.with_name(machine.root.name + "-report")
         result = self.installation.run(
             machine, self.kind, LD_PRELOAD=str(self.installation.faults), FAULT_CLASS=fault.classes,
-            FAULT_ACTION=fault.action, FAULT_ERROR=str(fault.error), FAULT_AT=str(fault.at), FAULT_REPORT=str(report))
+            FAULT_ACTION=fault.action, FAULT_ERROR=str(fault.error or ""), FAULT_AT=str(fault.at), FAULT_REPORT=str(report))
         told = dict(re.findall(r"(?m)^(\w+) (.*)$", report.read_text()))
         if "open" in told:
             raise Broken(f"left open: {told}\n{result.console}")
