@@ -1,11 +1,12 @@
+enable_language(RC)
+
 # The texts of the version information that a vendor sets for his own build.
 set(VERSION_COMPANY_NAME "Quellon" CACHE STRING "Company in the version information")
 set(VERSION_PRODUCT_NAME "ScanKELV" CACHE STRING "Product in the version information")
 set(VERSION_COPYRIGHT "The ScanKELV authors" CACHE STRING "Copyright in the version information")
 
-# version_resource(TARGET ORIGINAL_NAME DESCRIPTION): the version resource, and a program's manifest.
-# windres makes it in a Windows build; in the host build the same fixed block lies in a section of the ELF file,
-# where the stand-in's version functions look for it. The numbers are those of the project's version.
+# version_resource(TARGET ORIGINAL_NAME DESCRIPTION): the version resource, and a program's manifest. The numbers are
+# those of the project's version.
 function(version_resource target original_name description)
   set(VERSION_ORIGINAL_NAME ${original_name})
   set(VERSION_DESCRIPTION ${description})
@@ -15,14 +16,8 @@ function(version_resource target original_name description)
   if(NOT type STREQUAL "EXECUTABLE")
     set(VERSION_FILE_TYPE 2) # VFT_DLL
   endif()
-  if(WIN32)
-    enable_language(RC)
-    set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
-    configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${source} @ONLY)
-    set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/app.manifest)
-  else()
-    set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}-version.cpp)
-    configure_file(${CMAKE_SOURCE_DIR}/cmake/version.cpp.in ${source} @ONLY)
-  endif()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${source} @ONLY)
+  set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/app.manifest)
   target_sources(${target} PRIVATE ${source})
 endfunction()

@@ -1,7 +1,7 @@
 // Where log text goes: the four sinks, and the two renderers that write to them.
 #pragma once
 
-#include "TextFormat.h"
+#include "CodePage.h"
 
 namespace scankelv
 {

@@ -1,5 +1,6 @@
 #include "LoggerType.h"
 
+#include "LineEnds.h"
 #include "TimeStamp.h"
 
 namespace scankelv
@@ -14,27 +15,6 @@ std::unique_ptr<char[]> TextBuffer(std::size_t size)
 
 } // namespace
 
-std::size_t LengthWithLineEnds(std::string_view text)
-{
-    std::size_t length = text.size();
-    for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1))
-        length += at == 0 || text[at - 1] != '\r' ? 1U : 0U;
-    return length;
-}
-
-void ConvertLineEnds(std::string_view text, char* target)
-{
-    // From the back, so that the text can grow in place.
-    char* to = target + LengthWithLineEnds(text);
-    for (std::size_t i = text.size(); i-- != 0;)
-    {
-        const char c = text[i];
-        *--to = c;
-        if (c == '\n' && (i == 0 || text[i - 1] != '\r'))
-            *--to = '\r';
-    }
-}
-
 template <class Logger>
 void TextCollector<Logger>::Collect(bool isLine, const char* format, FormatArguments arguments) noexcept
 {
@@ -42,7 +22,7 @@ void TextCollector<Logger>::Collect(bool isLine, const char* format, FormatArgum
     if (!this->m_enabled || format == nullptr)
         return;
     const LastErrorKeeper keeper;
-    const std::size_t length = FormatErased(std::span<char>(m_text), format, arguments);
+    const std::size_t length = FormatErased(std::span<char>(m_text), format, arguments, systemCodePage);
     if (length == 0)
         return;
     if (length < sizeof(m_text) - 1)
@@ -53,9 +33,9 @@ void TextCollector<Logger>::Collect(bool isLine, const char* format, FormatArgum
     const std::unique_ptr<char[]> longText = TextBuffer(length + 1);
     if (longText == nullptr)
         return;
-    const std::span<char> room(longText.get(), length + 1);
-    FormatErased(room, format, arguments);
-    logger.Render(isLine, room, length);
+    const std::span<char> space(longText.get(), length + 1);
+    FormatErased(space, format, arguments, systemCodePage);
+    logger.Render(isLine, space, length);
 }
 
 template <class Renderer>
@@ -125,14 +105,14 @@ std::string_view LoggerType<Renderer>::MakePrefix()
 }
 
 template <class Renderer>
-void LoggerType<Renderer>::Render(bool isLine, std::span<char> room, std::size_t length) noexcept
+void LoggerType<Renderer>::Render(bool isLine, std::span<char> buffer, std::size_t length) noexcept
 {
-    std::string_view text(room.data(), length);
+    std::string_view text(buffer.data(), length);
     std::unique_ptr<char[]> grownText;
     if (const std::size_t grown = LengthWithLineEnds(text); grown != length)
     {
-        char* target = room.data();
-        if (grown >= room.size())
+        char* target = buffer.data();
+        if (grown >= buffer.size())
         {
             grownText = TextBuffer(grown);
             if (grownText == nullptr)

@@ -24,12 +24,6 @@ struct LineSettings
     bool showThread = false;
 };
 
-/// The length of the text once every line feed, with or without a carriage return before it, is a CR LF.
-std::size_t LengthWithLineEnds(std::string_view text);
-/// Writes that form of the text to `target`, which may be the text itself; it holds as many characters and is not
-/// terminated.
-void ConvertLineEnds(std::string_view text, char* target);
-
 /// The formatting half of a logger. Text below 1023 characters is formatted and converted without allocation.
 template <class Logger>
 class TextCollector : public LoggerTypeAbstract
@@ -58,8 +52,8 @@ public:
     LoggerType(
         const char* module, LoggerConfigurationFunction configure, const char* logFile = "", const char* settings = "");
 
-    /// @param room  holds the text in its first `length` characters; line ends are converted in place where they fit
-    void Render(bool isLine, std::span<char> room, std::size_t length) noexcept;
+    /// @param buffer  holds the text in its first `length` characters; line ends are converted in place where they fit
+    void Render(bool isLine, std::span<char> buffer, std::size_t length) noexcept;
 
 private:
     void Describe(const char* logFile, const char* settings) const;

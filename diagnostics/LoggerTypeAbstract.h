@@ -1,7 +1,7 @@
 // What every part of the agent sees of a logger.
 #pragma once
 
-#include "TextFormat.h"
+#include "CodePage.h"
 
 namespace scankelv
 {

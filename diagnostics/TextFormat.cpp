@@ -12,7 +12,7 @@ template <class CharType>
 class Output
 {
 public:
-    explicit Output(std::span<CharType> buffer) : m_buffer(buffer) {}
+    Output(std::span<CharType> buffer, const TextConversion& conversion) : m_buffer(buffer), m_conversion(conversion) {}
 
     template <class From>
     void Put(std::basic_string_view<From> text)
@@ -27,12 +27,12 @@ public:
         if constexpr (std::is_same_v<CharType, char>)
             Put(text);
         else
-            Put(WideView(WideFromNarrow(text)));
+            Put(std::wstring_view(m_conversion.toWide(text)));
     }
-    void PutWide(WideView text)
+    void PutWide(std::wstring_view text)
     {
         if constexpr (std::is_same_v<CharType, char>)
-            NarrowPieces(text, [this](std::string_view piece) { Put(piece); });
+            NarrowPieces(m_conversion, text, [this](std::string_view piece) { Put(piece); });
         else
             Put(text);
     }
@@ -70,15 +70,17 @@ public:
 
 private:
     std::span<CharType> m_buffer;
+    const TextConversion& m_conversion;
     std::size_t m_length = 0;
 };
 
 } // namespace
 
 template <class CharType>
-std::size_t FormatErased(std::span<CharType> buffer, const char* format, FormatArguments arguments)
+std::size_t FormatErased(
+    std::span<CharType> buffer, const char* format, FormatArguments arguments, const TextConversion& conversion)
 {
-    Output<CharType> output(buffer);
+    Output<CharType> output(buffer, conversion);
     std::string_view rest = format;
     while (!rest.empty())
     {
@@ -109,7 +111,7 @@ std::size_t FormatErased(std::span<CharType> buffer, const char* format, FormatA
     return output.Terminate();
 }
 
-template std::size_t FormatErased<char>(std::span<char>, const char*, FormatArguments);
-template std::size_t FormatErased<WCHAR>(std::span<WCHAR>, const char*, FormatArguments);
+template std::size_t FormatErased<char>(std::span<char>, const char*, FormatArguments, const TextConversion&);
+template std::size_t FormatErased<wchar_t>(std::span<wchar_t>, const char*, FormatArguments, const TextConversion&);
 
 } // namespace scankelv

@@ -2,8 +2,7 @@
 // printed as 8-bit or as wide text.
 #pragma once
 
-#include "WideText.h"
-
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -14,6 +13,36 @@
 namespace scankelv
 {
 
+/// How a system converts between its 8-bit code page and wide text. The formatter itself calls no system: it is handed
+/// this.
+struct TextConversion
+{
+    static constexpr std::size_t pieceLength = 128;   ///< wide characters
+    static constexpr std::size_t widestCharacter = 4; ///< bytes for one wide character, in any code page
+    using PieceBytes = std::array<char, pieceLength * widestCharacter>;
+
+    /// Writes the 8-bit form of at most `pieceLength` characters, which no surrogate pair crosses; a character that the
+    /// code page lacks becomes its default character. @return bytes written
+    std::size_t (*toNarrow)(std::wstring_view piece, PieceBytes& bytes);
+    std::wstring (*toWide)(std::string_view text);
+};
+
+/// Hands the 8-bit form of the text to `take`, piece by piece as std::string_view, and allocates nothing.
+template <class Take>
+void NarrowPieces(const TextConversion& conversion, std::wstring_view text, Take take)
+{
+    TextConversion::PieceBytes bytes;
+    while (!text.empty())
+    {
+        std::size_t count = std::min(text.size(), TextConversion::pieceLength);
+        if (count < text.size() && text[count - 1] >= 0xD800 && text[count - 1] <= 0xDBFF)
+            --count; // both halves of a surrogate pair belong into one piece
+        const std::size_t written = conversion.toNarrow(text.substr(0, count), bytes);
+        take(std::string_view(bytes.data(), written));
+        text.remove_prefix(count);
+    }
+}
+
 /// One argument of a format, its type erased: a number with its size, or a text that must outlive the call. A null
 /// text prints as "(null)".
 class FormatArgument
@@ -21,8 +50,9 @@ class FormatArgument
 public:
     enum class Kind : unsigned char
     {
-        None, ///< not printable
-        Number,
+        None,   ///< not printable
+        Number, ///< of at most 32 bits
+        Number64,
         Narrow,
         Wide
     };
@@ -31,11 +61,12 @@ public:
     static constexpr Kind KindOf()
     {
         if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
-            return Kind::Number;
+            return sizeof(T) > sizeof(std::uint32_t) ? Kind::Number64 : Kind::Number;
         else if constexpr (
             std::is_convertible_v<const T&, const char*> || std::is_convertible_v<const T&, std::string_view>)
             return Kind::Narrow;
-        else if constexpr (std::is_convertible_v<const T&, const WCHAR*> || std::is_convertible_v<const T&, WideView>)
+        else if constexpr (
+            std::is_convertible_v<const T&, const wchar_t*> || std::is_convertible_v<const T&, std::wstring_view>)
             return Kind::Wide;
         else
             return Kind::None;
@@ -47,23 +78,23 @@ public:
         static_assert(KindOf<T>() != Kind::None, "an argument is a number, an 8-bit or a wide text");
         if constexpr (std::is_enum_v<T>)
             SetNumber(static_cast<std::underlying_type_t<T>>(value));
-        else if constexpr (KindOf<T>() == Kind::Number)
+        else if constexpr (std::is_integral_v<T>)
             SetNumber(value);
         else if constexpr (KindOf<T>() == Kind::Narrow)
             SetText<char>(value, m_narrow);
         else
-            SetText<WCHAR>(value, m_wide);
+            SetText<wchar_t>(value, m_wide);
     }
 
     constexpr Kind Type() const { return m_kind; }
     constexpr std::uint64_t Unsigned() const { return m_number; }
     constexpr std::int64_t Signed() const
     {
-        return m_is64Bit ? static_cast<std::int64_t>(m_number)
-                         : static_cast<std::int32_t>(static_cast<std::uint32_t>(m_number));
+        return m_kind == Kind::Number64 ? static_cast<std::int64_t>(m_number)
+                                        : static_cast<std::int32_t>(static_cast<std::uint32_t>(m_number));
     }
     constexpr std::string_view Narrow() const { return TextOf<char>(m_narrow, "(null)"); }
-    constexpr WideView Wide() const { return TextOf<WCHAR>(m_wide, OLESTR("(null)")); }
+    constexpr std::wstring_view Wide() const { return TextOf<wchar_t>(m_wide, L"(null)"); }
 
 private:
     static constexpr std::size_t upToTerminator = static_cast<std::size_t>(-1);
@@ -73,7 +104,6 @@ private:
     {
         // What is smaller than an int is passed as an int, as to every printf.
         using Promoted = decltype(+value);
-        m_is64Bit = sizeof(Promoted) == sizeof(std::uint64_t);
         m_number = static_cast<std::uint64_t>(static_cast<std::make_unsigned_t<Promoted>>(+value));
     }
     template <class CharType, class Text>
@@ -99,13 +129,12 @@ private:
     }
 
     Kind m_kind;
-    bool m_is64Bit = false;
     std::size_t m_length = upToTerminator;
     union
     {
         std::uint64_t m_number = 0;
         const char* m_narrow;
-        const WCHAR* m_wide;
+        const wchar_t* m_wide;
     };
 };
 using FormatArguments = std::span<const FormatArgument>;
@@ -116,12 +145,14 @@ struct FormatPiece
     std::string_view literal;
     char conversion = 0; ///< d i u x X c; s: 8-bit text; S: wide text; 0: none; ?: not understood
     bool zeros = false;
+    bool is64Bit = false; ///< "ll"
     std::size_t width = 0;
 
     constexpr FormatArgument::Kind Takes() const
     {
         return conversion == 's'   ? FormatArgument::Kind::Narrow
                : conversion == 'S' ? FormatArgument::Kind::Wide
+               : is64Bit           ? FormatArgument::Kind::Number64
                                    : FormatArgument::Kind::Number;
     }
 };
@@ -157,7 +188,7 @@ constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
     for (const char size : {'h', 'l'})
         if (take(size))
         {
-            take(size);
+            piece.is64Bit = take(size) && size == 'l';
             break;
         }
     const bool bare = rest.size() == before;
@@ -174,9 +205,9 @@ constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
 }
 
 /// Whether a format fits its arguments: every conversion has its argument and the other way round, numbers meet
-/// d, i, u, x, X, c, texts meet s, ws, S. Size letters (h, hh, l, ll) are accepted and carry no meaning: the
-/// argument's own type says how wide it is. "%ws" and "%S" take a wide text, "%s" an 8-bit one. The format itself is
-/// ASCII, so that it reads alike in every code page and in wide text.
+/// d, i, u, x, X, c, texts meet s, ws, S. A number of 64 bits needs "ll"; every other one has at most 32 bits, with h,
+/// hh, l or without, on every system: the argument's own type says how wide it is. "%ws" and "%S" take a wide text,
+/// "%s" an 8-bit one. The format itself is ASCII, so that it reads alike in every code page and in wide text.
 template <class... Args>
 constexpr bool Fits(std::string_view format)
 {
@@ -218,27 +249,7 @@ using TextFormat = CheckedFormat<std::type_identity_t<Args>...>;
 /// Formats into the buffer: as many characters as fit, always terminated unless the buffer is empty.
 /// @return the length of the whole text in characters, terminator not counted, also when it was cut.
 template <class CharType>
-std::size_t FormatErased(std::span<CharType> buffer, const char* format, FormatArguments arguments);
-
-template <class CharType, class... Args>
-std::size_t FormatInto(std::span<CharType> buffer, TextFormat<Args...> format, const Args&... arguments)
-{
-    const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
-    return FormatErased(buffer, format.text, bundled);
-}
-
-/// The formatted text as an owned string: Format<char>(...) or Format<WCHAR>(...).
-template <class CharType, class... Args>
-std::basic_string<CharType> Format(TextFormat<Args...> format, const Args&... arguments)
-{
-    const std::array<FormatArgument, sizeof...(Args)> bundled{FormatArgument(arguments)...};
-    CharType shortText[256];
-    const std::size_t length = FormatErased(std::span<CharType>(shortText), format.text, bundled);
-    if (length < std::size(shortText))
-        return {shortText, length};
-    std::basic_string<CharType> text(length, CharType());
-    FormatErased(std::span<CharType>(text.data(), length + 1), format.text, bundled);
-    return text;
-}
+std::size_t FormatErased(
+    std::span<CharType> buffer, const char* format, FormatArguments arguments, const TextConversion& conversion);
 
 } // namespace scankelv

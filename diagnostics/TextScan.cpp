@@ -15,7 +15,7 @@ struct ScannedNumber
     bool exceeds32Bits = false;
 };
 
-unsigned DigitOf(WCHAR c)
+unsigned DigitOf(wchar_t c)
 {
     if (c >= '0' && c <= '9')
         return static_cast<unsigned>(c - '0');
@@ -26,24 +26,24 @@ unsigned DigitOf(WCHAR c)
     return std::numeric_limits<unsigned>::max();
 }
 
-std::optional<ScannedNumber> Scan(WideView text, unsigned base)
+std::optional<ScannedNumber> Scan(std::wstring_view text, unsigned base)
 {
     const auto dropFront = [&text](auto isDropped) {
         const bool dropped = !text.empty() && isDropped(text.front());
         text.remove_prefix(dropped ? 1 : 0);
         return dropped;
     };
-    while (dropFront([](WCHAR c) { return c == ' ' || (c >= '\t' && c <= '\r'); }))
+    while (dropFront([](wchar_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }))
     {
     }
     ScannedNumber number;
     number.isNegative = !text.empty() && text.front() == '-';
-    dropFront([](WCHAR c) { return c == '-' || c == '+'; });
+    dropFront([](wchar_t c) { return c == '-' || c == '+'; });
     if (base == 16 && text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
         text.remove_prefix(2);
     if (text.empty() || DigitOf(text.front()) >= base)
         return std::nullopt;
-    for (const WCHAR c : text)
+    for (const wchar_t c : text)
     {
         const unsigned digit = DigitOf(c);
         if (digit >= base)
@@ -54,7 +54,7 @@ std::optional<ScannedNumber> Scan(WideView text, unsigned base)
     return number;
 }
 
-std::uint16_t Scan16(WideView text, unsigned base, std::uint16_t preset)
+std::uint16_t Scan16(std::wstring_view text, unsigned base, std::uint16_t preset)
 {
     const std::optional<ScannedNumber> number = Scan(text, base);
     if (!number)
@@ -64,12 +64,12 @@ std::uint16_t Scan16(WideView text, unsigned base, std::uint16_t preset)
 
 } // namespace
 
-std::uint16_t ScanHexadecimal16(WideView text, std::uint16_t preset)
+std::uint16_t ScanHexadecimal16(std::wstring_view text, std::uint16_t preset)
 {
     return Scan16(text, 16, preset);
 }
 
-std::uint32_t ScanHexadecimal32(WideView text, std::uint32_t preset)
+std::uint32_t ScanHexadecimal32(std::wstring_view text, std::uint32_t preset)
 {
     const std::optional<ScannedNumber> number = Scan(text, 16);
     if (!number)
@@ -79,7 +79,7 @@ std::uint32_t ScanHexadecimal32(WideView text, std::uint32_t preset)
     return static_cast<std::uint32_t>(number->isNegative ? 0 - number->magnitude : number->magnitude);
 }
 
-std::uint16_t ScanDecimal16(WideView text, std::uint16_t preset)
+std::uint16_t ScanDecimal16(std::wstring_view text, std::uint16_t preset)
 {
     return Scan16(text, 10, preset);
 }

@@ -1,7 +1,7 @@
 // The one form in which the agent writes times.
 #pragma once
 
-#include "TextFormat.h"
+#include "CodePage.h"
 
 namespace scankelv
 {

@@ -8,7 +8,7 @@ namespace scankelv
 {
 
 bool BinaryExecuteShellNoWait(
-    const WCHAR* file, const WCHAR* verb, const WCHAR* parameters, const WCHAR* workingDirectory)
+    const wchar_t* file, const wchar_t* verb, const wchar_t* parameters, const wchar_t* workingDirectory)
 {
     SHELLEXECUTEINFOW info{};
     info.cbSize = sizeof(info);

@@ -68,7 +68,7 @@ bool CrossProductStorage::ParametersOK(const CharType* key_name)
     return LastErrorOK(key_name != nullptr, "::PtrIsGoodString(key_name, 260)", -1);
 }
 
-bool CrossProductStorage::GetString(const WCHAR* key_name, WCHAR* value, DWORD buffer_size_chars)
+bool CrossProductStorage::GetString(const wchar_t* key_name, wchar_t* value, DWORD buffer_size_chars)
 {
     DWORD buffer_size_chars_required = buffer_size_chars;
     return BooleanOK(IsValid(), "IsValid()", 0) && BooleanOK(ParametersOK(key_name), "ParametersOK( key_name)", -1) &&
@@ -115,10 +115,10 @@ template bool CrossProductStorage::ParametersOK<char>(const char*);
 template bool CrossProductStorage::GetULong<char>(const char*, DWORD*);
 template bool CrossProductStorage::SetString<char>(const char*, const char*);
 template bool CrossProductStorage::SetULong<char>(const char*, DWORD);
-template bool CrossProductStorage::Open<WCHAR>(int, const WCHAR*, int);
-template bool CrossProductStorage::ParametersOK<WCHAR>(const WCHAR*);
-template bool CrossProductStorage::GetULong<WCHAR>(const WCHAR*, DWORD*);
-template bool CrossProductStorage::SetString<WCHAR>(const WCHAR*, const WCHAR*);
-template bool CrossProductStorage::SetULong<WCHAR>(const WCHAR*, DWORD);
+template bool CrossProductStorage::Open<wchar_t>(int, const wchar_t*, int);
+template bool CrossProductStorage::ParametersOK<wchar_t>(const wchar_t*);
+template bool CrossProductStorage::GetULong<wchar_t>(const wchar_t*, DWORD*);
+template bool CrossProductStorage::SetString<wchar_t>(const wchar_t*, const wchar_t*);
+template bool CrossProductStorage::SetULong<wchar_t>(const wchar_t*, DWORD);
 
 } // namespace scankelv

@@ -19,7 +19,7 @@ enum StorageAccess : int
 };
 
 /// One open key whose values are strings and unsigned 32-bit numbers. Every failed check is reported to the "ODS"
-/// logger and ends the operation with false. CharType: char or WCHAR.
+/// logger and ends the operation with false. CharType: char or wchar_t.
 class CrossProductStorage
 {
 public:
@@ -40,7 +40,7 @@ public:
     bool ParametersOK(const CharType* key_name);
 
     /// @param buffer_size_chars  room in `value` in characters; the text is terminated only if a terminator was stored
-    bool GetString(const WCHAR* key_name, WCHAR* value, DWORD buffer_size_chars);
+    bool GetString(const wchar_t* key_name, wchar_t* value, DWORD buffer_size_chars);
     template <class CharType>
     bool GetULong(const CharType* key_name, DWORD* value);
     template <class CharType>

@@ -5,7 +5,7 @@
 namespace scankelv
 {
 
-ResourceLocation TwainStoragePath(const WCHAR* productName)
+ResourceLocation TwainStoragePath(const wchar_t* productName)
 {
     const auto print = [productName](std::span<char> buffer) {
         return FormatInto(buffer, "Software\\%s\\%ws", "QLScan", productName);
@@ -16,7 +16,7 @@ ResourceLocation TwainStoragePath(const WCHAR* productName)
     return path;
 }
 
-bool TwainStorageOpenRead(CrossProductStorage& storage, const WCHAR* productName)
+bool TwainStorageOpenRead(CrossProductStorage& storage, const wchar_t* productName)
 {
     const ResourceLocation path = TwainStoragePath(productName);
     if (storage.Open(UserHive, path.Text(), AccessRead))
@@ -28,7 +28,7 @@ bool TwainStorageOpenRead(CrossProductStorage& storage, const WCHAR* productName
     return false;
 }
 
-bool TwainStorageOpenReadUser(CrossProductStorage& storage, const WCHAR* productName)
+bool TwainStorageOpenReadUser(CrossProductStorage& storage, const wchar_t* productName)
 {
     if (storage.Open(UserHive, TwainStoragePath(productName).Text(), AccessRead))
         return true;
@@ -36,7 +36,7 @@ bool TwainStorageOpenReadUser(CrossProductStorage& storage, const WCHAR* product
     return false;
 }
 
-bool TwainStorageOpenWrite(CrossProductStorage& storage, const WCHAR* productName)
+bool TwainStorageOpenWrite(CrossProductStorage& storage, const wchar_t* productName)
 {
     if (storage.Open(UserHive, TwainStoragePath(productName).Text(), AccessWrite))
         return true;
@@ -44,7 +44,7 @@ bool TwainStorageOpenWrite(CrossProductStorage& storage, const WCHAR* productNam
     return false;
 }
 
-bool MultiSelectStorageOpenRead(CrossProductStorage& storage, const WCHAR* recordPath)
+bool MultiSelectStorageOpenRead(CrossProductStorage& storage, const wchar_t* recordPath)
 {
     AgentLogger().WriteLine("trying system storage in HKLM");
     if (!storage.Open(SystemHive, recordPath, AccessRead))

@@ -14,7 +14,7 @@ HANDLE OpenExisting(const char* path, DWORD attributes)
 {
     return ::CreateFileA(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
 }
-HANDLE OpenExisting(const WCHAR* path, DWORD attributes)
+HANDLE OpenExisting(const wchar_t* path, DWORD attributes)
 {
     return ::CreateFileW(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
 }
@@ -26,7 +26,7 @@ void WriteExistence(bool exists, const char* path)
     else
         DebugConsoleLogger().WriteText("File \"%s\" does not exist!\n", path);
 }
-void WriteExistence(bool exists, const WCHAR* path)
+void WriteExistence(bool exists, const wchar_t* path)
 {
     if (exists)
         DebugConsoleLogger().WriteText("File \"%ws\" does exist.\n", path);
@@ -48,7 +48,7 @@ bool PathExists(const CharType* path, bool folder)
 }
 
 template bool PathExists<char>(const char*, bool);
-template bool PathExists<WCHAR>(const WCHAR*, bool);
+template bool PathExists<wchar_t>(const wchar_t*, bool);
 
 bool FolderCreateIfAbsent(const char* path)
 {

@@ -1,13 +1,13 @@
 // Folders made when absent, and the question whether a path exists.
 #pragma once
 
-#include "WideText.h"
+#include "CodePage.h"
 
 namespace scankelv
 {
 
 /// Whether the path can be opened without any access right; with the folder flag a folder counts too. Writes one line
-/// to the "ODS" logger. CharType: char or WCHAR.
+/// to the "ODS" logger. CharType: char or wchar_t.
 template <class CharType>
 bool PathExists(const CharType* path, bool folder);
 

@@ -1,6 +1,6 @@
 #include "ProfileFile.h"
 
-#include "TextFormat.h"
+#include "CodePage.h"
 
 namespace scankelv
 {
@@ -11,12 +11,12 @@ UINT ProfileInt(const char* section, const char* key, INT absent, const char* pa
 {
     return ::GetPrivateProfileIntA(section, key, absent, path);
 }
-UINT ProfileInt(const WCHAR* section, const WCHAR* key, INT absent, const WCHAR* path)
+UINT ProfileInt(const wchar_t* section, const wchar_t* key, INT absent, const wchar_t* path)
 {
     return ::GetPrivateProfileIntW(section, key, absent, path);
 }
 
-constexpr WideView absentText = OLESTR("#$@SRC@$#");
+constexpr std::wstring_view absentText = L"#$@SRC@$#";
 
 } // namespace
 
@@ -59,9 +59,9 @@ bool ProfileFile<CharType>::GetULong(const CharType* section, const CharType* ke
 }
 
 template class ProfileFile<char>;
-template class ProfileFile<WCHAR>;
+template class ProfileFile<wchar_t>;
 
-bool ProfileFileWide::GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR* buffer, DWORD size)
+bool ProfileFileWide::GetStringRaw(const wchar_t* section, const wchar_t* key, wchar_t* buffer, DWORD size)
 {
     if (!IsValid() || !ArgumentsOK(section, key))
         return false;
@@ -74,27 +74,27 @@ bool ProfileFileWide::GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR
     m_lastError = ::GetLastError();
     if (count == 0)
         return false;
-    const WideView value(buffer, count);
+    const std::wstring_view value(buffer, count);
     if (value == absentText.substr(0, size - 1))
         return false;
-    if (const std::size_t comment = value.find(';'); comment != WideView::npos)
-        buffer[comment] = WCHAR();
+    if (const std::size_t comment = value.find(';'); comment != std::wstring_view::npos)
+        buffer[comment] = wchar_t();
     return true;
 }
 
-bool ProfileFileWide::GetString(const WCHAR* section, const WCHAR* key, ResourceLocationWide& value)
+bool ProfileFileWide::GetString(const wchar_t* section, const wchar_t* key, ResourceLocationWide& value)
 {
-    WCHAR buffer[256]{};
+    wchar_t buffer[256]{};
     if (!GetStringRaw(section, key, buffer, static_cast<DWORD>(std::size(buffer))))
         return false;
-    ResourceLocationWide copy{WideView(buffer)};
+    ResourceLocationWide copy{std::wstring_view(buffer)};
     if (copy.IsEmpty())
         return false;
     value = std::move(copy);
     return true;
 }
 
-bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WCHAR* value)
+bool ProfileFileWide::SetString(const wchar_t* section, const wchar_t* key, const wchar_t* value)
 {
     if (!IsValid() || !ArgumentsOK(section, key))
         return false;
@@ -106,7 +106,7 @@ bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WC
     // A device's text may hold line breaks. What follows one would stand in the file as lines of their own, keys and
     // sections among them, and stay there at the next write.
     ResourceLocationWide line;
-    if (const WideView text = value; text.find_first_of(OLESTR("\r\n")) != WideView::npos)
+    if (const std::wstring_view text = value; text.find_first_of(L"\r\n") != std::wstring_view::npos)
     {
         line = ResourceLocationWide(text);
         if (line.IsEmpty())
@@ -114,8 +114,8 @@ bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WC
             m_lastError = ERROR_NOT_ENOUGH_MEMORY;
             return false;
         }
-        const auto isBreak = [](WCHAR c) { return c == '\r' || c == '\n'; };
-        std::replace_if(line.Elements(), line.Elements() + text.size(), isBreak, static_cast<WCHAR>(' '));
+        const auto isBreak = [](wchar_t c) { return c == '\r' || c == '\n'; };
+        std::replace_if(line.Elements(), line.Elements() + text.size(), isBreak, static_cast<wchar_t>(' '));
         value = line.Text();
     }
     if (::WritePrivateProfileStringW(section, key, value, m_path.Text()) != 0)
@@ -124,10 +124,10 @@ bool ProfileFileWide::SetString(const WCHAR* section, const WCHAR* key, const WC
     return false;
 }
 
-bool ProfileFileWide::SetULong(const WCHAR* section, const WCHAR* key, DWORD number)
+bool ProfileFileWide::SetULong(const wchar_t* section, const wchar_t* key, DWORD number)
 {
-    WCHAR text[20];
-    FormatInto(std::span<WCHAR>(text), "%d", number);
+    wchar_t text[20];
+    FormatInto(std::span<wchar_t>(text), "%d", number);
     return SetString(section, key, text);
 }
 

@@ -30,20 +30,20 @@ protected:
 
 using ProfileFileNarrow = ProfileFile<char>;
 
-class ProfileFileWide : public ProfileFile<WCHAR>
+class ProfileFileWide : public ProfileFile<wchar_t>
 {
 public:
     using ProfileFile::ProfileFile;
 
     /// Reads a text, cut at its first ";", into `buffer` of `size` characters. @return false for an absent or empty
     /// value.
-    bool GetStringRaw(const WCHAR* section, const WCHAR* key, WCHAR* buffer, DWORD size);
+    bool GetStringRaw(const wchar_t* section, const wchar_t* key, wchar_t* buffer, DWORD size);
     /// The same as an owned text of at most 255 characters; `value` is untouched on failure.
-    bool GetString(const WCHAR* section, const WCHAR* key, ResourceLocationWide& value);
+    bool GetString(const wchar_t* section, const wchar_t* key, ResourceLocationWide& value);
     /// Writes a text as one line: a line break in it becomes a blank.
-    bool SetString(const WCHAR* section, const WCHAR* key, const WCHAR* value);
+    bool SetString(const wchar_t* section, const wchar_t* key, const wchar_t* value);
     /// Writes the number as signed decimal text: 4294967295 becomes "-1".
-    bool SetULong(const WCHAR* section, const WCHAR* key, DWORD number);
+    bool SetULong(const wchar_t* section, const wchar_t* key, DWORD number);
 };
 
 } // namespace scankelv

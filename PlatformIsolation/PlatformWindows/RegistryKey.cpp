@@ -15,7 +15,7 @@ LSTATUS RegOpenKeyImpl(HKEY parent, const char* path, REGSAM access, HKEY* key)
 {
     return ::RegOpenKeyExA(parent, path, reserved, access, key);
 }
-LSTATUS RegOpenKeyImpl(HKEY parent, const WCHAR* path, REGSAM access, HKEY* key)
+LSTATUS RegOpenKeyImpl(HKEY parent, const wchar_t* path, REGSAM access, HKEY* key)
 {
     return ::RegOpenKeyExW(parent, path, reserved, access, key);
 }
@@ -29,10 +29,10 @@ LSTATUS RegCreateKeyImpl(
     return ::RegCreateKeyExA(parent, path, reserved, name, options, access, attributes, key, disposition);
 }
 LSTATUS RegCreateKeyImpl(
-    HKEY parent, const WCHAR* path, const WCHAR* className, DWORD options, REGSAM access,
+    HKEY parent, const wchar_t* path, const wchar_t* className, DWORD options, REGSAM access,
     LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
 {
-    auto* const name = const_cast<WCHAR*>(className);
+    auto* const name = const_cast<wchar_t*>(className);
     return ::RegCreateKeyExW(parent, path, reserved, name, options, access, attributes, key, disposition);
 }
 
@@ -40,7 +40,7 @@ LSTATUS RegQueryValueImpl(HKEY key, const char* name, DWORD* type, void* data, D
 {
     return ::RegQueryValueExA(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
 }
-LSTATUS RegQueryValueImpl(HKEY key, const WCHAR* name, DWORD* type, void* data, DWORD* bytes)
+LSTATUS RegQueryValueImpl(HKEY key, const wchar_t* name, DWORD* type, void* data, DWORD* bytes)
 {
     return ::RegQueryValueExW(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
 }
@@ -49,7 +49,7 @@ LSTATUS RegSetValueImpl(HKEY key, const char* name, DWORD type, const void* valu
 {
     return ::RegSetValueExA(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
 }
-LSTATUS RegSetValueImpl(HKEY key, const WCHAR* name, DWORD type, const void* value, DWORD bytes)
+LSTATUS RegSetValueImpl(HKEY key, const wchar_t* name, DWORD type, const void* value, DWORD bytes)
 {
     return ::RegSetValueExW(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
 }
@@ -110,9 +110,9 @@ bool RegistryKey::QueryValue(const CharType* name, DWORD* type, void* data, DWOR
         0);
 }
 
-bool RegistryKey::QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* length)
+bool RegistryKey::QueryStringValue(const wchar_t* name, wchar_t* value, DWORD* length)
 {
-    DWORD bytes = *length * static_cast<DWORD>(sizeof(WCHAR));
+    DWORD bytes = *length * static_cast<DWORD>(sizeof(wchar_t));
     DWORD type = REG_NONE;
     *length = 0;
     const bool isString = QueryValue(name, &type, value, &bytes) && type == REG_SZ;
@@ -120,7 +120,7 @@ bool RegistryKey::QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* lengt
             DebugConsoleLogger, CheckBoolean, isString, "( QueryValue(name, &type, value, &bytes) && (type == ( 1 )) )",
             0))
         return false;
-    *length = bytes / static_cast<DWORD>(sizeof(WCHAR));
+    *length = bytes / static_cast<DWORD>(sizeof(wchar_t));
     return true;
 }
 
@@ -179,13 +179,13 @@ template bool RegistryKey::QueryDWORDValue<char>(const char*, DWORD*);
 template bool RegistryKey::SetValue<char>(const char*, DWORD, const void*, DWORD);
 template bool RegistryKey::SetStringValueNoExpand<char>(const char*, const char*);
 template bool RegistryKey::SetDWORDValue<char>(const char*, const DWORD&);
-template bool RegistryKey::Open<WCHAR>(HKEY, const WCHAR*, REGSAM);
+template bool RegistryKey::Open<wchar_t>(HKEY, const wchar_t*, REGSAM);
 template bool
-RegistryKey::Create<WCHAR>(HKEY, const WCHAR*, const WCHAR*, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, DWORD*);
-template bool RegistryKey::QueryValue<WCHAR>(const WCHAR*, DWORD*, void*, DWORD*);
-template bool RegistryKey::QueryDWORDValue<WCHAR>(const WCHAR*, DWORD*);
-template bool RegistryKey::SetValue<WCHAR>(const WCHAR*, DWORD, const void*, DWORD);
-template bool RegistryKey::SetStringValueNoExpand<WCHAR>(const WCHAR*, const WCHAR*);
-template bool RegistryKey::SetDWORDValue<WCHAR>(const WCHAR*, const DWORD&);
+RegistryKey::Create<wchar_t>(HKEY, const wchar_t*, const wchar_t*, DWORD, REGSAM, LPSECURITY_ATTRIBUTES, DWORD*);
+template bool RegistryKey::QueryValue<wchar_t>(const wchar_t*, DWORD*, void*, DWORD*);
+template bool RegistryKey::QueryDWORDValue<wchar_t>(const wchar_t*, DWORD*);
+template bool RegistryKey::SetValue<wchar_t>(const wchar_t*, DWORD, const void*, DWORD);
+template bool RegistryKey::SetStringValueNoExpand<wchar_t>(const wchar_t*, const wchar_t*);
+template bool RegistryKey::SetDWORDValue<wchar_t>(const wchar_t*, const DWORD&);
 
 } // namespace scankelv

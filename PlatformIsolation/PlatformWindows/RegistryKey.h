@@ -1,13 +1,13 @@
 // One open registry key. Every registry call of the agent is made here.
 #pragma once
 
-#include "WideText.h"
+#include "CodePage.h"
 
 namespace scankelv
 {
 
 /// Owns one key handle. Every failure is reported to the "ODS" logger by the member that sees it, which then returns
-/// false; nothing throws. CharType: char or WCHAR, the width of key and value names.
+/// false; nothing throws. CharType: char or wchar_t, the width of key and value names.
 class RegistryKey
 {
 public:
@@ -34,7 +34,7 @@ public:
     /// Reads a REG_SZ value; any other type, REG_EXPAND_SZ included, is a failure.
     /// @param value   the text as stored: terminated only if a terminator was stored
     /// @param length  in: characters that fit; out: characters read, a stored terminator counted; 0 on failure
-    bool QueryStringValue(const WCHAR* name, WCHAR* value, DWORD* length);
+    bool QueryStringValue(const wchar_t* name, wchar_t* value, DWORD* length);
     template <class CharType>
     bool QueryDWORDValue(const CharType* name, DWORD* value);
 

@@ -1,8 +1,8 @@
 #include "ResourceLocation.h"
 
+#include "CodePage.h"
 #include "FolderOperations.h"
 #include "ResourceLocationShell.h"
-#include "TextFormat.h"
 
 namespace scankelv
 {
@@ -15,7 +15,7 @@ DWORD ModuleFileName(char* buffer, DWORD size)
 {
     return ::GetModuleFileNameA(programModule, buffer, size);
 }
-DWORD ModuleFileName(WCHAR* buffer, DWORD size)
+DWORD ModuleFileName(wchar_t* buffer, DWORD size)
 {
     return ::GetModuleFileNameW(programModule, buffer, size);
 }
@@ -79,11 +79,11 @@ BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name)
 }
 
 template ResourceLocation ModuleFileLocation<char>();
-template ResourceLocationWide ModuleFileLocation<WCHAR>();
+template ResourceLocationWide ModuleFileLocation<wchar_t>();
 template ResourceLocation ModuleFolderLocation<char>();
-template ResourceLocationWide ModuleFolderLocation<WCHAR>();
+template ResourceLocationWide ModuleFolderLocation<wchar_t>();
 template ResourceLocation LocationOfModuleFile<char>(const char*);
-template ResourceLocationWide LocationOfModuleFile<WCHAR>(const WCHAR*);
+template ResourceLocationWide LocationOfModuleFile<wchar_t>(const wchar_t*);
 
 ResourceLocation ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create)
 {

@@ -2,7 +2,7 @@
 // and folders, the shell, and the loggers that Debug.ini configures. It knows nothing of devices.
 #pragma once
 
-#include "WideText.h"
+#include "CodePage.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -97,12 +97,12 @@ public:
     std::basic_string_view<CharType> View() const { return Text(); }
 };
 using ResourceLocation = BasicResourceLocation<char>;
-using ResourceLocationWide = BasicResourceLocation<WCHAR>;
+using ResourceLocationWide = BasicResourceLocation<wchar_t>;
 
 /// Records the program's own module; called once, first thing in the process. Null names the process image.
 void RecordModuleHandle(HMODULE module);
 
-/// The path of the program's own file, whole whatever its length. CharType: char or WCHAR.
+/// The path of the program's own file, whole whatever its length. CharType: char or wchar_t.
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFileLocation();
 /// The folder of the program's own file, without the closing backslash; empty when the path holds none.

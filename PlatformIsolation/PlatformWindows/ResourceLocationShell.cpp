@@ -37,7 +37,7 @@ private:
 class LoadedLibrary
 {
 public:
-    explicit LoadedLibrary(const WCHAR* name) : m_module(::LoadLibraryW(name)) {}
+    explicit LoadedLibrary(const wchar_t* name) : m_module(::LoadLibraryW(name)) {}
     ~LoadedLibrary()
     {
         if (m_module != nullptr)
@@ -109,7 +109,7 @@ ResourceLocation LocationOfTemporaryRootFolder()
     }
 }
 
-DWORD GetDllVersion(const WCHAR* library)
+DWORD GetDllVersion(const wchar_t* library)
 {
     const LoadedLibrary loaded(library);
     // By way of the one function type that may become any other.
@@ -127,7 +127,7 @@ DWORD GetDllVersion(const WCHAR* library)
 bool ShellVersionAtLeast5()
 {
     constexpr DWORD version5 = 0x50000;
-    return GetDllVersion(OLESTR("Shell32.dll")) >= version5;
+    return GetDllVersion(L"Shell32.dll") >= version5;
 }
 
 ResourceLocation UserDataRootLocation()

@@ -16,7 +16,7 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list);
 ResourceLocation LocationOfTemporaryRootFolder();
 
 /// Major version in the high, minor in the low 16 bits, from the library's export "DllGetVersion"; 0 without either.
-DWORD GetDllVersion(const WCHAR* library);
+DWORD GetDllVersion(const wchar_t* library);
 bool ShellVersionAtLeast5();
 
 ResourceLocation UserDataRootLocation();   ///< the user's local application data folder

@@ -11,9 +11,9 @@ class AgentClientAppHandler : public IAppHandler
 {
 public:
     /// 1 for a device that the agent may take.
-    std::uint32_t CheckDevice(const WCHAR* deviceXml, const void* unused) override;
+    std::uint32_t CheckDevice(const wchar_t* deviceXml, const void* unused) override;
     /// Lets the dialog's button for adding a device through; every other event is the library's.
-    std::uint32_t HandleEvent(const WCHAR* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out) override;
+    std::uint32_t HandleEvent(const wchar_t* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out) override;
 };
 
 } // namespace scankelv

@@ -21,7 +21,7 @@ namespace
 {
 
 constexpr std::size_t argumentCapacity = 64; // characters of a fixed buffer, the terminator counted
-using ArgumentBuffer = std::array<WCHAR, argumentCapacity>;
+using ArgumentBuffer = std::array<wchar_t, argumentCapacity>;
 
 constexpr std::uint32_t deviceObtained = 1;
 
@@ -38,12 +38,12 @@ public:
     DeviceListText(const DeviceListText&) = delete;
     DeviceListText& operator=(const DeviceListText&) = delete;
 
-    WCHAR** Receive() { return &m_text; }
-    const WCHAR* Get() const { return m_text; }
+    wchar_t** Receive() { return &m_text; }
+    const wchar_t* Get() const { return m_text; }
 
 private:
     const KELVFindwellLibrary& m_library;
-    WCHAR* m_text = nullptr;
+    wchar_t* m_text = nullptr;
 };
 
 bool Fail(const char* message)
@@ -52,7 +52,7 @@ bool Fail(const char* message)
     return false;
 }
 
-ArgumentBuffer Argument(WideView text)
+ArgumentBuffer Argument(std::wstring_view text)
 {
     ArgumentBuffer buffer{};
     std::ranges::copy(text.substr(0, argumentCapacity - 1), buffer.begin());
@@ -73,8 +73,8 @@ bool StoredUiModeSkipsDialog(const AgentOptions& options)
 
 /// Asks the library in the one way that the options name.
 bool ObtainDevice(
-    const AgentOptions& options, const KELVFindwellLibrary& library, const WCHAR* filterText, std::uint32_t& resultCode,
-    DeviceListText& deviceList)
+    const AgentOptions& options, const KELVFindwellLibrary& library, const wchar_t* filterText,
+    std::uint32_t& resultCode, DeviceListText& deviceList)
 {
     if (options.PropertiesWanted() && library.ShowPropertiesUI() != nullptr)
     {
@@ -100,7 +100,7 @@ bool ObtainDevice(
     else
     {
         const ArgumentBuffer hiddenUiArgument = Argument(options.HiddenUiArgument());
-        const ArgumentBuffer community = Argument(OLESTR("LANTERN"));
+        const ArgumentBuffer community = Argument(L"LANTERN");
         if (library.GetDeviceInformation()(hiddenUiArgument.data(), deviceList.Receive(), community.data()) != 0)
             return Fail("\nGetDeviceInformation failed!\n");
     }
@@ -109,7 +109,7 @@ bool ObtainDevice(
 }
 
 bool ReadDeviceList(
-    const AgentOptions& options, std::uint32_t resultCode, const WCHAR* deviceListXml, XmlParsedDeviceList& device)
+    const AgentOptions& options, std::uint32_t resultCode, const wchar_t* deviceListXml, XmlParsedDeviceList& device)
 {
     if (deviceListXml == nullptr)
         return Fail("\ndeviceListXml is empty!\n");
@@ -152,9 +152,9 @@ constexpr RecordText recordTexts[] = {
 void FillFromRecord(XmlParsedDeviceList& device, const parsedMultiDeviceInfo& record)
 {
     for (const auto& [to, from] : recordTexts)
-        device.*to = from == nullptr ? _bstr_t(OLESTR("")) : record.*from;
+        device.*to = from == nullptr ? _bstr_t(L"") : record.*from;
     device.addressString = record.ipv6address.length() != 0 ? record.ipv6address : record.ipaddress;
-    device.isNetwork = record.iotype.View() == OLESTR("Network");
+    device.isNetwork = record.iotype.View() == L"Network";
     device.commentPresents = false;
     device.scannerPortPresents = true;
     device.userLocationPresents = false;
@@ -194,7 +194,7 @@ bool Run()
         return Fail("\nXmlGenerateFilterText failed!\n");
     if (options.DeviceListMode() && !deviceInfoParsed)
         return Fail("The device information in /devicelist mode not parsed.");
-    AgentLogger().WriteLine("\ncontentFilterOption: \n%S\n", static_cast<const WCHAR*>(filterText));
+    AgentLogger().WriteLine("\ncontentFilterOption: \n%S\n", static_cast<const wchar_t*>(filterText));
 
     std::uint32_t resultCode = 0;
     DeviceListText deviceList(library);

@@ -18,7 +18,7 @@ public:
     SingleInstance()
         : m_mapping(::CreateFileMappingW(
               INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
-              OLESTR("{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}"))),
+              L"{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}")),
           m_creationError(::GetLastError())
     {
         if (m_mapping != nullptr)
@@ -61,26 +61,26 @@ private:
 };
 
 /// The version of the program's own file, its last number left out; empty when it cannot be read.
-WideText ProgramVersion()
+std::wstring ProgramVersion()
 {
-    const ResourceLocationWide file = ModuleFileLocation<WCHAR>();
+    const ResourceLocationWide file = ModuleFileLocation<wchar_t>();
     const DWORD size = ::GetFileVersionInfoSizeW(file.Text(), nullptr);
     MemoryArray<MemoryPoolMalloc, unsigned char> information;
     void* block = nullptr;
     UINT length = 0;
     if (size == 0 || !information.Create(size) ||
         ::GetFileVersionInfoW(file.Text(), 0, size, information.Elements()) == 0 ||
-        ::VerQueryValueW(information.Elements(), OLESTR("\\"), &block, &length) == 0 || length == 0)
+        ::VerQueryValueW(information.Elements(), L"\\", &block, &length) == 0 || length == 0)
         return {};
     const auto& version = *static_cast<const VS_FIXEDFILEINFO*>(block);
-    return Format<WCHAR>(
+    return Format<wchar_t>(
         "%d.%02d.%02d", HIWORD(version.dwFileVersionMS), LOWORD(version.dwFileVersionMS),
         HIWORD(version.dwFileVersionLS));
 }
 
 void LogVersion()
 {
-    if (const WideText version = ProgramVersion(); !version.empty())
+    if (const std::wstring version = ProgramVersion(); !version.empty())
         ClientLogger().WriteLine("ScanKELV version %S", version.c_str());
     else
         ClientLogger().WriteLine("ScanKELV version UNKNOWN!");

@@ -18,8 +18,8 @@ constexpr std::size_t addressCapacity = 256; // characters, the terminator count
 constexpr DWORD pollInterval = 200;          // milliseconds
 
 // A stored text may fill its 256 characters without a terminator: there is one more for it.
-using StoredAddress = std::array<WCHAR, addressCapacity + 1>;
-using QueriedAddress = std::array<WCHAR, addressCapacity>;
+using StoredAddress = std::array<wchar_t, addressCapacity + 1>;
+using QueriedAddress = std::array<wchar_t, addressCapacity>;
 
 enum OnlineStatus : DWORD
 {
@@ -51,17 +51,17 @@ void WriteLineInTurn(TextFormat<Args...> format, const Args&... arguments)
 
 struct PatchedValue
 {
-    const WCHAR* name;
+    const wchar_t* name;
     QueriedAddress QueryAnswer::*text;
     bool networkOnly;
 };
 constexpr PatchedValue patchedValues[] = {
-    {OLESTR("Address"), &QueryAnswer::queriedAddress, false},
-    {OLESTR("Address2"), &QueryAnswer::queriedAddress, true},
-    {OLESTR("MACAddress"), &QueryAnswer::queriedMacAddress, false},
+    {L"Address", &QueryAnswer::queriedAddress, false},
+    {L"Address2", &QueryAnswer::queriedAddress, true},
+    {L"MACAddress", &QueryAnswer::queriedMacAddress, false},
 };
 
-StoredAddress ReadAddress(CrossProductStorage& storage, const WCHAR* name)
+StoredAddress ReadAddress(CrossProductStorage& storage, const wchar_t* name)
 {
     constexpr StoredAddress none{'0'};
     StoredAddress text = none;
@@ -78,15 +78,15 @@ void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
     };
     AgentLogger().WriteLine(
         "patch device addresses %ws, %ws", answer.queriedAddress.data(), answer.queriedMacAddress.data());
-    patch([&storage](const WCHAR* name, const WCHAR* text) { storage.SetString(name, text); });
+    patch([&storage](const wchar_t* name, const wchar_t* text) { storage.SetString(name, text); });
     ProfileFileWide wiaStorage(WiaConfigLocationWide());
     if (wiaStorage.IsValid())
-        patch([&wiaStorage](const WCHAR* name, const WCHAR* text) { wiaStorage.SetString(OLESTR("IO"), name, text); });
+        patch([&wiaStorage](const wchar_t* name, const wchar_t* text) { wiaStorage.SetString(L"IO", name, text); });
     else
         AgentLogger().WriteLine("WIA storage invalid");
 }
 
-void StoreAnswer(const WCHAR* productName, bool isNetwork)
+void StoreAnswer(const wchar_t* productName, bool isNetwork)
 {
     CrossProductStorage storage;
     TwainStorageOpenWrite(storage, productName);
@@ -111,11 +111,11 @@ void StoreAnswer(const WCHAR* productName, bool isNetwork)
 }
 
 /// Cut at 255 characters; a null text leaves the buffer as it was.
-void Take(QueriedAddress& buffer, const WCHAR* text)
+void Take(QueriedAddress& buffer, const wchar_t* text)
 {
     if (text == nullptr)
         return;
-    const WideView given = WideView(text).substr(0, addressCapacity - 1);
+    const std::wstring_view given = std::wstring_view(text).substr(0, addressCapacity - 1);
     *std::ranges::copy(given, buffer.begin()).out = 0;
 }
 
@@ -130,13 +130,13 @@ void ResetOnlineTesting()
 void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& library)
 {
     AgentLogger().WriteLine("do Online testing");
-    const WCHAR* const productName = options.ProductName();
+    const wchar_t* const productName = options.ProductName();
     CrossProductStorage storage;
     TwainStorageOpenReadUser(storage, productName);
-    const StoredAddress address = ReadAddress(storage, OLESTR("Address"));
-    const StoredAddress macAddress = ReadAddress(storage, OLESTR("MACAddress"));
+    const StoredAddress address = ReadAddress(storage, L"Address");
+    const StoredAddress macAddress = ReadAddress(storage, L"MACAddress");
     DWORD connectionType = 0;
-    storage.GetULong(OLESTR("ConnectionType"), &connectionType);
+    storage.GetULong(L"ConnectionType", &connectionType);
     AgentLogger().WriteLine("original device addresses %S, %S", address.data(), macAddress.data());
 
     // What the answer leaves out stays as it was stored.
@@ -157,15 +157,15 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
 }
 
 std::uint32_t QueryDeviceAddressCallback(
-    const std::uint32_t* status, const std::uint32_t* change, const WCHAR* const* address,
-    const WCHAR* const* macAddress)
+    const std::uint32_t* status, const std::uint32_t* change, const wchar_t* const* address,
+    const wchar_t* const* macAddress)
 {
     const auto number = [](const std::uint32_t* given, std::uint32_t otherwise) {
         return given == nullptr ? otherwise : *given;
     };
-    const WCHAR* const addressText = address == nullptr ? nullptr : *address;
-    const WCHAR* const macAddressText = macAddress == nullptr ? nullptr : *macAddress;
-    const auto shown = [](const WCHAR* text) { return text == nullptr ? OLESTR("") : text; };
+    const wchar_t* const addressText = address == nullptr ? nullptr : *address;
+    const wchar_t* const macAddressText = macAddress == nullptr ? nullptr : *macAddress;
+    const auto shown = [](const wchar_t* text) { return text == nullptr ? L"" : text; };
     constexpr std::uint32_t notAnswered = 1;
     constexpr std::uint32_t notChanged = 2;
     const std::uint32_t statusValue = number(status, notAnswered);

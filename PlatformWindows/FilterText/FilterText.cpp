@@ -25,31 +25,31 @@ struct VaryingTexts
 
 struct FilterElement
 {
-    const WCHAR* name;
-    std::variant<const WCHAR*, _bstr_t VaryingTexts::*> text;
+    const wchar_t* name;
+    std::variant<const wchar_t*, _bstr_t VaryingTexts::*> text;
 };
 constexpr FilterElement filterElements[] = {
-    {OLESTR("xmldevicepath"), &VaryingTexts::path},
-    {OLESTR("iprangepath"), &VaryingTexts::path},
-    {OLESTR("dialogmode"), &VaryingTexts::dialogMode},
-    {OLESTR("snmp_community_key"), OLESTR("LANTERN")},
-    {OLESTR("vendor"), &VaryingTexts::vendor},
-    {OLESTR("appname"), &VaryingTexts::productName},
-    {OLESTR("iotype"), OLESTR("All")},
-    {OLESTR("iodetail"), OLESTR("scan")},
-    {OLESTR("updateonselect"), OLESTR("0")},
-    {OLESTR("searchusbscanner"), OLESTR("1")},
-    {OLESTR("dialogcaption"), OLESTR("Available Scan")},
-    {OLESTR("codejock"), OLESTR("KELV.cjstyles")},
-    {OLESTR("properties"), &VaryingTexts::properties},
+    {L"xmldevicepath", &VaryingTexts::path},
+    {L"iprangepath", &VaryingTexts::path},
+    {L"dialogmode", &VaryingTexts::dialogMode},
+    {L"snmp_community_key", L"LANTERN"},
+    {L"vendor", &VaryingTexts::vendor},
+    {L"appname", &VaryingTexts::productName},
+    {L"iotype", L"All"},
+    {L"iodetail", L"scan"},
+    {L"updateonselect", L"0"},
+    {L"searchusbscanner", L"1"},
+    {L"dialogcaption", L"Available Scan"},
+    {L"codejock", L"KELV.cjstyles"},
+    {L"properties", &VaryingTexts::properties},
 };
 
-constexpr const WCHAR* dialogModes[] = {
-    OLESTR("0"), OLESTR("1"), OLESTR("2"), OLESTR("3"), OLESTR("4"), OLESTR("5"),
+constexpr const wchar_t* dialogModes[] = {
+    L"0", L"1", L"2", L"3", L"4", L"5",
 };
 
 /// The digit of a mode; of the mode that the agent passes for one that there is not.
-const WCHAR* DialogModeText(tagDialogMode mode)
+const wchar_t* DialogModeText(tagDialogMode mode)
 {
     const auto index = static_cast<std::size_t>(mode);
     return index < std::size(dialogModes) ? dialogModes[index] : dialogModes[DialogMode5];
@@ -65,24 +65,24 @@ bool XmlGenerateFilterText(
     if (!XmlOpenDocument(document))
         return false;
     XmlAddDeclaration(document);
-    const XmlElement option = XmlCreateElement(document, OLESTR("option"));
+    const XmlElement option = XmlCreateElement(document, L"option");
     const _bstr_t productName = options.ProductName();
     const VaryingTexts varying = {
-        .path = OLESTR("ScanKELV-") + productName,
+        .path = L"ScanKELV-" + productName,
         .dialogMode = DialogModeText(mode),
         .vendor = options.VendorName(),
         .productName = productName,
-        .properties = options.PropertiesUI() != 0 ? OLESTR("1") : OLESTR("0"),
+        .properties = options.PropertiesUI() != 0 ? L"1" : L"0",
     };
     for (const auto& [name, text] : filterElements)
     {
-        const auto* const fixedText = std::get_if<const WCHAR*>(&text);
+        const auto* const fixedText = std::get_if<const wchar_t*>(&text);
         _bstr_t content = fixedText != nullptr ? _bstr_t(*fixedText) : varying.*std::get<1>(text);
         XmlAddTextElement(document, option, name, std::move(content));
     }
 
     LoggerTypeAbstract& log = AgentLogger();
-    const auto addRecords = [&](const WCHAR* recordPath) {
+    const auto addRecords = [&](const wchar_t* recordPath) {
         XmlOptionAddDeviceListMultiSelect(options, document, option, recordPath, device, deviceInfoParsed);
     };
     if (options.DeviceListMode())

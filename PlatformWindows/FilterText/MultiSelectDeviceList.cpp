@@ -18,30 +18,30 @@ using Info = parsedMultiDeviceInfo;
 
 struct RecordElement
 {
-    const WCHAR* name;
+    const wchar_t* name;
     _bstr_t Info::*text; ///< a null text gives an element without content
-    const WCHAR* nameWithPropertiesUI = nullptr;
+    const wchar_t* nameWithPropertiesUI = nullptr;
 };
 constexpr RecordElement recordElements[] = {
-    {OLESTR("ipv6address"), &Info::ipv6address},
-    {OLESTR("ipaddress"), &Info::ipaddress},
-    {OLESTR("devicepath"), &Info::devicepath},
-    {OLESTR("iotype"), &Info::iotype},
-    {OLESTR("deviceid"), &Info::deviceid},
-    {OLESTR("devicename"), &Info::devicename},
-    {OLESTR("ext"), &Info::ext},
-    {OLESTR("hostname"), &Info::hostname},
-    {OLESTR("location"), &Info::location, OLESTR("userlocation")},
-    {OLESTR("macaddress"), &Info::macaddress},
-    {OLESTR("modelname"), &Info::modelname},
-    {OLESTR("drivername"), &Info::drivername},
-    {OLESTR("printername"), &Info::printername},
-    {OLESTR("vendor"), &Info::vendor},
-    {OLESTR("pid"), &Info::pid},
-    {OLESTR("port"), &Info::port},
-    {OLESTR("productname"), &Info::productname},
-    {OLESTR("systemdevicename"), &Info::systemdevicename},
-    {OLESTR("vid"), &Info::vid},
+    {L"ipv6address", &Info::ipv6address},
+    {L"ipaddress", &Info::ipaddress},
+    {L"devicepath", &Info::devicepath},
+    {L"iotype", &Info::iotype},
+    {L"deviceid", &Info::deviceid},
+    {L"devicename", &Info::devicename},
+    {L"ext", &Info::ext},
+    {L"hostname", &Info::hostname},
+    {L"location", &Info::location, L"userlocation"},
+    {L"macaddress", &Info::macaddress},
+    {L"modelname", &Info::modelname},
+    {L"drivername", &Info::drivername},
+    {L"printername", &Info::printername},
+    {L"vendor", &Info::vendor},
+    {L"pid", &Info::pid},
+    {L"port", &Info::port},
+    {L"productname", &Info::productname},
+    {L"systemdevicename", &Info::systemdevicename},
+    {L"vid", &Info::vid},
 };
 
 /// Null are only the IPv6 address of a device that has none, and the port of one that is not local.
@@ -61,7 +61,7 @@ Info DescribeRecord(const StoredValues& values)
         .drivername = model,
         .ext = _bstr_t(values.extDeviceIdString),
         .hostname = hostName,
-        .iotype = values.connectionTypeDWORD == 1 ? OLESTR("Network") : OLESTR("Local"),
+        .iotype = values.connectionTypeDWORD == 1 ? L"Network" : L"Local",
         .ipaddress = isLocal ? port : address,
         .ipv6address = isIpv6 ? address : _bstr_t(),
         .isDefault = values.defaultDeviceDWORD == 1,
@@ -72,7 +72,7 @@ Info DescribeRecord(const StoredValues& values)
         .pid = _bstr_t(values.pidString),
         .port = isLocal ? port : _bstr_t(),
         .printername = model,
-        .productname = vendor + OLESTR(" ") + model,
+        .productname = vendor + L" " + model,
         .systemdevicename = _bstr_t(values.systemDeviceNameString),
         .vendor = vendor,
         .vid = _bstr_t(values.vidString),
@@ -82,7 +82,7 @@ Info DescribeRecord(const StoredValues& values)
 } // namespace
 
 void XmlOptionAddDeviceListMultiSelect(
-    const AgentOptions& options, const XmlDocument& document, const XmlElement& option, const WCHAR* recordPath,
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& option, const wchar_t* recordPath,
     parsedMultiDeviceInfo& device, bool& deviceInfoParsed)
 {
     deviceInfoParsed = false;
@@ -128,7 +128,7 @@ void XmlAddMultiSelectDevice(
     for (const auto& [plainName, member, nameWithPropertiesUI] : recordElements)
     {
         const bool renamed = nameWithPropertiesUI != nullptr && options.PropertiesUI() != 0;
-        const WCHAR* const name = renamed ? nameWithPropertiesUI : plainName;
+        const wchar_t* const name = renamed ? nameWithPropertiesUI : plainName;
         if (const _bstr_t& text = device.*member; text.IsNull())
             XmlAddEmptyElement(document, element, name);
         else

@@ -15,7 +15,7 @@ namespace scankelv
 /// @param deviceInfoParsed  whether there was a record
 /// @throws XmlError when the document model itself fails
 void XmlOptionAddDeviceListMultiSelect(
-    const AgentOptions& options, const XmlDocument& document, const XmlElement& option, const WCHAR* recordPath,
+    const AgentOptions& options, const XmlDocument& document, const XmlElement& option, const wchar_t* recordPath,
     parsedMultiDeviceInfo& device, bool& deviceInfoParsed);
 
 /// Reads one record and fills the device element from it.

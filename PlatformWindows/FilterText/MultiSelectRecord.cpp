@@ -2,19 +2,23 @@
 
 #include "DriverStorages.h"
 #include "Loggers.h"
+#include "RecordPath.h"
+
+#include <algorithm>
 
 namespace scankelv
 {
 
 bool OpenRecord(
-    CrossProductStorage& storage, const WCHAR* recordPath, unsigned short number, const RecordMessages& messages)
+    CrossProductStorage& storage, const wchar_t* recordPath, unsigned short number, const RecordMessages& messages)
 {
-    WCHAR path[4096];
-    const std::size_t length = FormatInto<WCHAR>(path, "%ws\\Printer%03hu", recordPath, number);
-    const WCHAR* const text = path;
-    AgentLogger().WriteLine(messages.tryToOpen, text);
-    // A cut path would name another key, the same for every number.
-    const bool opened = length < std::size(path) && MultiSelectStorageOpenRead(storage, text);
+    constexpr std::size_t longestPath = 4095;
+    std::wstring path = RecordPath(recordPath, number);
+    // A cut path would name another key, the same for every number: it is shown, but not opened.
+    const bool whole = path.size() <= longestPath;
+    path.resize(std::min(path.size(), longestPath));
+    AgentLogger().WriteLine(messages.tryToOpen, path.c_str());
+    const bool opened = whole && MultiSelectStorageOpenRead(storage, path.c_str());
     if (!opened)
         AgentLogger().WriteLine(messages.openFailed);
     return opened;

@@ -1,8 +1,8 @@
 // Where the records of several devices are.
 #pragma once
 
+#include "CodePage.h"
 #include "CrossProductStorage.h"
-#include "TextFormat.h"
 
 namespace scankelv
 {
@@ -13,7 +13,7 @@ inline constexpr unsigned short recordLimit = 1000;
 /// The two lines that an opening may write.
 struct RecordMessages
 {
-    CheckedFormat<const WCHAR*> tryToOpen;
+    CheckedFormat<const wchar_t*> tryToOpen;
     CheckedFormat<> openFailed;
 };
 
@@ -21,6 +21,6 @@ struct RecordMessages
 /// @param recordPath  registry path of all records, below the system hive; at most 4095 characters of a record's own
 /// path are used
 bool OpenRecord(
-    CrossProductStorage& storage, const WCHAR* recordPath, unsigned short number, const RecordMessages& messages);
+    CrossProductStorage& storage, const wchar_t* recordPath, unsigned short number, const RecordMessages& messages);
 
 } // namespace scankelv

@@ -14,22 +14,22 @@ constexpr RecordMessages messages = {"\ntry to open %ws", "MultiSelectStorageOpe
 
 } // namespace
 
-bool XmlGeneratePrinterPortData(_bstr_t& portData, const WCHAR* recordPath)
+bool XmlGeneratePrinterPortData(_bstr_t& portData, const wchar_t* recordPath)
 {
     XmlDocument document;
     if (!XmlOpenDocument(document))
         return false;
-    const XmlElement ports = XmlCreateElement(document, OLESTR("ports"));
+    const XmlElement ports = XmlCreateElement(document, L"ports");
     unsigned short found = 0;
     for (; found < recordLimit; ++found)
     {
         CrossProductStorage record;
         if (!OpenRecord(record, recordPath, found, messages))
             break;
-        WideText address;
-        ReadStoredText(record, OLESTR("Address"), shortCapacity, address);
+        std::wstring address;
+        ReadStoredText(record, L"Address", shortCapacity, address);
         AgentLogger().WriteLine("addressString: %ws", address);
-        XmlAddTextElement(document, ports, OLESTR("port"), _bstr_t(address));
+        XmlAddTextElement(document, ports, L"port", _bstr_t(address));
     }
     if (found == 0)
     {

@@ -10,6 +10,6 @@ namespace scankelv
 /// @param recordPath  registry path of the records, below the system hive
 /// @return false when there is no record, or after a report when no document can be had
 /// @throws XmlError when the document model itself fails
-bool XmlGeneratePrinterPortData(_bstr_t& portData, const WCHAR* recordPath);
+bool XmlGeneratePrinterPortData(_bstr_t& portData, const wchar_t* recordPath);
 
 } // namespace scankelv

@@ -20,7 +20,7 @@ public:
 
     void Read(const StoredValue& row, const TextField& field)
     {
-        WideText& text = m_values.*field.member;
+        std::wstring& text = m_values.*field.member;
         ReadStoredText(m_storage, row.name, field.capacity, text);
         m_log.WriteLine("%s: %ws", row.label, text);
     }
@@ -42,8 +42,8 @@ public:
         if (!m_storage.GetULong(row.name, &number))
             return;
         LogBothWays(row.label, number);
-        WideText& text = m_values.*field.member;
-        text = Format<WCHAR>("0x%lx", number);
+        std::wstring& text = m_values.*field.member;
+        text = Format<wchar_t>("0x%lx", number);
         m_log.WriteLine("%s: %ws", field.textLabel, text);
     }
 
@@ -66,10 +66,10 @@ void ReadStoredValues(CrossProductStorage& storage, ValueOf list, StoredValues& 
             std::visit([&](const auto& field) { reader.Read(row, field); }, row.field);
 }
 
-bool ReadStoredText(CrossProductStorage& storage, const WCHAR* name, DWORD capacity, WideText& text)
+bool ReadStoredText(CrossProductStorage& storage, const wchar_t* name, DWORD capacity, std::wstring& text)
 {
     // A buffer of its own: a failed read may leave anything in it.
-    WCHAR stored[longCapacity] = {};
+    wchar_t stored[longCapacity] = {};
     if (!storage.GetString(name, stored, capacity))
         return false;
     stored[capacity - 1] = 0;

@@ -1,5 +1,6 @@
 #include "TwainStorageDeviceList.h"
 
+#include "AsciiCase.h"
 #include "DeviceXml.h"
 #include "DriverStorages.h"
 #include "Loggers.h"
@@ -12,41 +13,41 @@ namespace
 
 struct CurrentDevice : StoredValues
 {
-    WideText ipAddress;
-    WideText ioType;
+    std::wstring ipAddress;
+    std::wstring ioType;
 };
 
 struct DeviceElement
 {
-    const WCHAR* name;
-    WideText CurrentDevice::*text;
+    const wchar_t* name;
+    std::wstring CurrentDevice::*text;
 };
 constexpr DeviceElement deviceElements[] = {
-    {OLESTR("ipaddress"), &CurrentDevice::ipAddress},
-    {OLESTR("devicepath"), &CurrentDevice::addressString},
-    {OLESTR("comment"), &CurrentDevice::commentString},
-    {OLESTR("iotype"), &CurrentDevice::ioType},
-    {OLESTR("deviceid"), &CurrentDevice::deviceIdString},
-    {OLESTR("ext"), &CurrentDevice::extDeviceIdString},
-    {OLESTR("hostname"), &CurrentDevice::hostNameString},
-    {OLESTR("location"), &CurrentDevice::locationString},
-    {OLESTR("userlocation"), &CurrentDevice::locationString},
-    {OLESTR("macaddress"), &CurrentDevice::macAddressString},
-    {OLESTR("modelname"), &CurrentDevice::mdlString},
-    {OLESTR("devicename"), &CurrentDevice::deviceNameString},
-    {OLESTR("vendor"), &CurrentDevice::mfgString},
-    {OLESTR("pid"), &CurrentDevice::pidString},
-    {OLESTR("port"), &CurrentDevice::portNameString},
-    {OLESTR("productname"), &CurrentDevice::productNameString},
-    {OLESTR("serialnumber"), &CurrentDevice::serialNumberString},
-    {OLESTR("systemdevicename"), &CurrentDevice::systemDeviceNameString},
-    {OLESTR("vid"), &CurrentDevice::vidString},
+    {L"ipaddress", &CurrentDevice::ipAddress},
+    {L"devicepath", &CurrentDevice::addressString},
+    {L"comment", &CurrentDevice::commentString},
+    {L"iotype", &CurrentDevice::ioType},
+    {L"deviceid", &CurrentDevice::deviceIdString},
+    {L"ext", &CurrentDevice::extDeviceIdString},
+    {L"hostname", &CurrentDevice::hostNameString},
+    {L"location", &CurrentDevice::locationString},
+    {L"userlocation", &CurrentDevice::locationString},
+    {L"macaddress", &CurrentDevice::macAddressString},
+    {L"modelname", &CurrentDevice::mdlString},
+    {L"devicename", &CurrentDevice::deviceNameString},
+    {L"vendor", &CurrentDevice::mfgString},
+    {L"pid", &CurrentDevice::pidString},
+    {L"port", &CurrentDevice::portNameString},
+    {L"productname", &CurrentDevice::productNameString},
+    {L"serialnumber", &CurrentDevice::serialNumberString},
+    {L"systemdevicename", &CurrentDevice::systemDeviceNameString},
+    {L"vid", &CurrentDevice::vidString},
 };
 
 struct OptionFallback
 {
-    WideText CurrentDevice::*text;
-    const WCHAR* (AgentOptions::*option)() const; ///< may give null
+    std::wstring CurrentDevice::*text;
+    const wchar_t* (AgentOptions::*option)() const; ///< may give null
 };
 constexpr OptionFallback optionFallbacks[] = {
     {&CurrentDevice::mdlString, &AgentOptions::ModelName},
@@ -56,7 +57,7 @@ constexpr OptionFallback optionFallbacks[] = {
     {&CurrentDevice::vidString, &AgentOptions::VendorId},
 };
 
-const WCHAR* const network = OLESTR("Network");
+const wchar_t* const network = L"Network";
 
 /// Presets every text that the current device has, and its connection type, from the first device of device.xml. No
 /// file, a broken one, or no document at all leaves the values as they are.
@@ -67,14 +68,14 @@ void PresetFromDeviceXml(StoredValues& values)
     if (path.IsEmpty() || !document)
         return;
     XmlLoadFile(document, path.Text());
-    const XmlNode device = XmlFirstOf(document.Get(), OLESTR("/devicelist/device"));
+    const XmlNode device = XmlFirstOf(document.Get(), L"/devicelist/device");
     if (!device)
         return;
     for (const StoredValue& row : storedValues)
         if (const auto* const field = std::get_if<TextField>(&row.field);
             field != nullptr && row.BelongsTo(ValueOf::CurrentDevice))
             values.*field->member = XmlChildText(device, row.name).View().substr(0, field->capacity - 1);
-    const _bstr_t connectionType = XmlChildText(device, OLESTR("ConnectionType"));
+    const _bstr_t connectionType = XmlChildText(device, L"ConnectionType");
     values.connectionTypeDWORD = EqualsIgnoringAsciiCase(connectionType.View(), network) ? 1 : 0;
 }
 
@@ -82,14 +83,14 @@ void PresetFromDeviceXml(StoredValues& values)
 
 XmlElement XmlCreateDeviceListElement(const XmlDocument& document)
 {
-    XmlElement list = XmlCreateElement(document, OLESTR("devicelist"));
-    XmlSetAttribute(list, OLESTR("version"), OLESTR("1.0.1"));
+    XmlElement list = XmlCreateElement(document, L"devicelist");
+    XmlSetAttribute(list, L"version", L"1.0.1");
     return list;
 }
 
 XmlElement XmlCreateDeviceElement(const XmlDocument& document)
 {
-    return XmlCreateElement(document, OLESTR("device"));
+    return XmlCreateElement(document, L"device");
 }
 
 void XmlOptionAddDeviceListSingleSelect(
@@ -131,12 +132,12 @@ bool XmlAddTwainStorageDevice(
     }
 
     values.ipAddress = isLocal ? values.portNameString : values.addressString;
-    values.ioType = isLocal ? OLESTR("Local") : network;
+    values.ioType = isLocal ? L"Local" : network;
     // Before the options stand in for the model: the name of a device is never a configured one.
     if (values.deviceNameString.empty() && isLocal)
         values.deviceNameString = values.mdlString;
     for (const auto& [text, option] : optionFallbacks)
-        if (const WCHAR* const configured = (options.*option)(); (values.*text).empty() && configured != nullptr)
+        if (const wchar_t* const configured = (options.*option)(); (values.*text).empty() && configured != nullptr)
             values.*text = configured;
 
     for (const auto& [name, text] : deviceElements)

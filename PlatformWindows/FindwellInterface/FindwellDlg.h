@@ -11,10 +11,10 @@ class IAppHandler
 public:
     /// Whether the application may take the device. @param deviceXml  a device list with this one device, terminated
     /// @return 1 to accept, 0 to refuse
-    virtual std::uint32_t CheckDevice(const WCHAR* deviceXml, const void* unused) = 0;
+    virtual std::uint32_t CheckDevice(const wchar_t* deviceXml, const void* unused) = 0;
     virtual void Notify(std::uint32_t) {}
     /// An event of the dialog. @param out  what the library is to do, 0 for its default
-    virtual std::uint32_t HandleEvent(const WCHAR* /*eventName*/, std::uint32_t, std::uint32_t, std::uint32_t* out)
+    virtual std::uint32_t HandleEvent(const wchar_t* /*eventName*/, std::uint32_t, std::uint32_t, std::uint32_t* out)
     {
         *out = 0;
         return 1;
@@ -28,26 +28,26 @@ extern "C" {
 /// What QueryDeviceAddress reports: status 0 means that the device answered, then the texts (at most 255 characters)
 /// are its present addresses; change 0 or 1 means that they changed. May come from any thread; returns 0.
 using QueryDeviceAddressCallbackFunction = std::uint32_t(
-    const std::uint32_t* status, const std::uint32_t* change, const WCHAR* const* address,
-    const WCHAR* const* macAddress);
+    const std::uint32_t* status, const std::uint32_t* change, const wchar_t* const* address,
+    const wchar_t* const* macAddress);
 
 /// Searches and lets the user choose. Result code 1: a device was chosen, anything else: cancelled. languageCode is
 /// 8-bit and may be null. The list text is released by FreeDeviceList. Returns 0 for success.
 using GetDeviceList_LCodeFunction = std::uint32_t(
-    std::uint32_t zero, const char* languageCode, const WCHAR* filterText, std::uint32_t* resultCode, WCHAR** listText,
-    IAppHandler* handler);
+    std::uint32_t zero, const char* languageCode, const wchar_t* filterText, std::uint32_t* resultCode,
+    wchar_t** listText, IAppHandler* handler);
 /// Describes one device without a dialog. Returns 0 for success.
 using GetDeviceInformationFunction =
-    std::uint32_t(const WCHAR* hiddenUiArgument, WCHAR** listText, const WCHAR* community);
+    std::uint32_t(const wchar_t* hiddenUiArgument, wchar_t** listText, const wchar_t* community);
 /// Shows the properties of the filter's device. Returns 0 for success.
-using ShowPropertiesUIFunction = std::uint32_t(const WCHAR* filterText, WCHAR** listText, std::uint32_t zero);
+using ShowPropertiesUIFunction = std::uint32_t(const wchar_t* filterText, wchar_t** listText, std::uint32_t zero);
 /// Merges the filter's devices into the library's own list. Returns 0 for failure.
-using MergeDevicelistXMLFunction = std::uint32_t(const WCHAR* filterText);
+using MergeDevicelistXMLFunction = std::uint32_t(const wchar_t* filterText);
 /// Asks for the device's present addresses. On 0 the callback comes exactly once.
 using QueryDeviceAddressFunction = std::uint32_t(
-    const WCHAR* address, const WCHAR* macAddress, QueryDeviceAddressCallbackFunction* callback,
-    const WCHAR* productName, const WCHAR* vendorName);
+    const wchar_t* address, const wchar_t* macAddress, QueryDeviceAddressCallbackFunction* callback,
+    const wchar_t* productName, const wchar_t* vendorName);
 /// Releases a list text and makes the pointer null.
-using FreeDeviceListFunction = std::uint32_t(WCHAR** listText);
+using FreeDeviceListFunction = std::uint32_t(wchar_t** listText);
 
 } // extern "C"

@@ -1,5 +1,7 @@
 #include "AgentOptions.h"
 
+#include "AsciiCase.h"
+#include "CommandLine.h"
 #include "FolderOperations.h"
 #include "Loggers.h"
 #include "ProfileFile.h"
@@ -19,11 +21,11 @@ namespace
 
 constexpr UINT inconsistentSettings = 3; // exit code
 
-const WCHAR* const settingsSection = OLESTR("Settings");
-constexpr const WCHAR* defaultProductName = OLESTR("Quellon Generic Scan Driver");
-constexpr const WCHAR* defaultVendorName = OLESTR("Quellon");
+const wchar_t* const settingsSection = L"Settings";
+constexpr const wchar_t* defaultProductName = L"Quellon Generic Scan Driver";
+constexpr const wchar_t* defaultVendorName = L"Quellon";
 
-const WCHAR* TextOr(const std::optional<WideText>& text, const WCHAR* otherwise)
+const wchar_t* TextOr(const std::optional<std::wstring>& text, const wchar_t* otherwise)
 {
     return text ? text->c_str() : otherwise;
 }
@@ -35,63 +37,15 @@ bool GoesOnAfter(const char* message)
     return !std::string_view(message).starts_with("FATAL:");
 }
 
-/// One command as it stands on the line; both texts point into it.
-struct Command
-{
-    WideView name;
-    std::optional<WideView> argument; ///< none: the name ends the line
-};
-
-/// Takes the commands off a raw command line, one by one. Only "/", blank and double quote mean anything.
-class CommandScanner
-{
-public:
-    explicit CommandScanner(WideView line) : m_rest(line) {}
-
-    std::optional<Command> Next()
-    {
-        const std::size_t slash = m_rest.find(OLESTR('/'));
-        if (slash == WideView::npos)
-            return std::nullopt;
-        Command command;
-        m_rest.remove_prefix(slash + 1);
-        command.name = TakeUntil(OLESTR(' '));
-        if (m_rest.empty())
-            return command;
-        m_rest.remove_prefix(std::min(m_rest.find_first_not_of(OLESTR(' ')), m_rest.size()));
-        if (m_rest.starts_with(OLESTR('"')))
-        {
-            m_rest.remove_prefix(1);
-            command.argument = TakeUntil(OLESTR('"'));
-        }
-        else if (m_rest.starts_with(OLESTR('/')))
-            command.argument = WideView();
-        else
-            command.argument = TakeUntil(OLESTR(' '));
-        return command;
-    }
-
-private:
-    // The ending character itself stays in the rest.
-    WideView TakeUntil(WCHAR end)
-    {
-        const WideView taken = m_rest.substr(0, m_rest.find(end));
-        m_rest.remove_prefix(taken.size());
-        return taken;
-    }
-
-    WideView m_rest;
-};
-
 } // namespace
 
 class AgentOptionsBuilder
 {
 public:
-    static std::optional<AgentOptions> Build(const WCHAR* settingsPath, const WCHAR* commandLine)
+    static std::optional<AgentOptions> Build(const wchar_t* settingsPath, const wchar_t* commandLine)
     {
         AgentOptions options;
-        options.suift = OLESTR("0");
+        options.suift = L"0";
         if (!ReadSettings(options, settingsPath))
             return std::nullopt;
         ApplyCommandLine(options, commandLine);
@@ -105,61 +59,59 @@ private:
 
     struct SettingsKey
     {
-        const WCHAR* key;
+        const wchar_t* key;
         std::variant<Text AgentOptions::*, DWORD AgentOptions::*> field;
         const char* whenAbsent;
     };
     static constexpr SettingsKey settingsKeys[] = {
-        {OLESTR("ProductName"), &AgentOptions::productName,
-         "FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini."},
-        {OLESTR("LanguageCode"), &AgentOptions::languageCode, "LanguageCode absent in ScanKELV.ini."},
-        {OLESTR("VendorName"), &AgentOptions::vendorName, "VendorName absent in ScanKELV.ini."},
-        {OLESTR("ModelName"), &AgentOptions::modelName, "ModelName absent in ScanKELV.ini."},
-        {OLESTR("VendorId"), &AgentOptions::vendorId, "VendorId absent in ScanKELV.ini."},
-        {OLESTR("ProductId"), &AgentOptions::productId, "ProductId absent in ScanKELV.ini."},
-        {OLESTR("SUIFT"), &AgentOptions::suift, "SUIFT absent in ScanKELV.ini."},
-        {OLESTR("Mode"), &AgentOptions::gsdMode, "Mode absent in ScanKELV.ini."},
-        {OLESTR("CurrentDeviceFeature"), &AgentOptions::currentDeviceFeature,
-         "CurrentDeviceFeature absent in ScanKELV.ini."},
-        {OLESTR("PropertiesUI"), &AgentOptions::propertiesUI, "PropertiesUI absent in ScanKELV.ini."},
+        {L"ProductName", &AgentOptions::productName, "FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini."},
+        {L"LanguageCode", &AgentOptions::languageCode, "LanguageCode absent in ScanKELV.ini."},
+        {L"VendorName", &AgentOptions::vendorName, "VendorName absent in ScanKELV.ini."},
+        {L"ModelName", &AgentOptions::modelName, "ModelName absent in ScanKELV.ini."},
+        {L"VendorId", &AgentOptions::vendorId, "VendorId absent in ScanKELV.ini."},
+        {L"ProductId", &AgentOptions::productId, "ProductId absent in ScanKELV.ini."},
+        {L"SUIFT", &AgentOptions::suift, "SUIFT absent in ScanKELV.ini."},
+        {L"Mode", &AgentOptions::gsdMode, "Mode absent in ScanKELV.ini."},
+        {L"CurrentDeviceFeature", &AgentOptions::currentDeviceFeature, "CurrentDeviceFeature absent in ScanKELV.ini."},
+        {L"PropertiesUI", &AgentOptions::propertiesUI, "PropertiesUI absent in ScanKELV.ini."},
     };
 
     struct DefaultText
     {
         Text AgentOptions::*field;
-        const WCHAR* text;
+        const wchar_t* text;
     };
     static constexpr DefaultText withoutSettingsFile[] = {
         {&AgentOptions::productName, defaultProductName},
         {&AgentOptions::vendorName, defaultVendorName},
-        {&AgentOptions::vendorId, OLESTR("0")},
-        {&AgentOptions::productId, OLESTR("0")},
-        {&AgentOptions::gsdMode, OLESTR("1")},
-        {&AgentOptions::currentDeviceFeature, OLESTR("1")},
+        {&AgentOptions::vendorId, L"0"},
+        {&AgentOptions::productId, L"0"},
+        {&AgentOptions::gsdMode, L"1"},
+        {&AgentOptions::currentDeviceFeature, L"1"},
     };
 
     struct Keyword
     {
-        const WCHAR* name;
+        const wchar_t* name;
         std::variant<Text AgentOptions::*, bool AgentOptions::*> field;
-        const char* label;      ///< of the text logged afterwards; null: nothing is logged
-        const WCHAR* fixedText; ///< assigned whatever the argument is; null: the argument
+        const char* label;        ///< of the text logged afterwards; null: nothing is logged
+        const wchar_t* fixedText; ///< assigned whatever the argument is; null: the argument
     };
     static constexpr Keyword keywords[] = {
-        {OLESTR("M"), &AgentOptions::productName, "productName", nullptr},
-        {OLESTR("L"), &AgentOptions::languageCode, "languageCode", nullptr},
-        {OLESTR("V"), &AgentOptions::vendorName, "vendorName", nullptr},
-        {OLESTR("D"), &AgentOptions::modelName, "modelName", nullptr},
-        {OLESTR("VID"), &AgentOptions::vendorId, "vendorId", nullptr},
-        {OLESTR("PID"), &AgentOptions::productId, "productId", nullptr},
-        {OLESTR("MODE"), &AgentOptions::gsdMode, "gsdMode", nullptr},
-        {OLESTR("U"), &AgentOptions::suift, nullptr, OLESTR("1")},
-        {OLESTR("H"), &AgentOptions::hiddenUiArgument, "hiddenUiArgument", nullptr},
-        {OLESTR("More"), &AgentOptions::multiDeviceRegistryPath, "multiDeviceRegistryPath", nullptr},
-        {OLESTR("Q"), &AgentOptions::needQueryAddress, nullptr, nullptr},
-        {OLESTR("PROP"), &AgentOptions::propertiesRequested, nullptr, nullptr},
+        {L"M", &AgentOptions::productName, "productName", nullptr},
+        {L"L", &AgentOptions::languageCode, "languageCode", nullptr},
+        {L"V", &AgentOptions::vendorName, "vendorName", nullptr},
+        {L"D", &AgentOptions::modelName, "modelName", nullptr},
+        {L"VID", &AgentOptions::vendorId, "vendorId", nullptr},
+        {L"PID", &AgentOptions::productId, "productId", nullptr},
+        {L"MODE", &AgentOptions::gsdMode, "gsdMode", nullptr},
+        {L"U", &AgentOptions::suift, nullptr, L"1"},
+        {L"H", &AgentOptions::hiddenUiArgument, "hiddenUiArgument", nullptr},
+        {L"More", &AgentOptions::multiDeviceRegistryPath, "multiDeviceRegistryPath", nullptr},
+        {L"Q", &AgentOptions::needQueryAddress, nullptr, nullptr},
+        {L"PROP", &AgentOptions::propertiesRequested, nullptr, nullptr},
         // Logged under the name of the other path: readers of the log look for this line in both modes.
-        {OLESTR("devicelist"), &AgentOptions::deviceListRegistryPath, "multiDeviceRegistryPath", nullptr},
+        {L"devicelist", &AgentOptions::deviceListRegistryPath, "multiDeviceRegistryPath", nullptr},
     };
 
     /// What is to be said about a record, and when.
@@ -195,10 +147,10 @@ private:
     }
 
     /// @return false, the field as it was, when memory runs out
-    static bool Assign(Text& field, WideView text) noexcept
+    static bool Assign(Text& field, std::wstring_view text) noexcept
     try
     {
-        field = WideText(text);
+        field = std::wstring(text);
         return true;
     }
     catch (const std::bad_alloc&)
@@ -207,20 +159,20 @@ private:
     }
 
     /// @return false, the field as it was, for an absent key
-    static bool Read(ProfileFileWide& file, const WCHAR* key, Text& field)
+    static bool Read(ProfileFileWide& file, const wchar_t* key, Text& field)
     {
         ResourceLocationWide value;
         return file.GetString(settingsSection, key, value) && Assign(field, value.View());
     }
-    static bool Read(ProfileFileWide& file, const WCHAR* key, DWORD& field)
+    static bool Read(ProfileFileWide& file, const wchar_t* key, DWORD& field)
     {
         return file.GetULong(settingsSection, key, &field);
     }
 
-    static bool ReadSettings(AgentOptions& options, const WCHAR* settingsPath)
+    static bool ReadSettings(AgentOptions& options, const wchar_t* settingsPath)
     {
         ProfileFileWide file{ResourceLocationWide(settingsPath)};
-        if (!file.IsValid() || !PathExists<WCHAR>(settingsPath, false))
+        if (!file.IsValid() || !PathExists<wchar_t>(settingsPath, false))
         {
             AgentLogger().WriteLine("ScanKELV.ini not found. Initialize GSD mode defaults.");
             for (const auto& [field, text] : withoutSettingsFile)
@@ -235,14 +187,14 @@ private:
                 return false;
         }
 
-        if (!options.gsdMode && !Assign(options.gsdMode, OLESTR("0")))
+        if (!options.gsdMode && !Assign(options.gsdMode, L"0"))
             return GoesOnAfter("FATAL: error initializing Mode from ScanKELV.ini! Close programs to free memory.");
         if (!options.currentDeviceFeature)
-            Assign(options.currentDeviceFeature, OLESTR("1"));
+            Assign(options.currentDeviceFeature, L"1");
         return Consistent(options, settingsChecks);
     }
 
-    static void ApplyCommandLine(AgentOptions& options, const WCHAR* commandLine)
+    static void ApplyCommandLine(AgentOptions& options, const wchar_t* commandLine)
     {
         LoggerTypeAbstract& log = AgentLogger();
         log.WriteLine("command line: %S", commandLine);
@@ -292,7 +244,7 @@ private:
 const AgentOptions& AgentOptions::Instance()
 {
     static const AgentOptions options = [] {
-        const ResourceLocationWide settings = LocationOfModuleFile<WCHAR>(OLESTR("ScanKELV.ini"));
+        const ResourceLocationWide settings = LocationOfModuleFile<wchar_t>(L"ScanKELV.ini");
         std::optional<AgentOptions> built = Build(settings.Text(), ::GetCommandLineW());
         if (!built)
             ::ExitProcess(inconsistentSettings);
@@ -301,59 +253,59 @@ const AgentOptions& AgentOptions::Instance()
     return options;
 }
 
-std::optional<AgentOptions> AgentOptions::Build(const WCHAR* settingsPath, const WCHAR* commandLine)
+std::optional<AgentOptions> AgentOptions::Build(const wchar_t* settingsPath, const wchar_t* commandLine)
 {
     return AgentOptionsBuilder::Build(settingsPath, commandLine);
 }
 
-const WCHAR* AgentOptions::ProductName() const
+const wchar_t* AgentOptions::ProductName() const
 {
     return TextOr(productName, defaultProductName);
 }
 
 bool AgentOptions::IsDefaultProductName() const
 {
-    return WideView(ProductName()) == defaultProductName;
+    return std::wstring_view(ProductName()) == defaultProductName;
 }
 
-const WCHAR* AgentOptions::VendorName() const
+const wchar_t* AgentOptions::VendorName() const
 {
     return TextOr(vendorName, defaultVendorName);
 }
 
-const WCHAR* AgentOptions::VendorId() const
+const wchar_t* AgentOptions::VendorId() const
 {
     return TextOr(vendorId, nullptr);
 }
 
-const WCHAR* AgentOptions::ProductId() const
+const wchar_t* AgentOptions::ProductId() const
 {
     return TextOr(productId, nullptr);
 }
 
-const WCHAR* AgentOptions::ModelName() const
+const wchar_t* AgentOptions::ModelName() const
 {
     return TextOr(modelName, nullptr);
 }
 
-const WCHAR* AgentOptions::LanguageCode() const
+const wchar_t* AgentOptions::LanguageCode() const
 {
     return TextOr(languageCode, nullptr);
 }
 
-const WCHAR* AgentOptions::HiddenUiArgument() const
+const wchar_t* AgentOptions::HiddenUiArgument() const
 {
     return TextOr(hiddenUiArgument, nullptr);
 }
 
-const WCHAR* AgentOptions::MultiDeviceRegistryPath() const
+const wchar_t* AgentOptions::MultiDeviceRegistryPath() const
 {
-    return TextOr(multiDeviceRegistryPath, OLESTR(""));
+    return TextOr(multiDeviceRegistryPath, L"");
 }
 
-const WCHAR* AgentOptions::DeviceListRegistryPath() const
+const wchar_t* AgentOptions::DeviceListRegistryPath() const
 {
-    return TextOr(deviceListRegistryPath, OLESTR(""));
+    return TextOr(deviceListRegistryPath, L"");
 }
 
 bool AgentOptions::IsGsdMode() const

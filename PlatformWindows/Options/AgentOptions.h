@@ -1,7 +1,7 @@
 // PlatformWindows/Options: the record of one run, from the settings file and then from the command line.
 #pragma once
 
-#include "WideText.h"
+#include "CodePage.h"
 
 #include <optional>
 
@@ -29,18 +29,18 @@ public:
 
     /// Builds a record from a settings file (empty path: none) and a whole command line, program path included.
     /// @return nothing after the message of a FATAL condition
-    static std::optional<AgentOptions> Build(const WCHAR* settingsPath, const WCHAR* commandLine);
+    static std::optional<AgentOptions> Build(const wchar_t* settingsPath, const wchar_t* commandLine);
 
-    const WCHAR* ProductName() const; ///< never null
+    const wchar_t* ProductName() const; ///< never null
     bool IsDefaultProductName() const;
-    const WCHAR* VendorName() const; ///< never null
-    const WCHAR* VendorId() const;   ///< null when unset, like the four below
-    const WCHAR* ProductId() const;
-    const WCHAR* ModelName() const;
-    const WCHAR* LanguageCode() const;
-    const WCHAR* HiddenUiArgument() const;
-    const WCHAR* MultiDeviceRegistryPath() const; ///< empty when unset
-    const WCHAR* DeviceListRegistryPath() const;  ///< empty when unset
+    const wchar_t* VendorName() const; ///< never null
+    const wchar_t* VendorId() const;   ///< null when unset, like the four below
+    const wchar_t* ProductId() const;
+    const wchar_t* ModelName() const;
+    const wchar_t* LanguageCode() const;
+    const wchar_t* HiddenUiArgument() const;
+    const wchar_t* MultiDeviceRegistryPath() const; ///< empty when unset
+    const wchar_t* DeviceListRegistryPath() const;  ///< empty when unset
     bool NeedQueryAddress() const { return needQueryAddress; }
     DWORD PropertiesUI() const { return propertiesUI; }
     bool IsGsdMode() const;
@@ -53,7 +53,7 @@ public:
 
 private:
     friend class AgentOptionsBuilder;
-    using Text = std::optional<WideText>;
+    using Text = std::optional<std::wstring>;
 
     AgentOptions() = default;
 

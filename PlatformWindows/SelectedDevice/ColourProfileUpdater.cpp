@@ -15,21 +15,21 @@ constexpr std::size_t argumentCapacity = 1023;
 
 } // namespace
 
-bool StartColourProfileUpdater(const WCHAR* productName)
+bool StartColourProfileUpdater(const wchar_t* productName)
 {
     LoggerTypeAbstract& logger = AgentLogger();
-    const ResourceLocationWide updater = LocationOfModuleFile(OLESTR("Hueward.exe"));
+    const ResourceLocationWide updater = LocationOfModuleFile(L"Hueward.exe");
     if (!PathExists(updater.Text(), false))
     {
         logger.WriteLine("Hueward not found at expected location \"%ws\".", updater.Text());
         return false;
     }
-    WCHAR argument[argumentCapacity];
-    FormatInto(std::span<WCHAR>(argument), "\"\"\"%ws\"\"\"", productName);
-    logger.WriteLine("triple-quoted name %ws", WideView(argument));
+    wchar_t argument[argumentCapacity];
+    FormatInto(std::span<wchar_t>(argument), "\"\"\"%ws\"\"\"", productName);
+    logger.WriteLine("triple-quoted name %ws", std::wstring_view(argument));
 
     const bool started =
-        BinaryExecuteShellNoWait(updater.Text(), OLESTR("open"), argument, ModuleFolderLocation<WCHAR>().Text());
+        BinaryExecuteShellNoWait(updater.Text(), L"open", argument, ModuleFolderLocation<wchar_t>().Text());
     logger.WriteLine("Hueward %s.", started ? "finished normally" : "failed");
     return started;
 }

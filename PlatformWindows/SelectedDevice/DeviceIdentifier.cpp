@@ -1,38 +1,21 @@
 #include "DeviceIdentifier.h"
 
-#include <cstring>
+#include "AsciiCase.h"
 
 namespace scankelv
 {
 namespace
 {
 
-constexpr std::size_t none = WideView::npos;
+constexpr std::size_t none = std::wstring_view::npos;
 
 // Constants, so that the compiler knows their lengths, which it does not of a wide literal that it meets at run time.
-constexpr WideView modeKey = OLESTR("MODE");
-constexpr WideView scanMode = OLESTR("SCN");
-constexpr WideView manufacturerKeys[] = {OLESTR("MFG"), OLESTR("MANUFACTURER")};
-constexpr WideView modelKeys[] = {OLESTR("MDL"), OLESTR("MODEL")};
+constexpr std::wstring_view modeKey = L"MODE";
+constexpr std::wstring_view scanMode = L"SCN";
+constexpr std::wstring_view manufacturerKeys[] = {L"MFG", L"MANUFACTURER"};
+constexpr std::wstring_view modelKeys[] = {L"MDL", L"MODEL"};
 
-/// Where the first such character lies, from `from` on; none when there is none. As find(), at the speed of memchr.
-inline std::size_t FindFast(WideView text, WCHAR character, std::size_t from)
-{
-    static_assert(sizeof(WCHAR) == 2);
-    const auto* const bytes = reinterpret_cast<const char*>(text.data());
-    for (std::size_t at = from; at < text.size(); ++at)
-    {
-        const void* const found = std::memchr(&text[at], character & 0xFF, (text.size() - at) * sizeof(WCHAR));
-        if (found == nullptr)
-            break;
-        at = static_cast<std::size_t>(static_cast<const char*>(found) - bytes) / sizeof(WCHAR);
-        if (text[at] == character) // and not the byte of another one, or the other byte of one
-            return at;
-    }
-    return none;
-}
-
-inline bool BeginsWith(WideView text, WideView start)
+inline bool BeginsWith(std::wstring_view text, std::wstring_view start)
 {
     return EqualsIgnoringAsciiCase(text.substr(0, start.size()), start);
 }
@@ -43,7 +26,7 @@ inline bool BeginsWith(WideView text, WideView start)
 class FieldCursor
 {
 public:
-    explicit FieldCursor(WideView identifier) : m_text(identifier) {}
+    explicit FieldCursor(std::wstring_view identifier) : m_text(identifier) {}
 
     bool AtField() const { return m_field < m_text.size(); }
     void NextField()
@@ -52,25 +35,28 @@ public:
         m_field = end == none ? m_text.size() : end + 1;
         m_fieldEnd = m_field;
     }
-    bool HasKey(WideView key) const { return BeginsWith(m_text.substr(m_field), key); } // no key holds a semicolon
+    bool HasKey(std::wstring_view key) const
+    {
+        return BeginsWith(m_text.substr(m_field), key);
+    } // no key holds a semicolon
 
-    bool FirstValue() { return StartValueBehind(m_text.find(OLESTR(':'), m_field)); }
+    bool FirstValue() { return StartValueBehind(m_text.find(L':', m_field)); }
     bool NextValue()
     {
         // No field ends in a comma, so that its end need not be looked for.
-        const bool atComma = m_valueEnd != none && m_text[m_valueEnd] == OLESTR(',');
+        const bool atComma = m_valueEnd != none && m_text[m_valueEnd] == L',';
         return (atComma || m_valueEnd != FieldEnd()) && StartValueBehind(m_valueEnd);
     }
 
-    WideView Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
+    std::wstring_view Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
     /// Not bounded by the value's end: a vendor's name may hold a comma.
-    bool ValueBeginsWith(WideView start) const { return BeginsWith(m_text.substr(m_value), start); }
+    bool ValueBeginsWith(std::wstring_view start) const { return BeginsWith(m_text.substr(m_value), start); }
 
 private:
     std::size_t FieldEnd() // looked for once a field, and only when asked for
     {
         if (m_fieldEnd == m_field)
-            m_fieldEnd = FindFast(m_text, OLESTR(';'), m_field);
+            m_fieldEnd = m_text.find(L';', m_field);
         return m_fieldEnd;
     }
     bool StartValueBehind(std::size_t separator)
@@ -79,13 +65,13 @@ private:
             return false;
         m_value = separator + 1;
         m_valueEnd = m_value;
-        while (m_valueEnd < m_text.size() && m_text[m_valueEnd] != OLESTR(',') && m_text[m_valueEnd] != OLESTR(';'))
+        while (m_valueEnd < m_text.size() && m_text[m_valueEnd] != L',' && m_text[m_valueEnd] != L';')
             ++m_valueEnd;
         m_valueEnd = m_valueEnd == m_text.size() ? none : m_valueEnd;
         return true;
     }
 
-    WideView m_text;
+    std::wstring_view m_text;
     std::size_t m_field = 0;
     std::size_t m_fieldEnd = 0;
     std::size_t m_value = 0;
@@ -94,7 +80,7 @@ private:
 
 } // namespace
 
-bool DeviceIdHasScanMode(WideView identifier) noexcept
+bool DeviceIdHasScanMode(std::wstring_view identifier) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {
@@ -108,7 +94,7 @@ bool DeviceIdHasScanMode(WideView identifier) noexcept
     return false;
 }
 
-bool DeviceIdManufacturerIs(WideView identifier, WideView vendor) noexcept
+bool DeviceIdManufacturerIs(std::wstring_view identifier, std::wstring_view vendor) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {
@@ -123,7 +109,7 @@ bool DeviceIdManufacturerIs(WideView identifier, WideView vendor) noexcept
     return false;
 }
 
-bool DeviceIdModel(WideView identifier, WideView& model) noexcept
+bool DeviceIdModel(std::wstring_view identifier, std::wstring_view& model) noexcept
 {
     for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
     {

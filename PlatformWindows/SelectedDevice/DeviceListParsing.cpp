@@ -31,13 +31,13 @@ void IgnoreEmptyScannerPort(Device& device)
 void DropLocalMacAddress(Device& device)
 {
     if (!device.isNetwork)
-        device.macAddressString = OLESTR("");
+        device.macAddressString = L"";
 }
 
 void NormaliseSerialNumber(Device& device)
 {
-    const WideView cut = device.serialNumberString.View().substr(0, serialNumberLength);
-    device.serialNumberString = _bstr_t(cut.substr(0, cut.find_last_not_of(OLESTR(' ')) + 1));
+    const std::wstring_view cut = device.serialNumberString.View().substr(0, serialNumberLength);
+    device.serialNumberString = _bstr_t(cut.substr(0, cut.find_last_not_of(L' ') + 1));
 }
 
 /// What becomes of the member when there is no such element.
@@ -50,7 +50,7 @@ enum class Absent
 
 struct ListElement
 {
-    const WCHAR* query;
+    const wchar_t* query;
     const char* expression; ///< what the report of a missing element names
     Absent absent;
     _bstr_t Device::*text;
@@ -60,36 +60,34 @@ struct ListElement
 
 // In the order of the look-up: a report names the first element missing, and what follows relies on what came before.
 constexpr ListElement listElements[] = {
-    {OLESTR("//iotype"), "ioTypeElement", Absent::Fails, &Device::ioTypeString, nullptr, SetConnection},
-    {OLESTR("//comment"), "commentElement", Absent::Empties, &Device::commentString, &Device::commentPresents},
-    {OLESTR("//devicepath"), "devicePathElement", Absent::Fails, &Device::address2String, nullptr,
-     SetDefaultScannerPort},
-    {OLESTR("//scannerport"), "scannerPortElement", Absent::Keeps, &Device::scannerPortString,
-     &Device::scannerPortPresents, IgnoreEmptyScannerPort},
-    {OLESTR("//deviceid"), "deviceIdElement", Absent::Fails, &Device::deviceIdString},
-    {OLESTR("//devicename"), "deviceNameElement", Absent::Fails, &Device::deviceNameString},
-    {OLESTR("//ext"), "extElement", Absent::Fails, &Device::extDeviceIdString},
-    {OLESTR("//hostname"), "hostNameElement", Absent::Empties, &Device::hostNameString},
-    {OLESTR("//location"), "locationElement", Absent::Fails, &Device::locationString},
-    {OLESTR("//macaddress"), "macAddressElement", Absent::Fails, &Device::macAddressString, nullptr,
-     DropLocalMacAddress},
-    {OLESTR("//modelname"), "modelNameElement", Absent::Fails, &Device::mdlString},
-    {OLESTR("//vendor"), "vendorElement", Absent::Fails, &Device::mfgString},
-    {OLESTR("//pid"), "pidElement", Absent::Fails, &Device::pidString},
-    {OLESTR("//port"), "portElement", Absent::Fails, &Device::portNameString},
-    {OLESTR("//productname"), "productNameElement", Absent::Fails, &Device::productNameString},
-    {OLESTR("//serialnumber"), "serialNumberElement", Absent::Empties, &Device::serialNumberString, nullptr,
+    {L"//iotype", "ioTypeElement", Absent::Fails, &Device::ioTypeString, nullptr, SetConnection},
+    {L"//comment", "commentElement", Absent::Empties, &Device::commentString, &Device::commentPresents},
+    {L"//devicepath", "devicePathElement", Absent::Fails, &Device::address2String, nullptr, SetDefaultScannerPort},
+    {L"//scannerport", "scannerPortElement", Absent::Keeps, &Device::scannerPortString, &Device::scannerPortPresents,
+     IgnoreEmptyScannerPort},
+    {L"//deviceid", "deviceIdElement", Absent::Fails, &Device::deviceIdString},
+    {L"//devicename", "deviceNameElement", Absent::Fails, &Device::deviceNameString},
+    {L"//ext", "extElement", Absent::Fails, &Device::extDeviceIdString},
+    {L"//hostname", "hostNameElement", Absent::Empties, &Device::hostNameString},
+    {L"//location", "locationElement", Absent::Fails, &Device::locationString},
+    {L"//macaddress", "macAddressElement", Absent::Fails, &Device::macAddressString, nullptr, DropLocalMacAddress},
+    {L"//modelname", "modelNameElement", Absent::Fails, &Device::mdlString},
+    {L"//vendor", "vendorElement", Absent::Fails, &Device::mfgString},
+    {L"//pid", "pidElement", Absent::Fails, &Device::pidString},
+    {L"//port", "portElement", Absent::Fails, &Device::portNameString},
+    {L"//productname", "productNameElement", Absent::Fails, &Device::productNameString},
+    {L"//serialnumber", "serialNumberElement", Absent::Empties, &Device::serialNumberString, nullptr,
      NormaliseSerialNumber},
-    {OLESTR("//systemdevicename"), "systemDeviceNameElement", Absent::Empties, &Device::systemDeviceNameString},
-    {OLESTR("//userlocation"), "userLocationElement", Absent::Keeps, &Device::userLocationString,
+    {L"//systemdevicename", "systemDeviceNameElement", Absent::Empties, &Device::systemDeviceNameString},
+    {L"//userlocation", "userLocationElement", Absent::Keeps, &Device::userLocationString,
      &Device::userLocationPresents},
-    {OLESTR("//vid"), "vidElement", Absent::Fails, &Device::vidString},
+    {L"//vid", "vidElement", Absent::Fails, &Device::vidString},
 };
 static_assert(std::size(listElements) == 19);
 
 } // namespace
 
-bool ParseDeviceList(const WCHAR* deviceListXml, XmlParsedDeviceList& device)
+bool ParseDeviceList(const wchar_t* deviceListXml, XmlParsedDeviceList& device)
 {
     XmlDocument document;
     if (!XmlOpenDocument(document))
@@ -108,7 +106,7 @@ bool ParseDeviceList(const WCHAR* deviceListXml, XmlParsedDeviceList& device)
         if (found)
             device.*row.text = XmlText(element.Get());
         else if (row.absent == Absent::Empties)
-            device.*row.text = OLESTR("");
+            device.*row.text = L"";
         if (row.follow != nullptr)
             row.follow(device);
     }

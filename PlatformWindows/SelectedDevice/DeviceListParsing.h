@@ -10,6 +10,6 @@ namespace scankelv
 /// @return false after a report when the text is not well-formed or lacks a required element; the record is then
 /// partly filled and must not be stored
 /// @throws XmlError when the document model itself fails
-bool ParseDeviceList(const WCHAR* deviceListXml, XmlParsedDeviceList& device);
+bool ParseDeviceList(const wchar_t* deviceListXml, XmlParsedDeviceList& device);
 
 } // namespace scankelv

@@ -1,8 +1,8 @@
 #include "DeviceMatch.h"
 
 #include "DeviceIdentifier.h"
-#include "LegacyModels.h"
 #include "Loggers.h"
+#include "ModelComparison.h"
 #include "TextScan.h"
 #include "XmlDocument.h"
 #include "XmlParsedDeviceList.h"
@@ -14,26 +14,23 @@ namespace scankelv
 namespace
 {
 
-/// The vendor whose older devices scan without announcing it, whatever vendor is configured.
-constexpr WideView legacyVendor = OLESTR("Quellon");
-
 /// A product or vendor id that a local device must share with the settings.
 struct ConfiguredId
 {
-    const WCHAR* (AgentOptions::*configured)() const;
-    const WCHAR* query;
+    const wchar_t* (AgentOptions::*configured)() const;
+    const wchar_t* query;
     const char* expression;
 };
 constexpr ConfiguredId configuredIds[] = {
-    {&AgentOptions::ProductId, OLESTR("//pid"), "pidElement"},
-    {&AgentOptions::VendorId, OLESTR("//vid"), "vidElement"},
+    {&AgentOptions::ProductId, L"//pid", "pidElement"},
+    {&AgentOptions::VendorId, L"//vid", "vidElement"},
 };
 
 bool HasConfiguredIds(const AgentOptions& options, const XmlDocument& document, PlaceHere place = {})
 {
     for (const auto& [configured, query, expression] : configuredIds)
     {
-        const WCHAR* const wanted = (options.*configured)();
+        const wchar_t* const wanted = (options.*configured)();
         if (wanted == nullptr)
             return false;
         const XmlElement element = XmlSelectElement(document.Get(), query);
@@ -46,25 +43,9 @@ bool HasConfiguredIds(const AgentOptions& options, const XmlDocument& document, 
     return true;
 }
 
-/// An empty model is no model: every model name would contain it.
-bool FindModel(WideView identifier, WideView& model)
-{
-    return DeviceIdModel(identifier, model) && !model.empty();
-}
-
-bool CanScan(WideView identifier, bool isNetwork)
-{
-    if (DeviceIdHasScanMode(identifier))
-        return true;
-    WideView model;
-    if (!DeviceIdManufacturerIs(identifier, legacyVendor) || !FindModel(identifier, model))
-        return false;
-    return isNetwork ? IsLegacyNetworkModel(model) : IsLegacyLocalModel(model);
-}
-
 } // namespace
 
-bool XmlDeviceMatch(const AgentOptions& options, const WCHAR* deviceXml) noexcept
+bool XmlDeviceMatch(const AgentOptions& options, const wchar_t* deviceXml) noexcept
 try
 {
     XmlDocument document;
@@ -72,11 +53,11 @@ try
         return false;
     if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
         return false;
-    const XmlElement deviceIdElement = XmlSelectElement(document.Get(), OLESTR("//deviceid"));
+    const XmlElement deviceIdElement = XmlSelectElement(document.Get(), L"//deviceid");
     if (!Checked(AgentLogger, CheckBoolean, bool(deviceIdElement), "deviceIdElement", 1))
         return false;
     const _bstr_t deviceId = XmlText(deviceIdElement.Get());
-    const XmlElement ioTypeElement = XmlSelectElement(document.Get(), OLESTR("//iotype"));
+    const XmlElement ioTypeElement = XmlSelectElement(document.Get(), L"//iotype");
     if (!Checked(AgentLogger, CheckBoolean, bool(ioTypeElement), "ioTypeElement", 1))
         return false;
     const bool isNetwork = XmlText(ioTypeElement.Get()).View() == networkIoType;
@@ -88,11 +69,10 @@ try
     }
     else
     {
-        WideView model;
-        if (!FindModel(deviceId.View(), model))
+        const std::optional<std::wstring_view> model = ModelIn(deviceId.View());
+        if (!model)
             return false;
-        const bool isConfiguredModel = WideView(options.ModelName()).find(model) != WideView::npos;
-        if (!isConfiguredModel && (isNetwork || !HasConfiguredIds(options, document)))
+        if (!IsConfiguredModel(*model, options.ModelName()) && (isNetwork || !HasConfiguredIds(options, document)))
             return false;
     }
     return CanScan(deviceId.View(), isNetwork);

@@ -15,31 +15,31 @@ using Device = XmlParsedDeviceList;
 
 struct DeviceXmlElement
 {
-    const WCHAR* name;
+    const wchar_t* name;
     _bstr_t Device::*text; ///< null: the UI mode, which is the same for every device
 };
 
 // In the order in which they stand in the file.
 constexpr DeviceXmlElement deviceXmlElements[] = {
-    {OLESTR("Address"), &Device::addressString},
-    {OLESTR("Comment"), &Device::commentString},
-    {OLESTR("ConnectionType"), &Device::ioTypeString}, // the text, not the number of the registry value
-    {OLESTR("DeviceID"), &Device::deviceIdString},
-    {OLESTR("DeviceName"), &Device::deviceNameString},
-    {OLESTR("DeviceSelect"), &Device::address2String}, // the device path, not the code of the registry value
-    {OLESTR("ExtDeviceID"), &Device::extDeviceIdString},
-    {OLESTR("HostName"), &Device::hostNameString},
-    {OLESTR("Location"), &Device::locationString},
-    {OLESTR("MACAddress"), &Device::macAddressString},
-    {OLESTR("MDL"), &Device::mdlString},
-    {OLESTR("MFG"), &Device::mfgString},
-    {OLESTR("PID"), &Device::pidString},
-    {OLESTR("PortName"), &Device::portNameString},
-    {OLESTR("ProductName"), &Device::productNameString},
-    {OLESTR("Serial"), &Device::serialNumberString},
-    {OLESTR("SystemDeviceName"), &Device::systemDeviceNameString},
-    {OLESTR("UI_Mode"), nullptr},
-    {OLESTR("VID"), &Device::vidString},
+    {L"Address", &Device::addressString},
+    {L"Comment", &Device::commentString},
+    {L"ConnectionType", &Device::ioTypeString}, // the text, not the number of the registry value
+    {L"DeviceID", &Device::deviceIdString},
+    {L"DeviceName", &Device::deviceNameString},
+    {L"DeviceSelect", &Device::address2String}, // the device path, not the code of the registry value
+    {L"ExtDeviceID", &Device::extDeviceIdString},
+    {L"HostName", &Device::hostNameString},
+    {L"Location", &Device::locationString},
+    {L"MACAddress", &Device::macAddressString},
+    {L"MDL", &Device::mdlString},
+    {L"MFG", &Device::mfgString},
+    {L"PID", &Device::pidString},
+    {L"PortName", &Device::portNameString},
+    {L"ProductName", &Device::productNameString},
+    {L"Serial", &Device::serialNumberString},
+    {L"SystemDeviceName", &Device::systemDeviceNameString},
+    {L"UI_Mode", nullptr},
+    {L"VID", &Device::vidString},
 };
 static_assert(std::size(deviceXmlElements) == 19);
 
@@ -65,7 +65,7 @@ OwnedSid EveryoneSid()
 
 /// Replaces the folder's access list by one entry that gives everyone every right on it and on what it holds. A
 /// failure goes unnoticed: the folder then keeps the access list that it inherited.
-void OpenFolderToEveryone(const WCHAR* folder)
+void OpenFolderToEveryone(const wchar_t* folder)
 {
     const OwnedSid everyone = EveryoneSid();
     EXPLICIT_ACCESSW access{};
@@ -95,12 +95,12 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
     if (!document)
         return true;
     XmlAddDeclaration(document);
-    const XmlElement list = XmlCreateElement(document, OLESTR("devicelist"));
-    XmlSetAttribute(list, OLESTR("version"), OLESTR("1.0.2"));
-    const XmlElement element = XmlCreateElement(document, OLESTR("device"));
+    const XmlElement list = XmlCreateElement(document, L"devicelist");
+    XmlSetAttribute(list, L"version", L"1.0.2");
+    const XmlElement element = XmlCreateElement(document, L"device");
     XmlAppend(list.Get(), element.Get());
     for (const auto& [name, text] : deviceXmlElements)
-        XmlAddTextElement(document, element, name, text != nullptr ? device.*text : _bstr_t(OLESTR("1")));
+        XmlAddTextElement(document, element, name, text != nullptr ? device.*text : _bstr_t(L"1"));
     XmlAppend(document.Get(), list.Get());
 
     const ResourceLocationWide file = DeviceXmlLocation();
@@ -111,14 +111,14 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
 
 ResourceLocationWide DeviceXmlLocation()
 {
-    WCHAR root[MAX_PATH] = {};
+    wchar_t root[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, root)) || root[0] == 0)
         return {};
-    WideText path = WideText(root) + OLESTR("\\Quellon\\ScanKELV");
+    std::wstring path = std::wstring(root) + L"\\Quellon\\ScanKELV";
     ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
     // Always this folder, wherever the shell keeps its data: elsewhere the folder keeps its inherited access list.
-    OpenFolderToEveryone(OLESTR("C:\\ProgramData\\Quellon\\ScanKELV"));
-    return ResourceLocationWide(path += OLESTR("\\device.xml"));
+    OpenFolderToEveryone(L"C:\\ProgramData\\Quellon\\ScanKELV");
+    return ResourceLocationWide(path += L"\\device.xml");
 }
 
 } // namespace scankelv

@@ -1,5 +1,6 @@
 #include "LegacyModels.h"
 
+#include "AsciiCase.h"
 #include "LegacyModelTables.h"
 
 #include <algorithm>
@@ -10,42 +11,36 @@ namespace scankelv
 namespace
 {
 
-constexpr WCHAR UpperAscii(WCHAR letter)
-{
-    return letter >= OLESTR('a') && letter <= OLESTR('z') ? static_cast<WCHAR>(letter - OLESTR('a') + OLESTR('A'))
-                                                          : letter;
-}
-
 /// Only such a name can be found in an upper-cased model.
-constexpr bool IsFamilyName(WideView name)
+constexpr bool IsFamilyName(std::wstring_view name)
 {
-    return name.ends_with(WideView(OLESTR(" SERIES"))) &&
-           std::ranges::all_of(name, [](WCHAR letter) { return UpperAscii(letter) == letter; });
+    return name.ends_with(std::wstring_view(L" SERIES")) &&
+           std::ranges::all_of(name, [](wchar_t letter) { return UpperAscii(letter) == letter; });
 }
 
 constexpr auto namesAlsoLocal = std::ranges::count_if(
-    LegacyNetworkModels, [](WideView name) { return std::ranges::count(LegacyLocalModels, name) == 1; });
+    LegacyNetworkModels, [](std::wstring_view name) { return std::ranges::count(LegacyLocalModels, name) == 1; });
 
 static_assert(std::size(LegacyNetworkModels) == 28 && std::size(LegacyLocalModels) == 43 && namesAlsoLocal == 25);
 static_assert(std::ranges::all_of(LegacyNetworkModels, IsFamilyName));
 static_assert(std::ranges::all_of(LegacyLocalModels, IsFamilyName));
 
-bool ContainsAny(WideView model, std::span<const WideView> families)
+bool ContainsAny(std::wstring_view model, std::span<const std::wstring_view> families)
 {
-    const auto equal = [](WCHAR letter, WCHAR upper) { return UpperAscii(letter) == upper; };
-    return std::ranges::any_of(families, [&](WideView family) {
+    const auto equal = [](wchar_t letter, wchar_t upper) { return UpperAscii(letter) == upper; };
+    return std::ranges::any_of(families, [&](std::wstring_view family) {
         return std::search(model.begin(), model.end(), family.begin(), family.end(), equal) != model.end();
     });
 }
 
 } // namespace
 
-bool IsLegacyNetworkModel(WideView model) noexcept
+bool IsLegacyNetworkModel(std::wstring_view model) noexcept
 {
     return ContainsAny(model, LegacyNetworkModels);
 }
 
-bool IsLegacyLocalModel(WideView model) noexcept
+bool IsLegacyLocalModel(std::wstring_view model) noexcept
 {
     return ContainsAny(model, LegacyLocalModels);
 }

@@ -55,7 +55,7 @@ struct Hexadecimal ///< a number that is logged in both notations
 };
 
 /// Terminated; the null text as the empty one.
-const WCHAR* Terminated(const _bstr_t& text)
+const wchar_t* Terminated(const _bstr_t& text)
 {
     return text.View().data();
 }
@@ -129,7 +129,7 @@ constexpr unsigned inConfigIni = 2;
 
 struct StoredValue
 {
-    const WCHAR* name;
+    const wchar_t* name;
     std::variant<Text, Number> member;
     unsigned places = inRegistry | inConfigIni;
 };
@@ -137,26 +137,26 @@ struct StoredValue
 // In the order in which both places are written. The registry key ends with "savedAt". Its "Address2" is written by
 // the online testing alone.
 constexpr StoredValue storedValues[] = {
-    {OLESTR("Address"), &StoredDevice::addressString},
-    {OLESTR("Address2"), &StoredDevice::address2String, inConfigIni},
-    {OLESTR("Comment"), &StoredDevice::commentString},
-    {OLESTR("ConnectionType"), &StoredDevice::connectionTypeDWORD},
-    {OLESTR("DeviceID"), &StoredDevice::deviceIdString},
-    {OLESTR("DeviceName"), &StoredDevice::deviceNameString},
-    {OLESTR("DeviceSelect"), &StoredDevice::deviceSelectDWORD},
-    {OLESTR("ExtDeviceID"), &StoredDevice::extDeviceIdString},
-    {OLESTR("HostName"), &StoredDevice::hostNameString},
-    {OLESTR("Location"), &StoredDevice::storedLocation},
-    {OLESTR("MACAddress"), &StoredDevice::macAddressString},
-    {OLESTR("MDL"), &StoredDevice::mdlString},
-    {OLESTR("MFG"), &StoredDevice::mfgString},
-    {OLESTR("PID"), &StoredDevice::pidDWORD},
-    {OLESTR("PortName"), &StoredDevice::portNameString},
-    {OLESTR("ProductName"), &StoredDevice::productNameString},
-    {OLESTR("Serial"), &StoredDevice::serialNumberString},
-    {OLESTR("SystemDeviceName"), &StoredDevice::systemDeviceNameString},
-    {OLESTR("UI_Mode"), &StoredDevice::uiMode, inRegistry},
-    {OLESTR("VID"), &StoredDevice::vidDWORD},
+    {L"Address", &StoredDevice::addressString},
+    {L"Address2", &StoredDevice::address2String, inConfigIni},
+    {L"Comment", &StoredDevice::commentString},
+    {L"ConnectionType", &StoredDevice::connectionTypeDWORD},
+    {L"DeviceID", &StoredDevice::deviceIdString},
+    {L"DeviceName", &StoredDevice::deviceNameString},
+    {L"DeviceSelect", &StoredDevice::deviceSelectDWORD},
+    {L"ExtDeviceID", &StoredDevice::extDeviceIdString},
+    {L"HostName", &StoredDevice::hostNameString},
+    {L"Location", &StoredDevice::storedLocation},
+    {L"MACAddress", &StoredDevice::macAddressString},
+    {L"MDL", &StoredDevice::mdlString},
+    {L"MFG", &StoredDevice::mfgString},
+    {L"PID", &StoredDevice::pidDWORD},
+    {L"PortName", &StoredDevice::portNameString},
+    {L"ProductName", &StoredDevice::productNameString},
+    {L"Serial", &StoredDevice::serialNumberString},
+    {L"SystemDeviceName", &StoredDevice::systemDeviceNameString},
+    {L"UI_Mode", &StoredDevice::uiMode, inRegistry},
+    {L"VID", &StoredDevice::vidDWORD},
 };
 
 constexpr auto CountIn(unsigned place)
@@ -180,8 +180,8 @@ void WriteRegistry(CrossProductStorage& storage, const StoredDevice& device)
     ForEachValue(
         device, inRegistry,
         Visitor{
-            [&](const WCHAR* name, const _bstr_t& text) { storage.SetString(name, Terminated(text)); },
-            [&](const WCHAR* name, DWORD number) { storage.SetULong(name, number); },
+            [&](const wchar_t* name, const _bstr_t& text) { storage.SetString(name, Terminated(text)); },
+            [&](const wchar_t* name, DWORD number) { storage.SetULong(name, number); },
         });
     char savedAt[256];
     FormatTimeStamp(savedAt);
@@ -189,7 +189,7 @@ void WriteRegistry(CrossProductStorage& storage, const StoredDevice& device)
 }
 
 /// Makes the file with nothing but the byte-order mark of UTF-16, so that the profile functions keep it in UTF-16.
-void CreateMarkedFile(const WCHAR* path)
+void CreateMarkedFile(const wchar_t* path)
 {
     const HANDLE file = ::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE)
@@ -207,12 +207,12 @@ bool WriteConfigIni(const StoredDevice& device)
         return false;
     if (!PathExists(path.Text(), false))
         CreateMarkedFile(path.Text());
-    const WCHAR* const section = OLESTR("IO");
+    const wchar_t* const section = L"IO";
     ForEachValue(
         device, inConfigIni,
         Visitor{
-            [&](const WCHAR* key, const _bstr_t& text) { config.SetString(section, key, Terminated(text)); },
-            [&](const WCHAR* key, DWORD number) { config.SetULong(section, key, number); },
+            [&](const wchar_t* key, const _bstr_t& text) { config.SetString(section, key, Terminated(text)); },
+            [&](const wchar_t* key, DWORD number) { config.SetULong(section, key, number); },
         });
     return true;
 }

@@ -15,14 +15,14 @@ namespace
 {
 
 // A BSTR keeps its size in bytes, terminator and length prefix included, within 32 bits.
-constexpr std::size_t longestText = (std::numeric_limits<UINT>::max() - sizeof(UINT)) / sizeof(WCHAR) - 1;
+constexpr std::size_t longestText = (std::numeric_limits<UINT>::max() - sizeof(UINT)) / sizeof(wchar_t) - 1;
 
 [[noreturn]] void OutOfMemory()
 {
     throw XmlError(E_OUTOFMEMORY, IID{});
 }
 
-BSTR Allocate(const WCHAR* text, std::size_t length)
+BSTR Allocate(const wchar_t* text, std::size_t length)
 {
     const BSTR string = length <= longestText ? ::SysAllocStringLen(text, static_cast<UINT>(length)) : nullptr;
     if (string == nullptr)
@@ -44,13 +44,13 @@ struct _bstr_t::Data
     std::atomic<unsigned> references{1};
 };
 
-_bstr_t::_bstr_t(const WCHAR* text)
+_bstr_t::_bstr_t(const wchar_t* text)
 {
     if (text != nullptr)
-        *this = _bstr_t(WideView(text));
+        *this = _bstr_t(std::wstring_view(text));
 }
 
-_bstr_t::_bstr_t(WideView text) : _bstr_t(Adopt(Allocate(text.data(), text.size()))) {}
+_bstr_t::_bstr_t(std::wstring_view text) : _bstr_t(Adopt(Allocate(text.data(), text.size()))) {}
 
 _bstr_t::_bstr_t(const _bstr_t& other) noexcept : m_data(other.m_data)
 {
@@ -116,8 +116,8 @@ _bstr_t operator+(const _bstr_t& left, const _bstr_t& right)
     if (right.length() > longestText - left.length())
         OutOfMemory();
     const BSTR joined = Allocate(nullptr, left.length() + right.length());
-    const WideView first = left.View();
-    const WideView second = right.View();
+    const std::wstring_view first = left.View();
+    const std::wstring_view second = right.View();
     std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), joined));
     return _bstr_t::Adopt(joined);
 }

@@ -2,7 +2,7 @@
 // building operations that the generated texts are made of.
 #pragma once
 
-#include "WideText.h"
+#include "CodePage.h"
 
 #include <oleauto.h>
 #include <string_view>
@@ -16,8 +16,8 @@ class _bstr_t
 {
 public:
     _bstr_t() noexcept = default;
-    _bstr_t(const WCHAR* text); ///< a copy up to the terminator; null gives the null text
-    explicit _bstr_t(WideView text);
+    _bstr_t(const wchar_t* text); ///< a copy up to the terminator; null gives the null text
+    explicit _bstr_t(std::wstring_view text);
     _bstr_t(const _bstr_t& other) noexcept;
     _bstr_t(_bstr_t&& other) noexcept;
     _bstr_t& operator=(_bstr_t other) noexcept;
@@ -31,8 +31,8 @@ public:
     /// The string as the document model takes it; null for the null text. Owned by this text.
     BSTR Get() const noexcept;
     /// Terminated; null for the null text.
-    operator const WCHAR*() const noexcept { return Get(); }
-    WideView View() const noexcept { return {IsNull() ? OLESTR("") : Get(), length()}; }
+    operator const wchar_t*() const noexcept { return Get(); }
+    std::wstring_view View() const noexcept { return {IsNull() ? L"" : Get(), length()}; }
     /// Terminated, in the system's 8-bit code page, made on the first call; null for the null text.
     const char* Narrow() const;
 

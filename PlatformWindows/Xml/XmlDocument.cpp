@@ -1,8 +1,8 @@
 #include "XmlDocument.h"
 
 #include "Loggers.h"
+#include "XmlCharacters.h"
 
-#include <algorithm>
 #include <objbase.h>
 #include <ole2.h>
 #include <type_traits>
@@ -54,29 +54,6 @@ VARIANT TextVariant(const _bstr_t& text)
     return variant;
 }
 
-// The model takes any text and writes it as it is. One stored value that XML cannot carry, a control character or half
-// a surrogate pair, would make the whole of a generated text unreadable: U+FFFD stands in its place.
-_bstr_t Carried(_bstr_t text)
-{
-    const auto isPlain = [](WCHAR unit) { return unit >= ' ' && unit < 0xD800; };
-    const WideView given = text.View();
-    if (std::ranges::all_of(given, isPlain))
-        return text;
-    WideText carried(given);
-    for (std::size_t at = 0; at < carried.size(); ++at)
-    {
-        const WCHAR unit = carried[at];
-        const bool isPair =
-            (unit & 0xFC00) == 0xD800 && at + 1 < carried.size() && (carried[at + 1] & 0xFC00) == 0xDC00;
-        const bool isSpace = unit == '\t' || unit == '\n' || unit == '\r';
-        if (isPair)
-            ++at;
-        else if (!isPlain(unit) && !isSpace && (unit < 0xE000 || unit >= 0xFFFE))
-            carried[at] = 0xFFFD;
-    }
-    return _bstr_t(WideView(carried));
-}
-
 // A document that does not load is a plain result, whatever code the model gives.
 template <class Source>
 bool Load(const XmlDocument& document, HRESULT (WINAPI IXMLDOMDocument::*member)(Source, VARIANT_BOOL*), Source source)
@@ -95,17 +72,18 @@ HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext)
     XmlDocument created;
     const auto create = [classContext](const IID& id, auto& object) {
         return ::CoCreateInstance(
-            CLSID_DOMDocument, nullptr, classContext, id, reinterpret_cast<void**>(object.Receive()));
+            CLSID_DOMDocument, nullptr, classContext, id, reinterpret_cast<void**>(object.ReleaseAndGetAddressOf()));
     };
     HRESULT result = S_OK;
     if ((classContext & (CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER)) != 0)
     {
-        ComHandle<IUnknown> object;
+        Microsoft::WRL::ComPtr<IUnknown> object;
         result = create(IID_IUnknown, object);
         if (SUCCEEDED(result))
             result = ::OleRun(object.Get());
         if (SUCCEEDED(result))
-            result = object.Get()->QueryInterface(IID_IXMLDOMDocument, reinterpret_cast<void**>(created.Receive()));
+            result = object.Get()->QueryInterface(
+                IID_IXMLDOMDocument, reinterpret_cast<void**>(created.ReleaseAndGetAddressOf()));
     }
     else
         result = create(IID_IXMLDOMDocument, created);
@@ -162,17 +140,17 @@ _bstr_t XmlSerialise(const XmlDocument& document)
 
 void XmlAddDeclaration(const XmlDocument& document)
 {
-    ComHandle<IXMLDOMProcessingInstruction> declaration;
+    Microsoft::WRL::ComPtr<IXMLDOMProcessingInstruction> declaration;
     Call(
-        document.Get(), &IXMLDOMDocument::createProcessingInstruction, _bstr_t(OLESTR("xml")).Get(),
-        _bstr_t(OLESTR("version=\"1.0\" encoding=\"UTF-16\"")).Get(), declaration.Receive());
+        document.Get(), &IXMLDOMDocument::createProcessingInstruction, _bstr_t(L"xml").Get(),
+        _bstr_t(L"version=\"1.0\" encoding=\"UTF-16\"").Get(), declaration.ReleaseAndGetAddressOf());
     XmlAppend(document.Get(), declaration.Get());
 }
 
 XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name)
 {
     XmlElement element;
-    Call(document.Get(), &IXMLDOMDocument::createElement, name.Get(), element.Receive());
+    Call(document.Get(), &IXMLDOMDocument::createElement, name.Get(), element.ReleaseAndGetAddressOf());
     return element;
 }
 
@@ -186,7 +164,7 @@ void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child)
     if (child == nullptr)
         throw XmlError(E_POINTER, IID_IXMLDOMNode);
     XmlNode attached;
-    Call(parent, &IXMLDOMNode::appendChild, child, attached.Receive());
+    Call(parent, &IXMLDOMNode::appendChild, child, attached.ReleaseAndGetAddressOf());
 }
 
 XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query)
@@ -194,26 +172,26 @@ XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query)
     const XmlNode found = XmlSelectFirst(node, query);
     XmlElement element;
     if (found)
-        found.Get()->QueryInterface(IID_IXMLDOMElement, reinterpret_cast<void**>(element.Receive()));
+        found.Get()->QueryInterface(IID_IXMLDOMElement, reinterpret_cast<void**>(element.ReleaseAndGetAddressOf()));
     return element;
 }
 
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query)
 {
     XmlNode found;
-    Call(node, &IXMLDOMNode::selectSingleNode, query.Get(), found.Receive());
+    Call(node, &IXMLDOMNode::selectSingleNode, query.Get(), found.ReleaseAndGetAddressOf());
     return found;
 }
 
 XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query)
 {
     XmlNodeList list;
-    Call(node, &IXMLDOMNode::selectNodes, query.Get(), list.Receive());
+    Call(node, &IXMLDOMNode::selectNodes, query.Get(), list.ReleaseAndGetAddressOf());
     LONG length = 0;
     Call(list.Get(), &IXMLDOMNodeList::get_length, &length);
     XmlNode first;
     if (length > 0)
-        Call(list.Get(), &IXMLDOMNodeList::get_item, 0, first.Receive());
+        Call(list.Get(), &IXMLDOMNodeList::get_item, 0, first.ReleaseAndGetAddressOf());
     return first;
 }
 
@@ -229,8 +207,12 @@ _bstr_t XmlText(IXMLDOMNode* node)
 void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text)
 {
     const XmlElement element = XmlCreateElement(document, name);
-    ComHandle<IXMLDOMText> content;
-    Call(document.Get(), &IXMLDOMDocument::createTextNode, Carried(std::move(text)).Get(), content.Receive());
+    Microsoft::WRL::ComPtr<IXMLDOMText> content;
+    // The model takes any text and writes it as it is: one stored value that XML cannot carry would make the whole of a
+    // generated text unreadable.
+    if (!XmlCanCarry(text.View()))
+        text = _bstr_t(XmlCarried(text.View()));
+    Call(document.Get(), &IXMLDOMDocument::createTextNode, text.Get(), content.ReleaseAndGetAddressOf());
     XmlAppend(element.Get(), content.Get());
     XmlAppend(parent.Get(), element.Get());
 }
@@ -243,7 +225,7 @@ void XmlAddEmptyElement(XmlDocument document, XmlElement parent, _bstr_t name)
 _bstr_t XmlChildText(XmlNode node, _bstr_t name)
 {
     const XmlNode found = XmlSelectFirst(node.Get(), name);
-    return found ? XmlText(found.Get()) : _bstr_t(OLESTR(""));
+    return found ? XmlText(found.Get()) : _bstr_t(L"");
 }
 // NOLINTEND(performance-unnecessary-value-param)
 

@@ -4,18 +4,18 @@
 
 #include "BstrText.h"
 #include "CheckedExpression.h"
-#include "ComHandle.h"
 #include "XmlError.h"
 
 #include <msxml.h>
+#include <wrl/client.h>
 
 namespace scankelv
 {
 
-using XmlDocument = ComHandle<IXMLDOMDocument>;
-using XmlElement = ComHandle<IXMLDOMElement>;
-using XmlNode = ComHandle<IXMLDOMNode>;
-using XmlNodeList = ComHandle<IXMLDOMNodeList>;
+using XmlDocument = Microsoft::WRL::ComPtr<IXMLDOMDocument>;
+using XmlElement = Microsoft::WRL::ComPtr<IXMLDOMElement>;
+using XmlNode = Microsoft::WRL::ComPtr<IXMLDOMNode>;
+using XmlNodeList = Microsoft::WRL::ComPtr<IXMLDOMNodeList>;
 
 /// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
 /// context the object is created for IUnknown, started, and then asked for the document interface.

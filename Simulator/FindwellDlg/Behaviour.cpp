@@ -9,7 +9,7 @@ namespace simulator
 namespace
 {
 
-Wide ModulePath()
+std::wstring ModulePath()
 {
     // Any address inside this library names it.
     static const char inside = 0;
@@ -17,7 +17,7 @@ Wide ModulePath()
     ::GetModuleHandleExW(
         GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
         reinterpret_cast<LPCWSTR>(&inside), &module);
-    Wide path(1024, 0);
+    std::wstring path(1024, 0);
     for (;;)
     {
         const DWORD length = ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
@@ -30,9 +30,9 @@ Wide ModulePath()
     }
 }
 
-Wide NamedOrBeside(const WCHAR* variable, WideView name)
+std::wstring NamedOrBeside(const wchar_t* variable, std::wstring_view name)
 {
-    const Wide named = Variable(variable);
+    const std::wstring named = Variable(variable);
     return named.empty() ? BesideLibrary(name) : named;
 }
 
@@ -54,20 +54,18 @@ std::pair<std::string, std::string> WordAndRest(const std::string& text)
 
 } // namespace
 
-Wide BesideLibrary(WideView name)
+std::wstring BesideLibrary(std::wstring_view name)
 {
-    const Wide path = ModulePath();
+    const std::wstring path = ModulePath();
     return path.substr(0, path.rfind('\\') + 1) += name;
 }
 
-Wide RecordPath()
+std::wstring RecordPath()
 {
-    return NamedOrBeside(OLESTR("FINDWELL_RECORD"), OLESTR("FindwellDlg.log"));
+    return NamedOrBeside(L"FINDWELL_RECORD", L"FindwellDlg.log");
 }
 
-Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(OLESTR("FINDWELL_SETTINGS"), OLESTR("FindwellDlg.xml"))))
-{
-}
+Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(L"FINDWELL_SETTINGS", L"FindwellDlg.xml"))) {}
 
 std::vector<Device> Behaviour::Devices() const
 {
@@ -76,16 +74,16 @@ std::vector<Device> Behaviour::Devices() const
     {
         const Node name = SelectFirst(*device, "devicename");
         devices.push_back(
-            {name ? simulator::Text(*name) : Wide(),
-             OLESTR("<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">") + Xml(*device) +
-                 OLESTR("</devicelist>")});
+            {name ? simulator::Text(*name) : std::wstring(),
+             L"<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">" + Xml(*device) +
+                 L"</devicelist>"});
     }
     return devices;
 }
 
-std::vector<Wide> Behaviour::Events() const
+std::vector<std::wstring> Behaviour::Events() const
 {
-    std::vector<Wide> events;
+    std::vector<std::wstring> events;
     for (const Node& event : Select(*m_document, "/findwell/user/event"))
         events.push_back(simulator::Text(*event));
     return events;
@@ -141,8 +139,8 @@ GivenText Behaviour::Text(const char* call, const char* name, const GivenText& o
     if (const Node repeat = SelectFirst(*element, "repeat"))
     {
         const auto [count, piece] = WordAndRest(Utf8(simulator::Text(*repeat)));
-        const Wide once = Utf16(piece);
-        Wide text;
+        const std::wstring once = Utf16(piece);
+        std::wstring text;
         for (std::uint32_t left = NumberFrom(count); left > 0; --left)
             text += once;
         return text;

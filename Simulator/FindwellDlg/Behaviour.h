@@ -10,12 +10,12 @@ namespace simulator
 {
 
 /// A text that is handed out; none: a null pointer.
-using GivenText = std::optional<Wide>;
+using GivenText = std::optional<std::wstring>;
 
 struct Device
 {
-    Wide name; ///< its devicename
-    Wide list; ///< a device list text with this one device
+    std::wstring name; ///< its devicename
+    std::wstring list; ///< a device list text with this one device
 };
 
 /// The sample file, read afresh for each call. Every member throws std::runtime_error
@@ -27,7 +27,7 @@ public:
     Behaviour();
 
     std::vector<Device> Devices() const;
-    std::vector<Wide> Events() const;
+    std::vector<std::wstring> Events() const;
     /// The device that the user takes, asking `accepts` about each one in turn; null when the user cancels.
     const Device* Choose(const std::vector<Device>& devices, const std::function<bool(const Device&)>& accepts) const;
 
@@ -43,8 +43,8 @@ private:
 };
 
 /// The path of a file beside this library.
-Wide BesideLibrary(WideView name);
+std::wstring BesideLibrary(std::wstring_view name);
 /// The file named by FINDWELL_RECORD, or else FindwellDlg.log beside the library.
-Wide RecordPath();
+std::wstring RecordPath();
 
 } // namespace simulator

@@ -49,14 +49,14 @@ private:
 };
 
 /// The texts that are out with the application.
-std::vector<std::unique_ptr<WCHAR[]>> textsOut;
+std::vector<std::unique_ptr<wchar_t[]>> textsOut;
 
-void HandOut(Record& record, const GivenText& text, WCHAR** out)
+void HandOut(Record& record, const GivenText& text, wchar_t** out)
 {
     record.Line("  listText = " + (text ? std::to_string(text->size()) + " characters" : "(null)"));
     if (!text)
         return;
-    auto copy = std::make_unique<WCHAR[]>(text->size() + 1);
+    auto copy = std::make_unique<wchar_t[]>(text->size() + 1);
     std::ranges::copy(*text, copy.get());
     *out = textsOut.emplace_back(std::move(copy)).get();
 }
@@ -95,7 +95,7 @@ void RunEvents(Record& record, const Behaviour& behaviour, IAppHandler& handler)
     handler.Notify(opened);
     record.Line("  Notify(1)");
     record.Line("  Query(0) -> " + std::to_string(handler.Query(0)));
-    for (const Wide& event : behaviour.Events())
+    for (const std::wstring& event : behaviour.Events())
     {
         std::uint32_t out = 0;
         const std::uint32_t answer = handler.HandleEvent(event.c_str(), 0, 0, &out);
@@ -130,8 +130,8 @@ struct QueryReport
         std::this_thread::sleep_for(delay);
         while (awaited && ::GetFileAttributesW(BesideLibrary(*awaited).c_str()) == INVALID_FILE_ATTRIBUTES)
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        const WCHAR* const addressText = address ? address->c_str() : nullptr;
-        const WCHAR* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
+        const wchar_t* const addressText = address ? address->c_str() : nullptr;
+        const wchar_t* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
         callback(&status, &change, &addressText, &macAddressText);
     }
 };
@@ -144,8 +144,8 @@ std::uint32_t NotSimulated(const char* name)
 } // namespace
 
 std::uint32_t GetDeviceList_LCode(
-    std::uint32_t zero, const char* languageCode, const WCHAR* filterText, std::uint32_t* resultCode, WCHAR** listText,
-    IAppHandler* handler)
+    std::uint32_t zero, const char* languageCode, const wchar_t* filterText, std::uint32_t* resultCode,
+    wchar_t** listText, IAppHandler* handler)
 {
     const char* const name = "GetDeviceList_LCode";
     return Recorded(name, failure, [&](Record& record) {
@@ -167,7 +167,7 @@ std::uint32_t GetDeviceList_LCode(
     });
 }
 
-std::uint32_t GetDeviceInformation(const WCHAR* hiddenUiArgument, WCHAR** listText, const WCHAR* community)
+std::uint32_t GetDeviceInformation(const wchar_t* hiddenUiArgument, wchar_t** listText, const wchar_t* community)
 {
     const char* const name = "GetDeviceInformation";
     return Recorded(name, failure, [&](Record& record) {
@@ -181,7 +181,7 @@ std::uint32_t GetDeviceInformation(const WCHAR* hiddenUiArgument, WCHAR** listTe
     });
 }
 
-std::uint32_t ShowPropertiesUI(const WCHAR* filterText, WCHAR** listText, std::uint32_t zero)
+std::uint32_t ShowPropertiesUI(const wchar_t* filterText, wchar_t** listText, std::uint32_t zero)
 {
     const char* const name = "ShowPropertiesUI";
     return Recorded(name, failure, [&](Record& record) {
@@ -193,7 +193,7 @@ std::uint32_t ShowPropertiesUI(const WCHAR* filterText, WCHAR** listText, std::u
     });
 }
 
-std::uint32_t MergeDevicelistXML(const WCHAR* filterText)
+std::uint32_t MergeDevicelistXML(const wchar_t* filterText)
 {
     const char* const name = "MergeDevicelistXML";
     return Recorded(name, 0, [&](Record& record) {
@@ -204,8 +204,8 @@ std::uint32_t MergeDevicelistXML(const WCHAR* filterText)
 }
 
 std::uint32_t QueryDeviceAddress(
-    const WCHAR* address, const WCHAR* macAddress, QueryDeviceAddressCallbackFunction* callback,
-    const WCHAR* productName, const WCHAR* vendorName)
+    const wchar_t* address, const wchar_t* macAddress, QueryDeviceAddressCallbackFunction* callback,
+    const wchar_t* productName, const wchar_t* vendorName)
 {
     const char* const name = "QueryDeviceAddress";
     return Recorded(name, failure, [&](Record& record) {
@@ -220,15 +220,15 @@ std::uint32_t QueryDeviceAddress(
         QueryReport report{
             behaviour.Number(name, "status", 0),
             behaviour.Number(name, "change", 0),
-            behaviour.Text(name, "address", Wide(address)),
-            behaviour.Text(name, "macaddress", Wide(macAddress)),
+            behaviour.Text(name, "address", std::wstring(address)),
+            behaviour.Text(name, "macaddress", std::wstring(macAddress)),
             callback,
             std::chrono::milliseconds(behaviour.Number(name, "delay", 0)),
             behaviour.Text(name, "until", GivenText())};
-        if (behaviour.Text(name, "thread", GivenText()) == Wide(OLESTR("own")))
+        if (behaviour.Text(name, "thread", GivenText()) == std::wstring(L"own"))
         {
             // The application may free the library while the thread is on its way back: this keeps it for good.
-            ::LoadLibraryW(BesideLibrary(OLESTR("FindwellDlg.dll")).c_str());
+            ::LoadLibraryW(BesideLibrary(L"FindwellDlg.dll").c_str());
             std::thread([report = std::move(report)] { report.Deliver(); }).detach();
         }
         else
@@ -237,10 +237,10 @@ std::uint32_t QueryDeviceAddress(
     });
 }
 
-std::uint32_t FreeDeviceList(WCHAR** listText)
+std::uint32_t FreeDeviceList(wchar_t** listText)
 {
     return Recorded("FreeDeviceList", failure, [&](Record& record) {
-        const auto found = std::ranges::find(textsOut, *listText, &std::unique_ptr<WCHAR[]>::get);
+        const auto found = std::ranges::find(textsOut, *listText, &std::unique_ptr<wchar_t[]>::get);
         const bool known = found != textsOut.end();
         record.Line(known ? "  released" : "  not a text of this library");
         if (!known)

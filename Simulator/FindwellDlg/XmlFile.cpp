@@ -14,7 +14,7 @@ struct FreeText
 };
 using ModelText = std::unique_ptr<OLECHAR, FreeText>;
 
-ModelText Given(WideView text)
+ModelText Given(std::wstring_view text)
 {
     return ModelText(::SysAllocStringLen(text.data(), static_cast<UINT>(text.size())));
 }
@@ -25,7 +25,7 @@ void Demand(HRESULT result, std::string_view what)
         throw std::runtime_error("the document model refuses " + std::string(what));
 }
 
-Wide Read(IXMLDOMNode& node, HRESULT (WINAPI IXMLDOMNode::*member)(BSTR*))
+std::wstring Read(IXMLDOMNode& node, HRESULT (WINAPI IXMLDOMNode::*member)(BSTR*))
 {
     BSTR text = nullptr;
     Demand((node.*member)(&text), "a text");
@@ -35,7 +35,7 @@ Wide Read(IXMLDOMNode& node, HRESULT (WINAPI IXMLDOMNode::*member)(BSTR*))
 
 } // namespace
 
-Node LoadXmlFile(const Wide& path)
+Node LoadXmlFile(const std::wstring& path)
 {
     IXMLDOMDocument* document = nullptr;
     Demand(
@@ -78,12 +78,12 @@ Node SelectFirst(IXMLDOMNode& from, std::string_view query)
     return Node(node);
 }
 
-Wide Text(IXMLDOMNode& node)
+std::wstring Text(IXMLDOMNode& node)
 {
     return Read(node, &IXMLDOMNode::get_text);
 }
 
-Wide Xml(IXMLDOMNode& node)
+std::wstring Xml(IXMLDOMNode& node)
 {
     return Read(node, &IXMLDOMNode::get_xml);
 }

@@ -22,12 +22,12 @@ using Node = Owned<IXMLDOMNode>;
 // All of them throw std::runtime_error when the model refuses.
 
 /// The document of a file. COM has to be initialised.
-Node LoadXmlFile(const Wide& path);
+Node LoadXmlFile(const std::wstring& path);
 /// The nodes that the query names, seen from this one.
 std::vector<Node> Select(IXMLDOMNode& from, std::string_view query);
 /// The first of them; null when there is none.
 Node SelectFirst(IXMLDOMNode& from, std::string_view query);
-Wide Text(IXMLDOMNode& node);
-Wide Xml(IXMLDOMNode& node);
+std::wstring Text(IXMLDOMNode& node);
+std::wstring Xml(IXMLDOMNode& node);
 
 } // namespace simulator

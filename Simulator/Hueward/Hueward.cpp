@@ -5,8 +5,8 @@
 int WINAPI wWinMain(HINSTANCE, HINSTANCE, LPWSTR, int)
 {
     using namespace simulator;
-    const Wide named = Variable(OLESTR("HUEWARD_RECORD"));
-    Record record(named.empty() ? Wide(OLESTR("Hueward.log")) : named);
+    const std::wstring named = Variable(L"HUEWARD_RECORD");
+    Record record(named.empty() ? std::wstring(L"Hueward.log") : named);
     record.Line(Utf8(::GetCommandLineW()));
     return record.IsOpen() ? 0 : 1;
 }

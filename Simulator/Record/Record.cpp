@@ -4,16 +4,16 @@
 
 namespace simulator
 {
-Wide Variable(const WCHAR* name)
+std::wstring Variable(const wchar_t* name)
 {
     const DWORD room = ::GetEnvironmentVariableW(name, nullptr, 0);
-    Wide value(room, 0);
+    std::wstring value(room, 0);
     if (room != 0)
         value.resize(::GetEnvironmentVariableW(name, value.data(), room));
     return value;
 }
 
-std::string Utf8(WideView text)
+std::string Utf8(std::wstring_view text)
 {
     const int length = static_cast<int>(text.size());
     std::string bytes(
@@ -24,13 +24,13 @@ std::string Utf8(WideView text)
     return bytes;
 }
 
-Wide Utf16(std::string_view bytes)
+std::wstring Utf16(std::string_view bytes)
 {
-    Wide text;
+    std::wstring text;
     if (bytes.starts_with("\xFF\xFE"))
     {
         for (std::size_t i = 2; i + 1 < bytes.size(); i += 2)
-            text += static_cast<WCHAR>(
+            text += static_cast<wchar_t>(
                 static_cast<unsigned char>(bytes[i]) | (static_cast<unsigned char>(bytes[i + 1]) << 8));
         return text;
     }
@@ -40,7 +40,7 @@ Wide Utf16(std::string_view bytes)
     return text;
 }
 
-std::string FileBytes(const Wide& path)
+std::string FileBytes(const std::wstring& path)
 {
     const FileHandle file(::CreateFileW(
         path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -54,7 +54,7 @@ std::string FileBytes(const Wide& path)
     return bytes;
 }
 
-Record::Record(const Wide& path)
+Record::Record(const std::wstring& path)
     : m_file(::CreateFileW(
           path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
           nullptr))
@@ -81,7 +81,7 @@ void Record::Line(std::string_view text)
     ::WriteFile(m_file.Get(), line.data(), static_cast<DWORD>(line.size()), &count, nullptr);
 }
 
-void Record::Argument(std::string_view name, const WCHAR* text)
+void Record::Argument(std::string_view name, const wchar_t* text)
 {
     Line("  " + std::string(name) + " = " + (text == nullptr ? "(null)" : Utf8(text)));
 }

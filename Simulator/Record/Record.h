@@ -5,21 +5,17 @@
 #include <string>
 #include <string_view>
 #include <windows.h>
-#include <wtypes.h>
 
 namespace simulator
 {
 
-using Wide = std::basic_string<WCHAR>;
-using WideView = std::basic_string_view<WCHAR>;
-
 /// A variable of the environment; empty when there is none.
-Wide Variable(const WCHAR* name);
-std::string Utf8(WideView text);
+std::wstring Variable(const wchar_t* name);
+std::string Utf8(std::wstring_view text);
 /// The UTF-16 form of UTF-8, and of bytes that begin with FF FE as they are.
-Wide Utf16(std::string_view bytes);
+std::wstring Utf16(std::string_view bytes);
 /// The whole file; throws std::runtime_error when it cannot be read.
-std::string FileBytes(const Wide& path);
+std::string FileBytes(const std::wstring& path);
 
 /// Owns the handle of one open file.
 class FileHandle
@@ -45,13 +41,13 @@ private:
 class Record
 {
 public:
-    explicit Record(const Wide& path);
+    explicit Record(const std::wstring& path);
 
     bool IsOpen() const { return m_file.IsOpen(); }
     /// One line; line breaks inside the text are written as \r and \n.
     void Line(std::string_view text);
     /// "  name = text", or "  name = (null)".
-    void Argument(std::string_view name, const WCHAR* text);
+    void Argument(std::string_view name, const wchar_t* text);
 
 private:
     FileHandle m_file;

@@ -1,32 +1,19 @@
-// What the tests of the agent's own functions share: COM, the "Agent" logger on the debugger console, stored values.
+// What the tests of the agent's own functions share: COM, the "Agent" logger on the debugger console, options, a
+// registry of their own.
 #pragma once
 
-#include "CrossProductStorage.h"
+#include "AgentOptions.h"
+#include "CaseName.h"
+#include "CodePage.h"
 #include "Loggers.h"
-#include "Reports.h"
 #include "ResourceLocation.h"
+#include "TestSupport.h"
 
+#include <filesystem>
 #include <objbase.h>
-#include <sstream>
 
 namespace test
 {
-
-/// What the "Agent" logger wrote, without reports.
-inline std::string AgentLines(const DebugConsoleCapture& console)
-{
-    std::istringstream text(console.Text());
-    std::string lines;
-    bool inReport = false;
-    for (std::string line; std::getline(text, line);)
-    {
-        inReport = inReport || line.starts_with("ODS {") || line.starts_with("Expression  ");
-        if (!inReport)
-            lines += line.substr(0, line.find('\r')) + "\n";
-        inReport = inReport && line.find(".cpp(") == std::string::npos;
-    }
-    return lines;
-}
 
 class AgentTest : public testing::Test
 {
@@ -35,14 +22,26 @@ protected:
     {
         ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         // A logger reads Debug.ini once, when it is created.
-        const Wide settings = scankelv::WideFromNarrow(scankelv::DebugIniLocation().View());
-        ::CreateDirectoryW(settings.substr(0, settings.rfind(OLESTR('\\'))).c_str(), nullptr);
+        const std::wstring settings = scankelv::WideFromNarrow(scankelv::DebugIniLocation().View());
+        std::filesystem::create_directories(std::filesystem::path(settings).parent_path());
         WriteFileBytes(settings, "[Modules]\r\nAgent=1\r\n");
         scankelv::AgentLogger();
         scankelv::DebugConsoleLogger();
         ::DeleteFileW(settings.c_str());
     }
     static void TearDownTestSuite() { ::CoUninitialize(); }
+
+    /// The record of a command line, and of a settings file when the lines of its section are given.
+    static scankelv::AgentOptions Options(const std::wstring& commands, std::string_view settings = {})
+    {
+        const TemporaryFolder folder;
+        const std::wstring file = folder.File(L"ScanKELV.ini");
+        if (!settings.empty())
+            WriteFileBytes(file, "[Settings]\r\n" + std::string(settings));
+        return scankelv::AgentOptions::Build(file.c_str(), (L"agent " + commands).c_str()).value();
+    }
+
+    const PrivateRegistry m_registry;
 };
 
 } // namespace test

@@ -1,4 +1,6 @@
-#include "OptionsTest.h"
+#include "AgentOptions.h"
+
+#include "AgentTest.h"
 
 using namespace scankelv;
 using namespace test;
@@ -6,47 +8,16 @@ using namespace test;
 namespace
 {
 
-using AgentOptionsTest = OptionsTest;
-
-std::string Entries(const AgentOptions& options)
+TEST(AgentOptions, Placeholder)
 {
-    return Format<char>(
-        "product [%ws]\nlanguage [%ws]\nvendor [%ws]\nmodel [%ws]\nvid [%ws]\npid [%ws]\nhidden [%ws]\nmore [%ws]\n"
-        "list [%ws]\ngsd %d, suift %d, feature %d\nquery %d, properties %lu, wanted %d\n",
-        options.ProductName(), options.LanguageCode(), options.VendorName(), options.ModelName(), options.VendorId(),
-        options.ProductId(), options.HiddenUiArgument(), options.MultiDeviceRegistryPath(),
-        options.DeviceListRegistryPath(), options.IsGsdMode(), options.IsSuiftOn(), options.IsCurrentDeviceFeatureOn(),
-        options.NeedQueryAddress(), options.PropertiesUI(), options.PropertiesWanted());
-}
-
-TEST_F(AgentOptionsTest, SettingsAndCommandLines)
-{
-    const TemporaryFolder folder;
-    const Wide file = folder.File("ScanKELV.ini");
-    std::string usual; // entries of the first case
-    ExpectAnswers("unit/data/AgentOptions.txt", [&](const std::string& given) {
-        const std::size_t bar = given.find('|');
-        if (bar != 0)
-            WriteFileBytes(file, "[Settings]\r\n" + given.substr(0, bar));
-        const DebugConsoleCapture console;
-        const auto options = AgentOptions::Build(file.c_str(), ToWide(given.substr(bar + 1)).c_str());
-        ::DeleteFileW(file.c_str());
-        std::istringstream log(AgentLines(console)), entries(options ? Entries(*options) : "ended\n");
-        std::string absent, answer;
-        std::string line;
-        std::getline(log, line);
-        EXPECT_TRUE(line.ends_with(bar == 0 ? "ScanKELV.ini\" does not exist!" : "ScanKELV.ini\" does exist.")) << line;
-        while (std::getline(log, line))
-            if (line.ends_with(" absent in ScanKELV.ini."))
-                absent += " " + line.substr(0, line.find(' '));
-            else
-                answer += line + "\n";
-        while (std::getline(entries, line))
-            if (usual.find(line + "\n") == usual.npos)
-                answer += line + "\n";
-        usual = usual.empty() ? Entries(*options) : usual;
-        return (absent.empty() ? "" : "absent:" + absent + "\n") + answer;
-    });
+    const PrivateRegistry registry;
+    Store(HKEY_CURRENT_USER, L"A\\B", L"n", DWORD(7));
+    Store(HKEY_CURRENT_USER, L"A\\B", L"t", L"text");
+    StoreBytes(HKEY_CURRENT_USER, L"A\\B", L"b", REG_BINARY, "\x0A\xFF");
+    EXPECT_EQ("#7", Stored(HKEY_CURRENT_USER, L"A\\B", L"n"));
+    EXPECT_EQ("text", Stored(HKEY_CURRENT_USER, L"A\\B", L"t"));
+    EXPECT_EQ("type 3: 0A FF", Stored(HKEY_CURRENT_USER, L"A\\B", L"b"));
+    EXPECT_THAT(StoredNames(HKEY_CURRENT_USER, L"A\\B"), testing::UnorderedElementsAre("n", "t", "b"));
 }
 
 } // namespace

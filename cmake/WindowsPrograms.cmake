@@ -1,0 +1,43 @@
+# WindowsApi: the import libraries and the flags of everything that calls Windows.
+add_library(WindowsApi INTERFACE)
+target_compile_definitions(WindowsApi INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+target_compile_options(WindowsApi INTERFACE -ffunction-sections -fdata-sections)
+target_link_options(WindowsApi INTERFACE -static)
+target_link_libraries(WindowsApi INTERFACE advapi32 ole32 oleaut32 shell32 version uuid)
+
+file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/symbols)
+
+# What every file of the installation folder has: only the functions that are reached, the protections that the system
+# grants on request, no time stamp, and its symbols in symbols/NAME.debug. NAME.map beside them says which libraries
+# went into it.
+function(windows_product target)
+  target_link_libraries(${target} PRIVATE WindowsApi)
+  target_link_options(${target} PRIVATE
+    -Wl,--gc-sections -Wl,--dynamicbase -Wl,--nxcompat -Wl,--no-insert-timestamp
+    -Wl,-Map=${CMAKE_BINARY_DIR}/symbols/$<TARGET_FILE_NAME:${target}>.map)
+  if(WINDOWS_ARCHITECTURE STREQUAL "x86_64")
+    target_link_options(${target} PRIVATE -Wl,--high-entropy-va)
+  else()
+    # No code here registers a handler of structured exceptions on the stack: none will be called.
+    target_link_options(${target} PRIVATE -Wl,--no-seh)
+  endif()
+  set(symbols ${CMAKE_BINARY_DIR}/symbols/$<TARGET_FILE_NAME:${target}>.debug)
+  set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY}) # or it would write the time of day
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
+    COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
+    VERBATIM)
+endfunction()
+
+# windows_program(TARGET): a windowless program whose entry is wWinMain, in the installation folder.
+function(windows_program target)
+  set_target_properties(${target} PROPERTIES WIN32_EXECUTABLE ON RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+  windows_product(${target})
+  target_link_options(${target} PRIVATE -municode)
+endfunction()
+
+# windows_library(TARGET): a library named TARGET.dll in the installation folder.
+function(windows_library target)
+  set_target_properties(${target} PROPERTIES PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+  windows_product(${target})
+endfunction()

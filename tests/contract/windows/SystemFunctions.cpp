@@ -1,6 +1,0 @@
-#include "Script.h"
-
-std::map<std::string, test::Function, std::less<>> test::SystemFunctions()
-{
-    return {};
-}
