@@ -20,6 +20,16 @@ std::string NarrowFromWide(std::wstring_view text);
 /// The UTF-16 form of a text in the system's 8-bit code page.
 std::wstring WideFromNarrow(std::string_view text);
 
+/// The form of a Windows function for texts of this width: Form<char>(::CreateFileA, ::CreateFileW).
+template <class CharType, class Narrow, class Wide>
+constexpr auto Form(Narrow* narrow, Wide* wide)
+{
+    if constexpr (std::is_same_v<CharType, char>)
+        return narrow;
+    else
+        return wide;
+}
+
 /// Formats into the buffer: as many characters as fit, always terminated unless the buffer is empty. CharType: char or
 /// wchar_t. @return the length of the whole text in characters, terminator not counted, also when it was cut.
 template <class CharType, class... Args>

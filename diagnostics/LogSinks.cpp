@@ -9,7 +9,7 @@ namespace
 
 void AppendToFile(HANDLE file, std::string_view text)
 {
-    if (file == INVALID_HANDLE_VALUE)
+    if (file == nullptr)
         return;
     // Other processes append to the same file: its end is looked for before every write. Without a place for the upper
     // half of its position, an end beyond 4 GB would not be found; with one, only the last error tells a failure.
@@ -38,16 +38,10 @@ void DebugConsoleWrite(std::string_view text)
 }
 
 TextRenderCombo::TextRenderCombo(const char* logFile)
-    : m_file(::CreateFileA(
+    : m_file(Own(::CreateFileA(
           logFile, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
-          FILE_FLAG_SEQUENTIAL_SCAN, nullptr))
+          FILE_FLAG_SEQUENTIAL_SCAN, nullptr)))
 {
-}
-
-TextRenderCombo::~TextRenderCombo()
-{
-    if (m_file != INVALID_HANDLE_VALUE)
-        ::CloseHandle(m_file);
 }
 
 void TextRenderCombo::Enable(DWORD sinks)
@@ -84,7 +78,7 @@ void TextRenderCombo::Deliver(std::string_view text)
     constexpr DWORD toneHertz = 440;
     constexpr DWORD toneMilliseconds = 500;
     if (m_toFile && !text.empty())
-        AppendToFile(m_file, text);
+        AppendToFile(m_file.get(), text);
     for (; m_pieces != 0; --m_pieces)
         if (m_beeps)
             ::Beep(toneHertz, toneMilliseconds);

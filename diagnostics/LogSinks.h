@@ -2,6 +2,7 @@
 #pragma once
 
 #include "CodePage.h"
+#include "Owners.h"
 
 namespace scankelv
 {
@@ -40,9 +41,6 @@ public:
 
     /// Opens the file, or creates it when it is absent but its folder is not; text is only ever appended.
     explicit TextRenderCombo(const char* logFile);
-    ~TextRenderCombo();
-    TextRenderCombo(const TextRenderCombo&) = delete;
-    TextRenderCombo& operator=(const TextRenderCombo&) = delete;
 
     void Enable(DWORD sinks);
     /// One piece of an entry. File, tones and standard error get the pieces at the entry's end, the file in one write,
@@ -57,8 +55,8 @@ private:
     bool m_toFile = false;
     bool m_beeps = false;
     bool m_toStandardError = false;
-    HANDLE m_file;
-    int m_pieces = 0; ///< of the entry, a tone for each
+    OwnedHandle m_file; ///< null when it could not be opened
+    int m_pieces = 0;   ///< of the entry, a tone for each
     std::size_t m_entryLength = 0;
     char m_entry[1536];
 };

@@ -1,6 +1,7 @@
 #include "BinaryExecuteShell.h"
 
 #include "CheckedExpression.h"
+#include "Owners.h"
 
 #include <shellapi.h>
 
@@ -23,10 +24,9 @@ bool BinaryExecuteShellNoWait(
         "about to [%ws] <%ws> with argument \"%ws\" in working directory \"%ws\"...", verb, file, parameters,
         workingDirectory);
     const BOOL result = ::ShellExecuteExW(&info);
+    const OwnedHandle process = Own(info.hProcess);
     if (!Checked(DebugConsoleLogger, CheckLastError, static_cast<DWORD>(result), "result", 1))
         return false;
-    if (info.hProcess != nullptr)
-        ::CloseHandle(info.hProcess);
     DebugConsoleLogger().WriteLine("start <%ws> successful, not waiting for finish", file);
     return true;
 }

@@ -1,6 +1,7 @@
 #include "FolderOperations.h"
 
 #include "CheckedExpression.h"
+#include "Owners.h"
 
 namespace scankelv
 {
@@ -9,15 +10,6 @@ namespace
 
 constexpr DWORD noAccess = 0;
 constexpr DWORD noSharing = 0;
-
-HANDLE OpenExisting(const char* path, DWORD attributes)
-{
-    return ::CreateFileA(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
-}
-HANDLE OpenExisting(const wchar_t* path, DWORD attributes)
-{
-    return ::CreateFileW(path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr);
-}
 
 void WriteExistence(bool exists, const char* path)
 {
@@ -39,10 +31,9 @@ void WriteExistence(bool exists, const wchar_t* path)
 template <class CharType>
 bool PathExists(const CharType* path, bool folder)
 {
-    const HANDLE handle = OpenExisting(path, FILE_ATTRIBUTE_NORMAL | (folder ? FILE_FLAG_BACKUP_SEMANTICS : DWORD(0)));
-    const bool exists = handle != nullptr && handle != INVALID_HANDLE_VALUE;
-    if (exists)
-        ::CloseHandle(handle);
+    const DWORD attributes = FILE_ATTRIBUTE_NORMAL | (folder ? FILE_FLAG_BACKUP_SEMANTICS : DWORD(0));
+    const bool exists = Own(Form<CharType>(::CreateFileA, ::CreateFileW)(
+                            path, noAccess, noSharing, nullptr, OPEN_EXISTING, attributes, nullptr)) != nullptr;
     WriteExistence(exists, path);
     return exists;
 }

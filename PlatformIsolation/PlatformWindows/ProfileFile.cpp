@@ -7,15 +7,6 @@ namespace scankelv
 namespace
 {
 
-UINT ProfileInt(const char* section, const char* key, INT absent, const char* path)
-{
-    return ::GetPrivateProfileIntA(section, key, absent, path);
-}
-UINT ProfileInt(const wchar_t* section, const wchar_t* key, INT absent, const wchar_t* path)
-{
-    return ::GetPrivateProfileIntW(section, key, absent, path);
-}
-
 constexpr std::wstring_view absentText = L"#$@SRC@$#";
 
 } // namespace
@@ -50,8 +41,9 @@ bool ProfileFile<CharType>::GetULong(const CharType* section, const CharType* ke
     }
     // Two defaults tell an absent key from one that holds the first of them.
     constexpr INT sentinel = 6844;
-    const UINT value = ProfileInt(section, key, sentinel, m_path.Text());
-    if (value == sentinel && ProfileInt(section, key, 0, m_path.Text()) == 0)
+    const auto read = Form<CharType>(::GetPrivateProfileIntA, ::GetPrivateProfileIntW);
+    const UINT value = read(section, key, sentinel, m_path.Text());
+    if (value == sentinel && read(section, key, 0, m_path.Text()) == 0)
         return false;
     m_lastError = ::GetLastError();
     *number = value;

@@ -10,50 +10,6 @@ namespace
 constexpr DWORD reserved = 0;
 constexpr DWORD* reservedValueOfReservedParameter = nullptr;
 
-// The two widths of the registry functions, by one name each.
-LSTATUS RegOpenKeyImpl(HKEY parent, const char* path, REGSAM access, HKEY* key)
-{
-    return ::RegOpenKeyExA(parent, path, reserved, access, key);
-}
-LSTATUS RegOpenKeyImpl(HKEY parent, const wchar_t* path, REGSAM access, HKEY* key)
-{
-    return ::RegOpenKeyExW(parent, path, reserved, access, key);
-}
-
-LSTATUS RegCreateKeyImpl(
-    HKEY parent, const char* path, const char* className, DWORD options, REGSAM access,
-    LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
-{
-    // The functions take a modifiable class name and leave it alone.
-    auto* const name = const_cast<char*>(className);
-    return ::RegCreateKeyExA(parent, path, reserved, name, options, access, attributes, key, disposition);
-}
-LSTATUS RegCreateKeyImpl(
-    HKEY parent, const wchar_t* path, const wchar_t* className, DWORD options, REGSAM access,
-    LPSECURITY_ATTRIBUTES attributes, HKEY* key, DWORD* disposition)
-{
-    auto* const name = const_cast<wchar_t*>(className);
-    return ::RegCreateKeyExW(parent, path, reserved, name, options, access, attributes, key, disposition);
-}
-
-LSTATUS RegQueryValueImpl(HKEY key, const char* name, DWORD* type, void* data, DWORD* bytes)
-{
-    return ::RegQueryValueExA(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
-}
-LSTATUS RegQueryValueImpl(HKEY key, const wchar_t* name, DWORD* type, void* data, DWORD* bytes)
-{
-    return ::RegQueryValueExW(key, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes);
-}
-
-LSTATUS RegSetValueImpl(HKEY key, const char* name, DWORD type, const void* value, DWORD bytes)
-{
-    return ::RegSetValueExA(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
-}
-LSTATUS RegSetValueImpl(HKEY key, const wchar_t* name, DWORD type, const void* value, DWORD bytes)
-{
-    return ::RegSetValueExW(key, name, reserved, type, static_cast<const BYTE*>(value), bytes);
-}
-
 bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place = {})
 {
     return Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
@@ -64,7 +20,8 @@ bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place
 template <class CharType>
 bool RegistryKey::Open(HKEY parent, const CharType* path, REGSAM access)
 {
-    const LSTATUS keyOpenResult = RegOpenKeyImpl(parent, path, access, &m_hKey);
+    const LSTATUS keyOpenResult =
+        Form<CharType>(::RegOpenKeyExA, ::RegOpenKeyExW)(parent, path, reserved, access, &m_hKey);
     if (StatusOK(keyOpenResult, "keyOpenResult", 0))
         return true;
     m_hKey = nullptr;
@@ -77,8 +34,9 @@ bool RegistryKey::Create(
     LPSECURITY_ATTRIBUTES attributes, DWORD* disposition)
 {
     DWORD createdOrOpened = 0;
-    const LSTATUS createKeyResult =
-        RegCreateKeyImpl(parent, path, className, options, access, attributes, &m_hKey, &createdOrOpened);
+    auto* const name = const_cast<CharType*>(className); // the functions leave it alone
+    const LSTATUS createKeyResult = Form<CharType>(::RegCreateKeyExA, ::RegCreateKeyExW)(
+        parent, path, reserved, name, options, access, attributes, &m_hKey, &createdOrOpened);
     if (!StatusOK(createKeyResult, "createKeyResult", 1))
     {
         Close();
@@ -104,7 +62,8 @@ template <class CharType>
 bool RegistryKey::QueryValue(const CharType* name, DWORD* type, void* data, DWORD* bytes)
 {
     return StatusOK(
-        RegQueryValueImpl(m_hKey, name, type, data, bytes),
+        Form<CharType>(::RegQueryValueExA, ::RegQueryValueExW)(
+            m_hKey, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes),
         "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), "
         "bytes )",
         0);
@@ -146,7 +105,8 @@ bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, 
     if (!Checked(DebugConsoleLogger, "invariant", IsValid(), "IsValid()", 0))
         return false;
     return StatusOK(
-        RegSetValueImpl(m_hKey, name, type, value, bytes),
+        Form<CharType>(::RegSetValueExA, ::RegSetValueExW)(
+            m_hKey, name, reserved, type, static_cast<const BYTE*>(value), bytes),
         "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), "
         "bytes )",
         1);

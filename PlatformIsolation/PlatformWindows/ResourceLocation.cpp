@@ -11,15 +11,6 @@ namespace
 
 HMODULE programModule = nullptr;
 
-DWORD ModuleFileName(char* buffer, DWORD size)
-{
-    return ::GetModuleFileNameA(programModule, buffer, size);
-}
-DWORD ModuleFileName(wchar_t* buffer, DWORD size)
-{
-    return ::GetModuleFileNameW(programModule, buffer, size);
-}
-
 ResourceLocation LogFolderFile(const char* name)
 {
     return ComposeLocation(UserDataRootLocation().Text(), nullptr, "ScanKELV", name, false);
@@ -42,7 +33,8 @@ BasicResourceLocation<CharType> ModuleFileLocation()
         BasicResourceLocation<CharType> location;
         if (!location.Create(size))
             return {};
-        const DWORD length = ModuleFileName(location.Elements(), size);
+        const DWORD length =
+            Form<CharType>(::GetModuleFileNameA, ::GetModuleFileNameW)(programModule, location.Elements(), size);
         if (length == 0)
             return {};
         if (length < size)

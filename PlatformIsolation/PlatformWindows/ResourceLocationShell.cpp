@@ -1,6 +1,7 @@
 #include "ResourceLocationShell.h"
 
 #include "CheckedExpression.h"
+#include "Owners.h"
 
 #include <shlwapi.h>
 
@@ -31,25 +32,6 @@ public:
 
 private:
     LPITEMIDLIST m_list;
-};
-
-/// A library loaded by its name.
-class LoadedLibrary
-{
-public:
-    explicit LoadedLibrary(const wchar_t* name) : m_module(::LoadLibraryW(name)) {}
-    ~LoadedLibrary()
-    {
-        if (m_module != nullptr)
-            ::FreeLibrary(m_module);
-    }
-    LoadedLibrary(const LoadedLibrary&) = delete;
-    LoadedLibrary& operator=(const LoadedLibrary&) = delete;
-
-    FARPROC Export(const char* name) const { return m_module == nullptr ? nullptr : ::GetProcAddress(m_module, name); }
-
-private:
-    HMODULE m_module;
 };
 
 ResourceLocation DataRootLocation(int folderId)
@@ -111,10 +93,12 @@ ResourceLocation LocationOfTemporaryRootFolder()
 
 DWORD GetDllVersion(const wchar_t* library)
 {
-    const LoadedLibrary loaded(library);
+    const OwnedModule loaded(::LoadLibraryW(library));
+    if (loaded == nullptr)
+        return 0;
     // By way of the one function type that may become any other.
-    const auto getVersion =
-        reinterpret_cast<DLLGETVERSIONPROC>(reinterpret_cast<void (*)()>(loaded.Export("DllGetVersion")));
+    const auto getVersion = reinterpret_cast<DLLGETVERSIONPROC>(
+        reinterpret_cast<void (*)()>(::GetProcAddress(loaded.get(), "DllGetVersion")));
     if (getVersion == nullptr)
         return 0;
     DLLVERSIONINFO version{};

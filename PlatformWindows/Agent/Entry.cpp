@@ -1,6 +1,7 @@
 // The process entry: one agent at a time, and none while an uninstall is under way.
 #include "AgentRun.h"
 #include "Loggers.h"
+#include "Owners.h"
 #include "ResourceLocation.h"
 
 #include <new>
@@ -22,17 +23,9 @@ public:
           m_creationError(::GetLastError())
     {
         if (m_mapping != nullptr)
-            m_word = static_cast<DWORD*>(::MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD)));
+            m_word.reset(
+                static_cast<DWORD*>(::MapViewOfFile(m_mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD))));
     }
-    ~SingleInstance()
-    {
-        if (m_word != nullptr)
-            ::UnmapViewOfFile(m_word);
-        if (m_mapping != nullptr)
-            ::CloseHandle(m_mapping);
-    }
-    SingleInstance(const SingleInstance&) = delete;
-    SingleInstance& operator=(const SingleInstance&) = delete;
 
     /// Why the agent must not run; null when it may. The word of an object of our own making is not looked at.
     const char* Refusal() const
@@ -55,9 +48,9 @@ public:
     DWORD Occupy() { return *m_word = ::GetCurrentProcessId(); }
 
 private:
-    HANDLE m_mapping;
+    OwnedHandle m_mapping;
     DWORD m_creationError;
-    DWORD* m_word = nullptr;
+    OwnedView<DWORD> m_word;
 };
 
 /// The version of the program's own file, its last number left out; empty when it cannot be read.

@@ -6,6 +6,7 @@
 #include "DriverStorages.h"
 #include "FolderOperations.h"
 #include "Loggers.h"
+#include "Owners.h"
 #include "ProfileFile.h"
 #include "TextScan.h"
 #include "TimeStamp.h"
@@ -191,12 +192,11 @@ void WriteRegistry(CrossProductStorage& storage, const StoredDevice& device)
 /// Makes the file with nothing but the byte-order mark of UTF-16, so that the profile functions keep it in UTF-16.
 void CreateMarkedFile(const wchar_t* path)
 {
-    const HANDLE file = ::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return;
+    const OwnedHandle file =
+        Own(::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     DWORD written = 0;
-    ::WriteFile(file, "\xFF\xFE", 2, &written, nullptr);
-    ::CloseHandle(file);
+    if (file != nullptr)
+        ::WriteFile(file.get(), "\xFF\xFE", 2, &written, nullptr);
 }
 
 bool WriteConfigIni(const StoredDevice& device)

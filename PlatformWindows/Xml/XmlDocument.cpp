@@ -13,27 +13,15 @@ namespace
 {
 
 template <class Interface>
-const IID& IdOf();
+extern const IID& interfaceId;
 template <>
-const IID& IdOf<IXMLDOMDocument>()
-{
-    return IID_IXMLDOMDocument;
-}
+const IID& interfaceId<IXMLDOMDocument> = IID_IXMLDOMDocument;
 template <>
-const IID& IdOf<IXMLDOMElement>()
-{
-    return IID_IXMLDOMElement;
-}
+const IID& interfaceId<IXMLDOMElement> = IID_IXMLDOMElement;
 template <>
-const IID& IdOf<IXMLDOMNode>()
-{
-    return IID_IXMLDOMNode;
-}
+const IID& interfaceId<IXMLDOMNode> = IID_IXMLDOMNode;
 template <>
-const IID& IdOf<IXMLDOMNodeList>()
-{
-    return IID_IXMLDOMNodeList;
-}
+const IID& interfaceId<IXMLDOMNodeList> = IID_IXMLDOMNodeList;
 
 // One call of the document model. Parameters are those of the member; an object's own interface may be a derived one.
 template <class Object, class Interface, class... Parameters>
@@ -42,7 +30,7 @@ void Call(
 {
     const HRESULT result = object != nullptr ? (object->*member)(arguments...) : E_POINTER;
     if (FAILED(result))
-        throw XmlError(result, IdOf<Interface>());
+        throw XmlError(result, interfaceId<Interface>);
 }
 
 // The model takes a variant by value and keeps nothing of it, so the text is lent.
