@@ -40,7 +40,8 @@ bool BooleanOK(bool value, const char* expression, int level, PlaceHere place = 
     return Checked(DebugConsoleLogger, CheckBoolean, value, expression, level, place);
 }
 
-/// The failure text is the thread's last error at this moment, which the registry's own status need not have set.
+/// Reports the thread's last error. Registry functions return their status and need not set the last error, so that the
+/// text may describe an earlier failure.
 bool LastErrorOK(bool value, const char* expression, int level, PlaceHere place = {})
 {
     return Checked(DebugConsoleLogger, CheckLastError, value, expression, level, place);
@@ -52,7 +53,7 @@ template <class CharType>
 bool CrossProductStorage::Open(int hive, const CharType* path, int access)
 {
     m_parent_key.Close();
-    // An empty path, as a location has that found no memory, would be the hive's own root.
+    // An empty path, as of a location that could not be allocated, would open the hive's root.
     const HKEY parent = path == nullptr || *path == CharType() ? nullptr : HiveOf(hive);
     const REGSAM rights = RightsOf(access);
     if (m_parent_key.Open(parent, path, rights))

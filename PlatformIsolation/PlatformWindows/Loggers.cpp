@@ -13,7 +13,7 @@ namespace
 class DebugIniLogger
 {
 public:
-    /// The thread's last error stays what it was: a first use may come between an operation and its check.
+    /// Keeps the thread's last error, as the first use may come between an operation and its check.
     explicit DebugIniLogger(const char* module, const LastErrorKeeper& /*keeper*/ = {})
         : m_logger(module, &ConfigureFromDebugIni, LogFileLocation().Text(), DebugIniLocation().Text())
     {

@@ -86,7 +86,7 @@ bool RegistryKey::QueryStringValue(const wchar_t* name, wchar_t* value, DWORD* l
 template <class CharType>
 bool RegistryKey::QueryDWORDValue(const CharType* name, DWORD* value)
 {
-    // A value of another type may fill some of the number before its type is known: the caller's stays as it was.
+    // Read into a copy: a value of another type may overwrite part of the number before its type is known.
     DWORD number = *value;
     DWORD bytes = sizeof(number);
     DWORD type = REG_NONE;

@@ -96,7 +96,7 @@ DWORD GetDllVersion(const wchar_t* library)
     const OwnedModule loaded(::LoadLibraryW(library));
     if (loaded == nullptr)
         return 0;
-    // By way of the one function type that may become any other.
+    // Through void (*)(): compilers warn about a direct cast between two function types.
     const auto getVersion = reinterpret_cast<DLLGETVERSIONPROC>(
         reinterpret_cast<void (*)()>(::GetProcAddress(loaded.get(), "DllGetVersion")));
     if (getVersion == nullptr)
