@@ -6,8 +6,8 @@
 namespace scankelv
 {
 
-/// Initialises COM for the calling thread as a single-threaded apartment, and ends that again. Any result but a first
-/// initialisation is reported to the "ODS" logger.
+/// Initialises COM for the calling thread as a single-threaded apartment, and uninitialises it when destroyed. Any
+/// result but S_OK is reported to the "ODS" logger.
 class ComThread
 {
 public:
@@ -16,7 +16,7 @@ public:
     ComThread(const ComThread&) = delete;
     ComThread& operator=(const ComThread&) = delete;
 
-    /// The thread has COM, also when it had it before.
+    /// Whether COM is initialised for the thread, also by an earlier call.
     bool IsValid() const { return m_result >= 0; }
 
 private:

@@ -14,10 +14,10 @@ namespace scankelv
 namespace
 {
 
-constexpr std::size_t addressCapacity = 256; // characters, the terminator counted
+constexpr std::size_t addressCapacity = 256; // characters, terminator counted
 constexpr DWORD pollInterval = 200;          // milliseconds
 
-// A stored text may fill its 256 characters without a terminator: there is one more for it.
+// A stored text may fill all 256 characters without a terminator: the last character terminates it.
 using StoredAddress = std::array<wchar_t, addressCapacity + 1>;
 using QueriedAddress = std::array<wchar_t, addressCapacity>;
 
@@ -28,7 +28,7 @@ enum OnlineStatus : DWORD
     NoAnswerYet = 2
 };
 
-/// Written by the callback, on any thread, before it lowers `queryPending`; read by the testing after that.
+/// Written by the callback, on any thread, before it decrements `queryPending`; read by the main thread once that is 0.
 struct QueryAnswer
 {
     std::atomic<std::int32_t> queryPending = 0;
@@ -39,7 +39,7 @@ struct QueryAnswer
 };
 constinit QueryAnswer answer;
 
-/// A logger is for one thread at a time; the two that meet around the query take turns.
+/// A logger serves one thread at a time; during the query, the main thread and the callback's thread both use it.
 std::mutex loggerTurn;
 
 template <class... Args>
@@ -65,7 +65,7 @@ StoredAddress ReadAddress(CrossProductStorage& storage, const wchar_t* name)
 {
     constexpr StoredAddress none{'0'};
     StoredAddress text = none;
-    // A failed read may leave something in the buffer.
+    // A failed read leaves the buffer's content unspecified.
     return storage.GetString(name, text.data(), addressCapacity) ? text : none;
 }
 
@@ -110,7 +110,7 @@ void StoreAnswer(const wchar_t* productName, bool isNetwork)
     storage.SetULong("Changed", changed);
 }
 
-/// Cut at 255 characters; a null text leaves the buffer as it was.
+/// Copies the text, cut at 255 characters; a null text leaves the buffer unchanged.
 void Take(QueriedAddress& buffer, const wchar_t* text)
 {
     if (text == nullptr)
@@ -139,7 +139,7 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
     storage.GetULong(L"ConnectionType", &connectionType);
     AgentLogger().WriteLine("original device addresses %S, %S", address.data(), macAddress.data());
 
-    // What the answer leaves out stays as it was stored.
+    // An address that the answer does not contain keeps its stored value.
     Take(answer.queriedAddress, address.data());
     Take(answer.queriedMacAddress, macAddress.data());
     answer.queryPending = 1;
@@ -174,7 +174,7 @@ std::uint32_t QueryDeviceAddressCallback(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
         static_cast<std::int32_t>(changeValue), shown(addressText), shown(macAddressText));
     if (answer.queryPending <= 0)
-        return 0; // once more: what came first is being stored
+        return 0; // a repeated call: the first answer is already being stored
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
     if (statusValue == 0)
     {
