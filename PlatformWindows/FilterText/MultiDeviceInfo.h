@@ -1,4 +1,5 @@
-// PlatformWindows/FilterText: what the search library is told: the filter text, the device lists in it, the port data.
+// PlatformWindows/FilterText: what is passed to the search library: the filter text and the device lists in it, and the
+// port data.
 #pragma once
 
 #include "BstrText.h"

@@ -47,7 +47,7 @@ constexpr DeviceElement deviceElements[] = {
 struct OptionFallback
 {
     std::wstring CurrentDevice::*text;
-    const wchar_t* (AgentOptions::*option)() const; ///< may give null
+    const wchar_t* (AgentOptions::*option)() const; ///< may return null
 };
 constexpr OptionFallback optionFallbacks[] = {
     {&CurrentDevice::mdlString, &AgentOptions::ModelName},
@@ -59,8 +59,8 @@ constexpr OptionFallback optionFallbacks[] = {
 
 const wchar_t* const network = L"Network";
 
-/// Presets every text that the current device has, and its connection type, from the first device of device.xml. No
-/// file, a broken one, or no document at all leaves the values as they are.
+/// Presets every text that the current device has, and its connection type, from the first device of device.xml. A
+/// file that is absent or cannot be parsed, or a document that cannot be created, leaves the values unchanged.
 void PresetFromDeviceXml(StoredValues& values)
 {
     const ResourceLocationWide path = DeviceXmlLocation();
@@ -118,7 +118,7 @@ bool XmlAddTwainStorageDevice(
     PresetFromDeviceXml(values);
     ReadStoredValues(storage, ValueOf::CurrentDevice, values);
 
-    // Only 1 is a network device here; below, any other type than 0 is described as one.
+    // Here only type 1 is a network device; below, every type but 0 is described as one.
     if (values.connectionTypeDWORD == 1 && values.addressString.empty())
     {
         AgentLogger().WriteLine("Skip adding current printer[Network]");
@@ -133,7 +133,7 @@ bool XmlAddTwainStorageDevice(
 
     values.ipAddress = isLocal ? values.portNameString : values.addressString;
     values.ioType = isLocal ? L"Local" : network;
-    // Before the options stand in for the model: the name of a device is never a configured one.
+    // Before the options replace absent texts, so that a device is never named after a configured model.
     if (values.deviceNameString.empty() && isLocal)
         values.deviceNameString = values.mdlString;
     for (const auto& [text, option] : optionFallbacks)
