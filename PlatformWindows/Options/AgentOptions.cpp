@@ -30,7 +30,7 @@ const wchar_t* TextOr(const std::optional<std::wstring>& text, const wchar_t* ot
     return text ? text->c_str() : otherwise;
 }
 
-/// Writes a message. @return false when it is one that ends the process
+/// Logs a message. @return false when it is one that ends the process
 bool GoesOnAfter(const char* message)
 {
     AgentLogger().WriteLine("%s", message);
@@ -94,8 +94,8 @@ private:
     {
         const wchar_t* name;
         std::variant<Text AgentOptions::*, bool AgentOptions::*> field;
-        const char* label;        ///< of the text logged afterwards; null: nothing is logged
-        const wchar_t* fixedText; ///< assigned whatever the argument is; null: the argument
+        const char* label;        ///< begins the log line of the field; null: no line
+        const wchar_t* fixedText; ///< assigned in place of the argument; null: none
     };
     static constexpr Keyword keywords[] = {
         {L"M", &AgentOptions::productName, "productName", nullptr},
@@ -114,7 +114,7 @@ private:
         {L"devicelist", &AgentOptions::deviceListRegistryPath, "multiDeviceRegistryPath", nullptr},
     };
 
-    /// What is to be said about a record, and when.
+    /// A message about a record, and its condition.
     struct Check
     {
         bool (*applies)(const AgentOptions& options);
@@ -146,7 +146,7 @@ private:
             checks, [&](const Check& check) { return !check.applies(options) || GoesOnAfter(check.message); });
     }
 
-    /// @return false, the field as it was, when memory runs out
+    /// @return false, the field unchanged, when memory runs out
     static bool Assign(Text& field, std::wstring_view text) noexcept
     try
     {
@@ -158,7 +158,7 @@ private:
         return false;
     }
 
-    /// @return false, the field as it was, for an absent key
+    /// @return false, the field unchanged, for an absent key
     static bool Read(ProfileFileWide& file, const wchar_t* key, Text& field)
     {
         ResourceLocationWide value;

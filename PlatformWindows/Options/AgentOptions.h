@@ -19,7 +19,8 @@ enum tagDialogMode : int
     DialogMode5
 };
 
-/// Every setting of one run. Built once, read-only afterwards. A text is unset or holds a text, which may be empty.
+/// Every setting of one run. Built once, read-only afterwards. A text is either unset or set, possibly to
+/// the empty text.
 class AgentOptions
 {
 public:
