@@ -7,8 +7,8 @@ namespace scankelv
 {
 
 /// Starts the updater for a product and does not wait for it.
-/// @param productName  terminated; handed over in triple quotes, cut where the whole is longer than 1022 characters
-/// @return whether it started; the "Agent" logger says why not
+/// @param productName  terminated; passed in triple quotes, and cut if both together exceed 1022 characters
+/// @return false after a message to the "Agent" logger
 bool StartColourProfileUpdater(const wchar_t* productName);
 
 } // namespace scankelv

@@ -9,7 +9,7 @@ namespace
 
 constexpr std::size_t none = std::wstring_view::npos;
 
-// Constants, so that the compiler knows their lengths, which it does not of a wide literal that it meets at run time.
+// constexpr, as compilers do not fold the length of a wide literal that is converted at run time.
 constexpr std::wstring_view modeKey = L"MODE";
 constexpr std::wstring_view scanMode = L"SCN";
 constexpr std::wstring_view manufacturerKeys[] = {L"MFG", L"MANUFACTURER"};
@@ -20,9 +20,9 @@ inline bool BeginsWith(std::wstring_view text, std::wstring_view start)
     return EqualsIgnoringAsciiCase(text.substr(0, start.size()), start);
 }
 
-/// Walks the fields of an identifier, and the values of the field that it stands on. Values are looked for only when
-/// asked for: a field without a colon finds its value in a later field, and looking for every field would take time
-/// with the square of the length.
+/// Iterates over the fields of an identifier and the values of the current field. Values are searched only on request:
+/// a field without a colon finds its value in a later field, so that a search for every field would take quadratic
+/// time.
 class FieldCursor
 {
 public:
@@ -38,22 +38,22 @@ public:
     bool HasKey(std::wstring_view key) const
     {
         return BeginsWith(m_text.substr(m_field), key);
-    } // no key holds a semicolon
+    } // no key contains a semicolon
 
     bool FirstValue() { return StartValueBehind(m_text.find(L':', m_field)); }
     bool NextValue()
     {
-        // No field ends in a comma, so that its end need not be looked for.
+        // A comma never ends a field, so that the field's end need not be searched.
         const bool atComma = m_valueEnd != none && m_text[m_valueEnd] == L',';
         return (atComma || m_valueEnd != FieldEnd()) && StartValueBehind(m_valueEnd);
     }
 
     std::wstring_view Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
-    /// Not bounded by the value's end: a vendor's name may hold a comma.
+    /// Not bounded by the value's end: a vendor's name may contain a comma.
     bool ValueBeginsWith(std::wstring_view start) const { return BeginsWith(m_text.substr(m_value), start); }
 
 private:
-    std::size_t FieldEnd() // looked for once a field, and only when asked for
+    std::size_t FieldEnd() // searched at most once per field, on request
     {
         if (m_fieldEnd == m_field)
             m_fieldEnd = m_text.find(L';', m_field);

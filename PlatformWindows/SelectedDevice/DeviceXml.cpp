@@ -19,7 +19,7 @@ struct DeviceXmlElement
     _bstr_t Device::*text; ///< null: the UI mode, which is the same for every device
 };
 
-// In the order in which they stand in the file.
+// In the order of the file.
 constexpr DeviceXmlElement deviceXmlElements[] = {
     {L"Address", &Device::addressString},
     {L"Comment", &Device::commentString},
@@ -64,7 +64,7 @@ OwnedSid EveryoneSid()
 }
 
 /// Replaces the folder's access list by one entry that gives everyone every right on it and on what it holds. A
-/// failure goes unnoticed: the folder then keeps the access list that it inherited.
+/// failure is ignored: the folder then keeps its inherited access list.
 void OpenFolderToEveryone(const wchar_t* folder)
 {
     const OwnedSid everyone = EveryoneSid();
@@ -116,7 +116,7 @@ ResourceLocationWide DeviceXmlLocation()
         return {};
     std::wstring path = std::wstring(root) + L"\\Quellon\\ScanKELV";
     ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
-    // Always this folder, wherever the shell keeps its data: elsewhere the folder keeps its inherited access list.
+    // Always this path. Where the shell names another folder, that one keeps its inherited access list.
     OpenFolderToEveryone(L"C:\\ProgramData\\Quellon\\ScanKELV");
     return ResourceLocationWide(path += L"\\device.xml");
 }
