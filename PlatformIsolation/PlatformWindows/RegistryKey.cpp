@@ -34,7 +34,7 @@ bool RegistryKey::Create(
     LPSECURITY_ATTRIBUTES attributes, DWORD* disposition)
 {
     DWORD createdOrOpened = 0;
-    auto* const name = const_cast<CharType*>(className); // the functions leave it alone
+    auto* const name = const_cast<CharType*>(className); // the functions do not modify it
     const LSTATUS createKeyResult = Form<CharType>(::RegCreateKeyExA, ::RegCreateKeyExW)(
         parent, path, reserved, name, options, access, attributes, &m_hKey, &createdOrOpened);
     if (!StatusOK(createKeyResult, "createKeyResult", 1))
