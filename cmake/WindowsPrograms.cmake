@@ -7,9 +7,9 @@ target_link_libraries(WindowsApi INTERFACE advapi32 ole32 oleaut32 shell32 versi
 
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/symbols)
 
-# windows_product(TARGET): what all programs and libraries of the installation folder have in common. Unused functions are
-# removed, address randomisation and data execution prevention are on, there is no time stamp. The symbols are moved to
-# symbols/NAME.debug; symbols/NAME.map lists what was linked in.
+# windows_product(TARGET): what all programs and libraries of the installation folder have in common. Unused functions
+# are removed, address randomisation and data execution prevention are on, there is no time stamp. The symbols are moved
+# to symbols/NAME.debug; symbols/NAME.map lists what was linked in.
 function(windows_product target)
   target_link_libraries(${target} PRIVATE WindowsApi)
   target_link_options(${target} PRIVATE
