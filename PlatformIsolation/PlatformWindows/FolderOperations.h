@@ -6,8 +6,8 @@
 namespace scankelv
 {
 
-/// Whether the path can be opened without any access right. Writes the answer to the "ODS" logger. CharType: char or
-/// wchar_t. @param folder  a folder counts too
+/// Whether the path can be opened when no access right is requested. Writes the answer to the "ODS" logger. CharType:
+/// char or wchar_t. @param folder  a folder counts too
 template <class CharType>
 bool PathExists(const CharType* path, bool folder);
 

@@ -105,7 +105,7 @@ void RecordModuleHandle(HMODULE module);
 /// The whole path of the program's own file, of any length; empty on failure. CharType: char or wchar_t.
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFileLocation();
-/// The folder of the program's own file, without the trailing backslash; empty when the path contains none.
+/// The folder of the program's own file, without the trailing backslash; empty when it is not known.
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFolderLocation();
 /// The path of a file beside the program's own; empty when the name is null or empty, or the folder is not known.

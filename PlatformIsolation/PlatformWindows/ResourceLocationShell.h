@@ -15,7 +15,8 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list);
 /// The temporary folder, trailing backslash included; empty after a report.
 ResourceLocation LocationOfTemporaryRootFolder();
 
-/// Major version in the high, minor in the low 16 bits, from the library's export "DllGetVersion"; 0 without either.
+/// Major version in the high, minor in the low 16 bits, from the library's export "DllGetVersion"; 0 when the library
+/// or the export does not exist. @param library  file name, terminated
 DWORD GetDllVersion(const wchar_t* library);
 bool ShellVersionAtLeast5();
 

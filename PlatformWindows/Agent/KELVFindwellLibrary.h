@@ -15,8 +15,8 @@ public:
     LibraryModule(const LibraryModule&) = delete;
     LibraryModule& operator=(const LibraryModule&) = delete;
 
-    /// Loads a library without the system's error box; a loaded one is kept instead. The latter, and a library that
-    /// cannot be loaded, are reported to the debugger console.
+    /// Loads a library without the system's error box. Does nothing when one is already loaded. Reports this, and a
+    /// library that cannot be loaded, to the debugger console.
     /// @param path  in the system's 8-bit code page, terminated
     /// @return whether a module is loaded
     bool Load(const char* path);

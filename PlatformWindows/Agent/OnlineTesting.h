@@ -15,7 +15,7 @@ void ResetOnlineTesting();
 void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& library);
 
 /// Receives the library's answer, on any thread. A null status means "did not answer", a null change "not changed"; a
-/// null address or text leaves the stored one. A text is cut at 255 characters. Returns 0.
+/// null address leaves the stored one. A text is cut at 255 characters. Returns 0.
 QueryDeviceAddressCallbackFunction QueryDeviceAddressCallback;
 
 } // namespace scankelv

@@ -1,5 +1,5 @@
-// PlatformWindows/FilterText: what is passed to the search library: the filter text and the device lists in it, and the
-// port data.
+// PlatformWindows/FilterText: the texts that are passed to the search library, namely the filter text with its device
+// lists, and the port data.
 #pragma once
 
 #include "BstrText.h"

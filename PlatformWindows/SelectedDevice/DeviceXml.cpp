@@ -63,7 +63,7 @@ OwnedSid EveryoneSid()
     return OwnedSid(sid);
 }
 
-/// Replaces the folder's access list by one entry that gives everyone every right on it and on what it holds. A
+/// Replaces the folder's access list by one entry that gives everyone full access to the folder and its content. A
 /// failure is ignored: the folder then keeps its inherited access list.
 void OpenFolderToEveryone(const wchar_t* folder)
 {
