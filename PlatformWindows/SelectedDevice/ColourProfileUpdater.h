@@ -1,4 +1,4 @@
-// The colour-profile updater, a program of its own beside the agent's.
+// Starting the colour-profile updater, a separate program in the agent's folder.
 #pragma once
 
 #include "CodePage.h"
