@@ -30,12 +30,10 @@ private:
     const char* m_context = nullptr;
 };
 
-inline constexpr CheckKind CheckBoolean = CheckKind::Fixed(1); ///< fails when zero; empty failure text
-inline constexpr CheckKind CheckErrno = CheckKind::Fixed(2);   ///< fails when zero; the message of errno
-inline constexpr CheckKind CheckErrorCode =
-    CheckKind::Fixed(3); ///< fails when not zero; the system message of the value
-inline constexpr CheckKind CheckLastError =
-    CheckKind::Fixed(4); ///< fails when zero; the system message of the last error
+inline constexpr CheckKind CheckBoolean = CheckKind::Fixed(1);   ///< fails when zero; empty failure text
+inline constexpr CheckKind CheckErrno = CheckKind::Fixed(2);     ///< fails when zero; the message of errno
+inline constexpr CheckKind CheckErrorCode = CheckKind::Fixed(3); ///< fails when not zero; the value's system message
+inline constexpr CheckKind CheckLastError = CheckKind::Fixed(4); ///< fails when zero; the last error's system message
 
 /// A failure with this level is not reported. All other levels are treated alike.
 inline constexpr int silentLevel = 2;

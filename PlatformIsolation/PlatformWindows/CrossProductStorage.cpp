@@ -9,30 +9,13 @@ namespace
 
 HKEY HiveOf(int hive)
 {
-    switch (hive)
-    {
-    case UserHive:
-        return HKEY_CURRENT_USER;
-    case SystemHive:
-        return HKEY_LOCAL_MACHINE;
-    default:
-        return nullptr;
-    }
+    return hive == UserHive ? HKEY_CURRENT_USER : hive == SystemHive ? HKEY_LOCAL_MACHINE : nullptr;
 }
 
 REGSAM RightsOf(int access)
 {
-    switch (access)
-    {
-    case AccessRead:
-        return KEY_READ;
-    case AccessWrite:
-        return KEY_WRITE;
-    case AccessReadWrite:
-        return KEY_READ | KEY_WRITE;
-    default:
-        return 0;
-    }
+    constexpr REGSAM rights[] = {KEY_READ, KEY_WRITE, KEY_READ | KEY_WRITE}; // by StorageAccess
+    return access >= AccessRead && access <= AccessReadWrite ? rights[access] : 0;
 }
 
 bool BooleanOK(bool value, const char* expression, int level, PlaceHere place = {})

@@ -7,9 +7,6 @@ namespace scankelv
 namespace
 {
 
-constexpr DWORD reserved = 0;
-constexpr DWORD* reservedValueOfReservedParameter = nullptr;
-
 bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place = {})
 {
     return Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
@@ -20,8 +17,7 @@ bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place
 template <class CharType>
 bool RegistryKey::Open(HKEY parent, const CharType* path, REGSAM access)
 {
-    const LSTATUS keyOpenResult =
-        Form<CharType>(::RegOpenKeyExA, ::RegOpenKeyExW)(parent, path, reserved, access, &m_hKey);
+    const LSTATUS keyOpenResult = Form<CharType>(::RegOpenKeyExA, ::RegOpenKeyExW)(parent, path, 0, access, &m_hKey);
     if (StatusOK(keyOpenResult, "keyOpenResult", 0))
         return true;
     m_hKey = nullptr;
@@ -36,7 +32,7 @@ bool RegistryKey::Create(
     DWORD createdOrOpened = 0;
     auto* const name = const_cast<CharType*>(className); // the functions do not modify it
     const LSTATUS createKeyResult = Form<CharType>(::RegCreateKeyExA, ::RegCreateKeyExW)(
-        parent, path, reserved, name, options, access, attributes, &m_hKey, &createdOrOpened);
+        parent, path, 0, name, options, access, attributes, &m_hKey, &createdOrOpened);
     if (!StatusOK(createKeyResult, "createKeyResult", 1))
     {
         Close();
@@ -63,7 +59,7 @@ bool RegistryKey::QueryValue(const CharType* name, DWORD* type, void* data, DWOR
 {
     return StatusOK(
         Form<CharType>(::RegQueryValueExA, ::RegQueryValueExW)(
-            m_hKey, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes),
+            m_hKey, name, nullptr, type, static_cast<LPBYTE>(data), bytes),
         "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), "
         "bytes )",
         0);
@@ -106,7 +102,7 @@ bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, 
         return false;
     return StatusOK(
         Form<CharType>(::RegSetValueExA, ::RegSetValueExW)(
-            m_hKey, name, reserved, type, static_cast<const BYTE*>(value), bytes),
+            m_hKey, name, 0, type, static_cast<const BYTE*>(value), bytes),
         "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), "
         "bytes )",
         1);

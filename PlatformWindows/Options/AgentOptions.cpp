@@ -25,11 +25,6 @@ const wchar_t* const settingsSection = L"Settings";
 constexpr const wchar_t* defaultProductName = L"Quellon Generic Scan Driver";
 constexpr const wchar_t* defaultVendorName = L"Quellon";
 
-const wchar_t* TextOr(const std::optional<std::wstring>& text, const wchar_t* otherwise)
-{
-    return text ? text->c_str() : otherwise;
-}
-
 /// Logs a message. @return false when it is one that ends the process
 bool GoesOnAfter(const char* message)
 {
@@ -237,7 +232,7 @@ private:
         else if (command.argument)
             Assign(field, *command.argument);
         if (keyword.label != nullptr)
-            AgentLogger().WriteLine("%s: %ws", keyword.label, TextOr(field, nullptr));
+            AgentLogger().WriteLine("%s: %ws", keyword.label, AgentOptions::TextOr(field, nullptr));
     }
 };
 
@@ -273,41 +268,6 @@ const wchar_t* AgentOptions::VendorName() const
     return TextOr(vendorName, defaultVendorName);
 }
 
-const wchar_t* AgentOptions::VendorId() const
-{
-    return TextOr(vendorId, nullptr);
-}
-
-const wchar_t* AgentOptions::ProductId() const
-{
-    return TextOr(productId, nullptr);
-}
-
-const wchar_t* AgentOptions::ModelName() const
-{
-    return TextOr(modelName, nullptr);
-}
-
-const wchar_t* AgentOptions::LanguageCode() const
-{
-    return TextOr(languageCode, nullptr);
-}
-
-const wchar_t* AgentOptions::HiddenUiArgument() const
-{
-    return TextOr(hiddenUiArgument, nullptr);
-}
-
-const wchar_t* AgentOptions::MultiDeviceRegistryPath() const
-{
-    return TextOr(multiDeviceRegistryPath, L"");
-}
-
-const wchar_t* AgentOptions::DeviceListRegistryPath() const
-{
-    return TextOr(deviceListRegistryPath, L"");
-}
-
 bool AgentOptions::IsGsdMode() const
 {
     return gsdMode && ScanHexadecimal16(*gsdMode, 0) != 0;
@@ -321,11 +281,6 @@ bool AgentOptions::IsCurrentDeviceFeatureOn() const
 bool AgentOptions::IsSuiftOn() const
 {
     return suift && ScanDecimal16(*suift, 0) != 0;
-}
-
-bool AgentOptions::PropertiesWanted() const
-{
-    return propertiesUI != 0 && propertiesRequested;
 }
 
 } // namespace scankelv

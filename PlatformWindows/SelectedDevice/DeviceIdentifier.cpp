@@ -2,6 +2,8 @@
 
 #include "AsciiCase.h"
 
+#include <span>
+
 namespace scankelv
 {
 namespace
@@ -10,7 +12,7 @@ namespace
 constexpr std::size_t none = std::wstring_view::npos;
 
 // constexpr, as compilers do not fold the length of a wide literal that is converted at run time.
-constexpr std::wstring_view modeKey = L"MODE";
+constexpr std::wstring_view modeKeys[] = {L"MODE"};
 constexpr std::wstring_view scanMode = L"SCN";
 constexpr std::wstring_view manufacturerKeys[] = {L"MFG", L"MANUFACTURER"};
 constexpr std::wstring_view modelKeys[] = {L"MDL", L"MODEL"};
@@ -78,49 +80,43 @@ private:
     std::size_t m_valueEnd = none;
 };
 
+/// The first field with one of the keys; past the last field when there is none.
+FieldCursor FirstField(std::wstring_view identifier, std::span<const std::wstring_view> keys)
+{
+    FieldCursor cursor(identifier);
+    while (cursor.AtField() && std::ranges::none_of(keys, [&](std::wstring_view key) { return cursor.HasKey(key); }))
+        cursor.NextField();
+    return cursor;
+}
+
 } // namespace
 
 bool DeviceIdHasScanMode(std::wstring_view identifier) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        if (!cursor.HasKey(modeKey))
-            continue;
-        for (bool more = cursor.FirstValue(); more; more = cursor.NextValue())
-            if (cursor.ValueBeginsWith(scanMode))
-                return true;
-        return false;
-    }
+    FieldCursor field = FirstField(identifier, modeKeys);
+    for (bool more = field.AtField() && field.FirstValue(); more; more = field.NextValue())
+        if (field.ValueBeginsWith(scanMode))
+            return true;
     return false;
 }
 
 bool DeviceIdManufacturerIs(std::wstring_view identifier, std::wstring_view vendor) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        const bool everyValue = cursor.HasKey(manufacturerKeys[0]);
-        if (!everyValue && !cursor.HasKey(manufacturerKeys[1]))
-            continue;
-        for (bool more = cursor.FirstValue(); more; more = everyValue && cursor.NextValue())
-            if (cursor.ValueBeginsWith(vendor))
-                return true;
-        return false;
-    }
+    FieldCursor field = FirstField(identifier, manufacturerKeys);
+    const bool everyValue = field.HasKey(manufacturerKeys[0]);
+    for (bool more = field.AtField() && field.FirstValue(); more; more = everyValue && field.NextValue())
+        if (field.ValueBeginsWith(vendor))
+            return true;
     return false;
 }
 
 bool DeviceIdModel(std::wstring_view identifier, std::wstring_view& model) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        if (!cursor.HasKey(modelKeys[0]) && !cursor.HasKey(modelKeys[1]))
-            continue;
-        if (!cursor.FirstValue())
-            return false;
-        model = cursor.Value();
-        return true;
-    }
-    return false;
+    FieldCursor field = FirstField(identifier, modelKeys);
+    if (!field.AtField() || !field.FirstValue())
+        return false;
+    model = field.Value();
+    return true;
 }
 
 } // namespace scankelv
