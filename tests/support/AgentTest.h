@@ -44,4 +44,10 @@ protected:
     const PrivateRegistry m_registry;
 };
 
+/// A fixture of the agent's with rows of a table.
+template <class Row, class Fixture = AgentTest>
+class AgentTestWith : public Fixture, public testing::WithParamInterface<Row>
+{
+};
+
 } // namespace test

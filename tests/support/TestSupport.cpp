@@ -161,6 +161,12 @@ void Store(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD n
     StoreBytes(hive, key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)});
 }
 
+void Store(HKEY hive, const std::wstring& key, const NamedValues& values)
+{
+    for (const auto& [name, value] : values)
+        std::visit([&, name = name](const auto& content) { Store(hive, key, name, content); }, value);
+}
+
 std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name)
 {
     std::string bytes(65536, '\0');
@@ -198,6 +204,14 @@ std::vector<std::string> StoredNames(HKEY hive, const std::wstring& key)
          length = std::size(name))
         names.push_back(ToUtf8({name, length}));
     return names;
+}
+
+std::string Joined(const std::vector<std::string>& lines)
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\n";
+    return text;
 }
 
 DebugConsoleCapture::DebugConsoleCapture()

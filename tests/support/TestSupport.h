@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 #include <windows.h>
 
@@ -53,12 +54,18 @@ public:
 void StoreBytes(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD type, std::string_view bytes);
 void Store(HKEY hive, const std::wstring& key, const std::wstring& name, std::wstring_view text); ///< REG_SZ
 void Store(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD number);           ///< REG_DWORD
+/// Names with their texts or numbers.
+using NamedValues = std::vector<std::pair<const wchar_t*, std::variant<DWORD, std::wstring>>>;
+void Store(HKEY hive, const std::wstring& key, const NamedValues& values);
 
 /// A value's type and bytes as one text: "text", a REG_SZ with its terminator; "#7", a REG_DWORD; else "type 3: 0A FF";
 /// "absent" without value or key.
 std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name);
 /// The names of the values of a key, in no certain order.
 std::vector<std::string> StoredNames(HKEY hive, const std::wstring& key);
+
+/// The lines with a line end behind each.
+std::string Joined(const std::vector<std::string>& lines);
 
 /// Collects what this process writes to the debugger console while it lives, call by call. One at a time.
 class DebugConsoleCapture
