@@ -35,6 +35,7 @@ const IdentifierCase identifierCases[] = {
     {"EmptyFieldsValuesAndVendor", L";;MFG:;;MDL:,B;MODE:,;;", false, true, L"", L""},
     {"SecondColonIsText", L"MDL::B:C", false, false, L":B:C"},
     {"VendorWithComma", L"MFG:Quellon, Inc.;", false, true, none, L"Quellon, Inc."},
+    {"FirstAndLastLetters", L"MFG:azAZ", false, true, none, L"AZaz"},
     {"OtherLettersKeepTheirCase", L"MFG:\xC4", false, false, none, L"\xE4"},
     {"LongListOfFields", std::wstring(million, L';'), false, false, none},
     {"LongListOfModes", L"MODE:" + std::wstring(million, L',') + L"SCN", true, false, none},

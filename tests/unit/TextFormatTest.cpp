@@ -43,7 +43,7 @@ const FormatCase formatCases[] = {
     Case("NumbersByTheirOwnTypes", "-1 4294967295 4294967295", "%d %lu %u", -1, Dword(0xFFFFFFFF), -1),
     Case("SmallNumbersAsInts", "ffffffff -1 4 1", "%hx %hhi %hd %d", short(-1), short(-1), std::byte(4), true),
     Case("NumbersOf64Bits", "-9223372036854775808 ffffffffffffffff", "%lld %llx", INT64_MIN, Int64(-1)),
-    Case("Hexadecimal", "0 9abcdef0 9ABCDEF0", "%x %lx %X", 0, 0x9ABCDEF0, 0x9ABCDEF0),
+    Case("Hexadecimal", "0 90abcdef 90ABCDEF", "%x %lx %X", 0, 0x90ABCDEF, 0x90ABCDEF),
     Case("Widths", "[   7] [1234] [  -7]", "[%4d] [%3u] [%4i]", 7, 1234, -7),
     Case("Zeros", "[007] [1234] [-007] [-7]", "[%03hu] [%03d] [%04d] [%02d]", std::uint16_t(7), 1234, -7, -7),
     Case("Characters", "ok\xE4", "%c%c%c", 'o', 'k', '\xE4'),
