@@ -9,15 +9,17 @@ namespace test
 /// Names each row of INSTANTIATE_TEST_SUITE_P by its member `name`.
 inline constexpr auto caseName = [](const auto& row) { return row.param.name; };
 
-/// Rows are printed by their name; without this, by their bytes.
+} // namespace test
+
+/// Prints rows by their name; without this, by their bytes. No PrintTo: it would have to be in the namespace of each
+/// row.
 template <class Row>
 requires requires(const Row& row)
 {
     row.name;
 }
-void PrintTo(const Row& row, std::ostream* out)
+class testing::internal::UniversalPrinter<Row>
 {
-    *out << row.name;
-}
-
-} // namespace test
+public:
+    static void Print(const Row& row, std::ostream* out) { *out << row.name; }
+};

@@ -3,40 +3,33 @@
 
 #include "CaseName.h"
 
-#include <gmock/gmock.h>
-
 using namespace scankelv;
-using namespace test;
-
-namespace
-{
 
 struct CommandLineCase
 {
     const char* name;
-    const wchar_t* line;
-    std::wstring commands; ///< "name=argument;" for each, "name;" for one without argument
+    std::wstring line, commands; ///< "name=argument;" for each, "name;" for one without argument
 };
 const CommandLineCase commandLineCases[] = {
     {"NoCommand", L"C:\\agent.exe word \"quoted\"", L""},
-    {"ArgumentUpToTheBlank", L"agent /L de x", L"L=de;"},
-    {"ArgumentInQuotesKeepsBlanks", L"agent /M \"Big Scan\" /Q", L"M=Big Scan;Q;"},
-    {"NextCommandIsNoArgument", L"agent /U /Q", L"U=;Q;"},
+    {"ProgramPathInQuotes", L"\"C:\\Program Files\\agent.exe\" /m \"Big Scan\" /q", L"m=Big Scan;q;"},
+    {"SlashInTheProgramPath", L"C:/agent.exe /Q", L"agent.exe=;Q;"},
+    {"ArgumentUpToTheBlank", L"agent /L   de x /Q y", L"L=de;Q=y;"},
+    {"QuotesKeepBlanksAndSlashes", L"agent /M \" Big /Scan \"/Q", L"M= Big /Scan ;Q;"},
+    {"QuoteWithoutEnd", L"agent /M \"Big /Q ", L"M=Big /Q ;"},
+    {"QuotesOfNothing", L"agent /M \"\" /M \"", L"M=;M=;"},
+    {"QuotesAndSlashesInsideWords", L"agent /M a\"b c\" /More a/b /x/y", L"M=a\"b;More=a/b;x/y;"},
+    {"NextCommandIsNoArgument", L"agent /U  /H /", L"U=;H=;;"},
+    {"BlanksAtTheEndAreAnEmptyArgument", L"agent /D  ", L"D=;"},
+    {"OnlyBlanksSeparate", L"agent /L\tde /Q", L"L\tde=;Q;"},
 };
-
-class CommandLine : public testing::TestWithParam<CommandLineCase>
-{
-};
-
+using CommandLine = testing::TestWithParam<CommandLineCase>;
 TEST_P(CommandLine, IsTakenApart)
 {
     CommandScanner scanner(GetParam().line);
     std::wstring commands;
-    while (const std::optional<Command> command = scanner.Next())
-        commands += std::wstring(command->name) +
-                    (command->argument ? L"=" + std::wstring(*command->argument) : std::wstring()) + L";";
+    while (const std::optional<Command> next = scanner.Next())
+        commands.append(next->name).append(next->argument ? L"=" : L"").append(next->argument.value_or(L"")) += L';';
     EXPECT_EQ(GetParam().commands, commands);
 }
-INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(commandLineCases), caseName);
-
-} // namespace
+INSTANTIATE_TEST_SUITE_P(, CommandLine, testing::ValuesIn(commandLineCases), test::caseName);
