@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -198,6 +199,16 @@ std::vector<std::string> StoredNames(HKEY hive, const std::wstring& key)
          length = std::size(name))
         names.push_back(ToUtf8({name, length}));
     return names;
+}
+
+std::string StoredValues(HKEY hive, const std::wstring& key)
+{
+    std::vector<std::string> names = StoredNames(hive, key);
+    std::ranges::sort(names);
+    std::string values;
+    for (const std::string& name : names)
+        values += name + "=" + Stored(hive, key, ToWide(name)) + "\n";
+    return values;
 }
 
 DebugConsoleCapture::DebugConsoleCapture()
