@@ -15,6 +15,19 @@
 namespace test
 {
 
+/// The machine-wide application data folder, while the registry is private.
+class CommonDataFolder : public TemporaryFolder
+{
+public:
+    CommonDataFolder() { NameToShell(Path()); }
+    /// A missing folder: the shell then cannot name any.
+    static void NameToShell(const std::wstring& path)
+    {
+        const std::wstring folders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+        Store(HKEY_LOCAL_MACHINE, folders, L"Common AppData", path);
+    }
+};
+
 class AgentTest : public testing::Test
 {
 protected:

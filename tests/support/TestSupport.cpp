@@ -1,5 +1,6 @@
 #include "TestSupport.h"
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -212,6 +213,16 @@ std::string Joined(const std::vector<std::string>& lines)
     for (const std::string& line : lines)
         text += line + "\n";
     return text;
+}
+
+std::string StoredValues(HKEY hive, const std::wstring& key)
+{
+    std::vector<std::string> names = StoredNames(hive, key);
+    std::ranges::sort(names);
+    std::string values;
+    for (const std::string& name : names)
+        values += name + "=" + Stored(hive, key, ToWide(name)) + "\n";
+    return values;
 }
 
 DebugConsoleCapture::DebugConsoleCapture()

@@ -61,6 +61,8 @@ void Store(HKEY hive, const std::wstring& key, const NamedValues& values);
 /// A value's type and bytes as one text: "text", a REG_SZ with its terminator; "#7", a REG_DWORD; else "type 3: 0A FF";
 /// "absent" without value or key.
 std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name);
+/// Every value of a key as "name=value" and a line feed, sorted by name.
+std::string StoredValues(HKEY hive, const std::wstring& key);
 /// The names of the values of a key, in no certain order.
 std::vector<std::string> StoredNames(HKEY hive, const std::wstring& key);
 

@@ -2,22 +2,74 @@
 
 #include "AgentTest.h"
 
+#include <thread>
+
 using namespace scankelv;
 using namespace test;
 
 namespace
 {
 
-TEST(DeviceMatch, Placeholder)
+struct MatchCase
 {
-    const PrivateRegistry registry;
-    Store(HKEY_CURRENT_USER, L"A\\B", L"n", DWORD(7));
-    Store(HKEY_CURRENT_USER, L"A\\B", L"t", L"text");
-    StoreBytes(HKEY_CURRENT_USER, L"A\\B", L"b", REG_BINARY, "\x0A\xFF");
-    EXPECT_EQ("#7", Stored(HKEY_CURRENT_USER, L"A\\B", L"n"));
-    EXPECT_EQ("text", Stored(HKEY_CURRENT_USER, L"A\\B", L"t"));
-    EXPECT_EQ("type 3: 0A FF", Stored(HKEY_CURRENT_USER, L"A\\B", L"b"));
-    EXPECT_THAT(StoredNames(HKEY_CURRENT_USER, L"A\\B"), testing::UnorderedElementsAre("n", "t", "b"));
+    const char *name, *settings, *ioType, *deviceId, *ids;
+    bool matches;
+    std::vector<std::string> reports = {};
+};
+const char* const generic = ""; // no settings
+const char* const other = "ProductName=x\r\nModelName=x\r\nMode=1\r\nVendorName=Other\r\n";
+const char* const models =
+    "ProductName=x\r\nModelName=Quellon TARN 110, TARN 120\r\nProductId=1a2b\r\nVendorId=c0d\r\n";
+const char* const zeroIds = "ProductName=x\r\nModelName=A\r\nProductId=x\r\nVendorId=0\r\n";
+const char* const noIds = "ProductName=x\r\nModelName=A\r\n";
+const MatchCase matchCases[] = {
+    {"DefaultVendor", generic, "Network", "MFG:Quellon;MODE:PRN,SCN;", "", true},
+    {"OtherVendor", generic, "Network", "MFG:Other;MODE:SCN;", "", false},
+    {"ConfiguredVendor", other, "Network", "MFG:Other;MODE:SCN;", "", true},
+    {"LegacyIsDefaultVendorOnly", other, "Network", "MFG:Other;MDL:TARN 110 Series;", "", false},
+    {"LegacyNetwork", generic, "Network", "MFG:Quellon;MDL:cascada n300 series;MODE:PRN;", "", true},
+    {"LegacyNetworkIsNotLocal", generic, "Local", "MFG:Quellon;MDL:CASCADA N300 Series;", "", false},
+    {"LegacyLocal", generic, "network", "MFG:Quellon;MDL:FORDEL F3 Series;", "", true},
+    {"ModelInList", models, "Network", "MDL:TARN 120;MODE:SCN;", "", true},
+    {"ModelThatCannotScan", models, "Network", "MDL:TARN 120;MODE:PRN;", "", false},
+    {"ModelInOtherCase", models, "Network", "MDL:Tarn 120;MODE:SCN;", "", false},
+    {"NoModelDespiteIds", models, "Local", "MODE:SCN;", "<pid>1a2b</pid><vid>c0d</vid>", false},
+    {"Ids", models, "Local", "MDL:X;MODE:SCN;", "<pid>0x1A2B</pid><vid>0C0D</vid>", true},
+    {"IdsOfNetworkDoNotCount", models, "Network", "MDL:X;MODE:SCN;", "<pid>1a2b</pid><vid>c0d</vid>", false},
+    {"LowSixteenBitsOfId", models, "Local", "MDL:X;MODE:SCN;", "<pid>11a2b</pid><vid>c0d</vid>", true},
+    {"OtherProductId", models, "Local", "MDL:X;MODE:SCN;", "<pid>1a2c</pid><vid>c0d</vid>", false},
+    {"OtherVendorId", models, "Local", "MDL:X;MODE:SCN;", "<pid>1a2b</pid><vid>1c0d</vid>", false},
+    {"UnreadableIdsAreZero", zeroIds, "Local", "MDL:X;MODE:SCN;", "<pid>q</pid><vid></vid>", true},
+    {"NoIdConfigured", noIds, "Local", "MDL:X;MODE:SCN;", "<pid>0</pid><vid>0</vid>", false},
+    {"NoIds", models, "Local", "MDL:X;MODE:SCN;", "", false, {"pidElement"}},
+    {"NoVendorId", models, "Local", "MDL:X;MODE:SCN;", "<pid>1a2b</pid>", false, {"vidElement"}},
+    {"IllFormed", generic, "Network", "MFG:Quellon;MODE:SCN;", "<pid>", false, {"loadXmlResult"}},
+};
+class DeviceMatchTest : public AgentTest, public testing::WithParamInterface<MatchCase>
+{
+};
+
+TEST_P(DeviceMatchTest, Decides)
+{
+    const auto& [name, settings, ioType, deviceId, ids, matches, reports] = GetParam();
+    const AgentOptions options = Options(L"", settings);
+    const DebugConsoleCapture console;
+    const std::string device = std::string("<a><iotype>") + ioType + "</iotype><deviceid>" + deviceId + "</deviceid>";
+    EXPECT_EQ(matches, XmlDeviceMatch(options, ToWide(device + ids + "</a>").c_str()));
+    EXPECT_EQ(reports, console.Reports());
+}
+INSTANTIATE_TEST_SUITE_P(, DeviceMatchTest, testing::ValuesIn(matchCases), caseName);
+
+TEST_F(AgentTest, DeviceMatchReportsWhatIsMissing)
+{
+    const AgentOptions options = Options(L"");
+    const DebugConsoleCapture console;
+    EXPECT_FALSE(XmlDeviceMatch(options, nullptr));
+    EXPECT_FALSE(XmlDeviceMatch(options, L"<iotype/>"));
+    EXPECT_FALSE(XmlDeviceMatch(options, L"<deviceid>MFG:Quellon;MODE:SCN;</deviceid>"));
+    std::thread([&] { EXPECT_FALSE(XmlDeviceMatch(options, L"<a/>")); }).join(); // a thread without COM
+    const std::vector<std::string> reports{"loadXmlResult", "deviceIdElement", "ioTypeElement", "createInstanceResult"};
+    EXPECT_EQ(reports, console.Reports());
 }
 
 } // namespace
