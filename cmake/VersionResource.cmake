@@ -5,6 +5,10 @@ set(VERSION_COMPANY_NAME "Quellon" CACHE STRING "Company in the version informat
 set(VERSION_PRODUCT_NAME "ScanKELV" CACHE STRING "Product in the version information")
 set(VERSION_COPYRIGHT "The ScanKELV authors" CACHE STRING "Copyright in the version information")
 
+if(NOT PROJECT_VERSION MATCHES "^[0-9]+[.][0-9]+[.][0-9]+[.][0-9]+$")
+  message(FATAL_ERROR "SCANKELV_VERSION is ${PROJECT_VERSION}; it must be four numbers, such as 1.1.39.0")
+endif()
+
 # version_resource(TARGET ORIGINAL_NAME DESCRIPTION): adds the version resource, with the project's version, and to a
 # program the manifest.
 function(version_resource target original_name description)
@@ -16,6 +20,10 @@ function(version_resource target original_name description)
   if(NOT type STREQUAL "EXECUTABLE")
     set(VERSION_FILE_TYPE 2) # VFT_DLL
   endif()
+  foreach(text VERSION_COMPANY_NAME VERSION_PRODUCT_NAME VERSION_COPYRIGHT)
+    string(REPLACE "\\" "\\\\" ${text} "${${text}}")
+    string(REPLACE "\"" "\"\"" ${text} "${${text}}")
+  endforeach()
   set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   configure_file(${CMAKE_SOURCE_DIR}/cmake/version.rc.in ${source} @ONLY)
   set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/app.manifest)
