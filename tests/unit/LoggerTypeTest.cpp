@@ -104,8 +104,8 @@ TEST(LoggerTest, WritesTextsOfEveryLengthWhole)
     WriteFileBytes(logPath, "");
     const auto logger = Make("3m");
     std::string all;
-    for (const std::size_t length : {1U, 511U, 512U, 1020U, 1022U, 1023U, 1024U, 1527U, 1528U, 1536U, 1537U})
-        for (const auto& [end, written] : {std::pair("", ""), {"\n\n", "\r\n\r\n"}, {"\r\r\n\r", "\r\r\n\r"}})
+    for (const std::size_t length : {1U, 511U, 512U, 1019U, 1022U, 1023U, 1024U, 1527U, 1528U, 1536U, 1537U})
+        for (const auto& [end, written] : {std::pair("", ""), {"\n\n\n", "\r\n\r\n\r\n"}, {"\r\r\n\r", "\r\r\n\r"}})
         {
             console.Clear();
             logger->WriteLine("%s%s", std::string(length, 'x'), end);
