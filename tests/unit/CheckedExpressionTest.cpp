@@ -17,13 +17,14 @@ TEST(CheckedTest, ReportsItsPlaceAndTheLastError)
 {
     const DebugConsoleCapture console;
     ::SetLastError(ERROR_ACCESS_DENIED);
+    const int line = __LINE__ + 1;
     EXPECT_FALSE(Checked(DebugConsoleLogger, CheckLastError, 0, "result", 1));
     EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), ::GetLastError());
     EXPECT_EQ(
         "w1 Module ODS logs to debug console. Logging configured by default.\r\n" + ods +
             "Expression  result  failed!\r\nContext: " + denied +
             " \r\nvirtual void CheckedTest_ReportsItsPlaceAndTheLastError_Test::TestBody(),\r\n" + __FILE__ +
-            "(20)\r\n",
+            Format<char>("(%d)\r\n", line),
         console.Text());
     LoggerTypeAbstract& (&unused)() = *+[]() -> LoggerTypeAbstract& { throw "a check that passes asks for no logger"; };
     EXPECT_TRUE(Checked(unused, CheckBoolean, 1, "passes", 0));
@@ -56,8 +57,9 @@ TEST(EvaluateCheckTest, TellsAFailureAndItsText)
 
 static std::string Report(const char* expression, const char* caller, const char* file, const char* context, int level)
 {
+    LoggerTypeAbstract& logger = DebugConsoleLogger(); // whose first use writes its description
     const DebugConsoleCapture console;
-    ReportFailedExpression(DebugConsoleLogger(), expression, caller, file, 7, context, level);
+    ReportFailedExpression(logger, expression, caller, file, 7, context, level);
     return console.Text();
 }
 TEST(ReportFailedExpressionTest, WritesOneEntry)
