@@ -68,7 +68,7 @@ TEST(ResourceLocationShellTest, KnowsTheSystemsFolders)
         user + "Debug.ini " + user + "Log.txt",
         Format<char>("%s %s", DebugIniLocation().View(), LogFileLocation().View()));
     const std::string folder = std::string(std::getenv("ProgramData")) + "\\QLScan\\Quellon Generic Scan Driver";
-    ::RemoveDirectoryA(folder.c_str());
+    std::filesystem::remove_all(folder);
     EXPECT_EQ(folder + "\\Config.ini", WiaConfigLocation().Text());
     const DebugConsoleCapture console;
     EXPECT_TRUE(PathExists(ToWide(folder).c_str(), true) && !PathExists(folder.c_str(), false));
