@@ -54,6 +54,7 @@ LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
         return EXCEPTION_CONTINUE_SEARCH;
     const std::lock_guard lock(consoleMutex);
     consoleCalls.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
+    ::SetLastError(ERROR_FILE_NOT_FOUND); // as after a text that nobody takes
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 
@@ -74,6 +75,13 @@ std::string ToUtf8(std::wstring_view text)
         CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(), static_cast<int>(utf8.size()), nullptr,
         nullptr)));
     return utf8;
+}
+
+std::string SystemMessage(DWORD code)
+{
+    char text[1024];
+    const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    return {text, ::FormatMessageA(flags, nullptr, code, 0, text, sizeof(text), nullptr)};
 }
 
 std::string Utf16File(std::wstring_view text)
@@ -273,13 +281,22 @@ std::vector<std::string> DebugConsoleCapture::Lines() const
 
 std::vector<std::string> DebugConsoleCapture::Reports() const
 {
-    constexpr std::string_view before = "Expression  ", after = "  failed!";
     std::vector<std::string> reports;
+    for (const auto& [expression, context] : ReportsWithContext())
+        reports.push_back(expression);
+    return reports;
+}
+
+std::vector<std::pair<std::string, std::string>> DebugConsoleCapture::ReportsWithContext() const
+{
+    constexpr std::string_view before = "Expression  ", between = "  failed!\r\nContext: ", after = " \r\n";
+    std::vector<std::pair<std::string, std::string>> reports;
     const std::string text = Text();
     for (std::size_t at = text.find(before); at != text.npos; at = text.find(before, at))
     {
         at += before.size();
-        reports.push_back(text.substr(at, text.find(after, at) - at));
+        const std::size_t middle = text.find(between, at), context = middle + between.size();
+        reports.emplace_back(text.substr(at, middle - at), text.substr(context, text.find(after, context) - context));
     }
     return reports;
 }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 #include <windows.h>
@@ -14,6 +15,9 @@ namespace test
 /// UTF-16 of UTF-8 and back; a lone surrogate becomes U+FFFD.
 std::wstring ToWide(std::string_view utf8);
 std::string ToUtf8(std::wstring_view text);
+
+/// The system's message for an error code, with its closing line break.
+std::string SystemMessage(DWORD code);
 
 /// FF FE and the bytes of the text as UTF-16LE.
 std::string Utf16File(std::wstring_view text);
@@ -84,6 +88,8 @@ public:
     std::vector<std::string> Lines() const;
     /// The expressions of the failure reports in the text.
     std::vector<std::string> Reports() const;
+    /// The same with the context of each report.
+    std::vector<std::pair<std::string, std::string>> ReportsWithContext() const;
     void Clear();
 };
 
