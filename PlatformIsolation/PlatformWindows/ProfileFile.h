@@ -16,7 +16,8 @@ public:
 
     /// The path is not empty; otherwise the last error becomes 13.
     bool IsValid();
-    /// Reads an unsigned number. @return false, `number` untouched, when the key is absent; 87 for a rejected argument.
+    /// Reads a number; a negative one, or one above 2147483647, is 0. @return false, `number` untouched, when the key
+    /// is absent; 87 for a rejected argument.
     bool GetULong(const CharType* section, const CharType* key, DWORD* number);
     /// 0, 13 (no path), 87 (bad argument), 122 (bad buffer), or the thread's last error after the latest profile call.
     DWORD LastError() const { return m_lastError; }
