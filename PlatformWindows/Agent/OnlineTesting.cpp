@@ -39,6 +39,7 @@ enum OnlineStatus : DWORD
 struct QueryAnswer
 {
     std::atomic<std::int32_t> queryPending = 0;
+    std::atomic_flag isTaken; ///< the first of several answers is the one
     DWORD onlineStatus = NoAnswerYet;
     bool addressChanged = false;
     QueriedAddress queriedAddress;
@@ -145,6 +146,7 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
 
     BeginWith(answer.queriedAddress, storedAddress);
     BeginWith(answer.queriedMacAddress, storedMacAddress);
+    answer.isTaken.clear();
     answer.queryPending = 1;
     const std::uint32_t queryResult = library.QueryDeviceAddress()(
         address.data(), macAddress.data(), &QueryDeviceAddressCallback, productName, options.VendorName());
@@ -176,7 +178,7 @@ std::uint32_t QueryDeviceAddressCallback(
     AgentLogger().WriteLine(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
         static_cast<std::int32_t>(changeValue), shown(addressText), shown(macAddressText));
-    if (answer.queryPending <= 0)
+    if (answer.isTaken.test_and_set())
         return 0; // once more: what came first is being stored
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
     if (statusValue == 0)
