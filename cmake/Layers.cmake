@@ -1,4 +1,4 @@
-# The warnings of every target of ours; a warning is an error.
+# The warnings of all our targets; a warning is an error.
 add_library(ScanKELVWarnings INTERFACE)
 target_compile_options(ScanKELVWarnings INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wcast-qual -Wcast-align
@@ -7,12 +7,12 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(ScanKELVWarnings INTERFACE -Wduplicated-cond -Wduplicated-branches -Wlogical-op)
 endif()
 
-# The sources of all layers that need no Windows function. They are built natively too, under sanitizers.
+# The sources of all layers that call no Windows function. They are also built natively, under sanitizers.
 add_library(PlatformFree STATIC)
 target_link_libraries(PlatformFree PRIVATE ScanKELVWarnings)
 
-# scankelv_layer(NAME [SOURCES ...] [PLATFORM_FREE ...] [USES ...]): one layer of the agent. It exports its own folder and
-# sees those of the layers below it that it names: an include that runs upwards does not compile.
+# scankelv_layer(NAME [SOURCES ...] [PLATFORM_FREE ...] [USES ...]): one layer of the agent. It exports its own folder
+# and sees only the folders of the layers in USES and of those below them, so that an upward include does not compile.
 function(scankelv_layer name)
   cmake_parse_arguments(PARSE_ARGV 1 layer "" "" "SOURCES;PLATFORM_FREE;USES")
   if(layer_PLATFORM_FREE)

@@ -5,8 +5,8 @@ set(VERSION_COMPANY_NAME "Quellon" CACHE STRING "Company in the version informat
 set(VERSION_PRODUCT_NAME "ScanKELV" CACHE STRING "Product in the version information")
 set(VERSION_COPYRIGHT "The ScanKELV authors" CACHE STRING "Copyright in the version information")
 
-# version_resource(TARGET ORIGINAL_NAME DESCRIPTION): the version resource, and a program's manifest. The numbers are
-# those of the project's version.
+# version_resource(TARGET ORIGINAL_NAME DESCRIPTION): adds the version resource, with the project's version, and to a
+# program the manifest.
 function(version_resource target original_name description)
   set(VERSION_ORIGINAL_NAME ${original_name})
   set(VERSION_DESCRIPTION ${description})

@@ -1,4 +1,4 @@
-# WindowsApi: the import libraries and the flags of everything that calls Windows.
+# WindowsApi: the import libraries and compiler flags of all targets that call Windows functions.
 add_library(WindowsApi INTERFACE)
 target_compile_definitions(WindowsApi INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
 target_compile_options(WindowsApi INTERFACE -ffunction-sections -fdata-sections)
@@ -7,9 +7,9 @@ target_link_libraries(WindowsApi INTERFACE advapi32 ole32 oleaut32 shell32 versi
 
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/symbols)
 
-# What every file of the installation folder has: only the functions that are reached, the protections that the system
-# grants on request, no time stamp, and its symbols in symbols/NAME.debug. NAME.map beside them says which libraries
-# went into it.
+# windows_product(TARGET): what all programs and libraries of the installation folder have in common. Unused functions
+# are removed, address randomisation and data execution prevention are on, there is no time stamp. The symbols are moved
+# to symbols/NAME.debug; symbols/NAME.map lists what was linked in.
 function(windows_product target)
   target_link_libraries(${target} PRIVATE WindowsApi)
   target_link_options(${target} PRIVATE
@@ -18,11 +18,11 @@ function(windows_product target)
   if(WINDOWS_ARCHITECTURE STREQUAL "x86_64")
     target_link_options(${target} PRIVATE -Wl,--high-entropy-va)
   else()
-    # No code here registers a handler of structured exceptions on the stack: none will be called.
+    # No code here registers a structured exception handler on the stack, so that the system may reject all of them.
     target_link_options(${target} PRIVATE -Wl,--no-seh)
   endif()
   set(symbols ${CMAKE_BINARY_DIR}/symbols/$<TARGET_FILE_NAME:${target}>.debug)
-  set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY}) # or it would write the time of day
+  set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${CMAKE_OBJCOPY}) # else it writes the current time
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
     COMMAND ${objcopy} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>

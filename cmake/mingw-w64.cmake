@@ -1,4 +1,4 @@
-# Windows programs by mingw-w64 with the posix thread model. WINDOWS_ARCHITECTURE: i686 (32-bit) or x86_64.
+# Toolchain: Windows programs by mingw-w64 GCC, posix thread model. WINDOWS_ARCHITECTURE: i686 (32-bit) or x86_64.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR ${WINDOWS_ARCHITECTURE})
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES WINDOWS_ARCHITECTURE)

@@ -1,4 +1,4 @@
-// The letter case of ASCII letters. All other characters have none here.
+// Upper case and comparison of ASCII letters. All other characters are compared as they are.
 #pragma once
 
 #include <algorithm>

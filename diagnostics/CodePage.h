@@ -11,7 +11,7 @@
 namespace scankelv
 {
 
-/// Between UTF-16 and the system's 8-bit code page.
+/// Converts between UTF-16 and the system's 8-bit code page (CP_ACP).
 extern const TextConversion systemCodePage;
 
 /// The text in the system's 8-bit code page; a character that the code page lacks becomes its default character.
@@ -20,7 +20,7 @@ std::string NarrowFromWide(std::wstring_view text);
 /// The UTF-16 form of a text in the system's 8-bit code page.
 std::wstring WideFromNarrow(std::string_view text);
 
-/// The form of a Windows function for texts of this width: Form<char>(::CreateFileA, ::CreateFileW).
+/// Selects the 8-bit or the wide form of a Windows function: Form<char>(::CreateFileA, ::CreateFileW).
 template <class CharType, class Narrow, class Wide>
 constexpr auto Form(Narrow* narrow, Wide* wide)
 {

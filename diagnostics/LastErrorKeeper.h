@@ -1,4 +1,4 @@
-// The thread's last error, kept over work that must not change it.
+// Protects the thread's last error from work that must not change it.
 #pragma once
 
 #include <windows.h>
@@ -6,7 +6,7 @@
 namespace scankelv
 {
 
-/// The thread's last error is at the end of this object's life what it was at the start.
+/// Saves the thread's last error when created and restores it when destroyed.
 class LastErrorKeeper
 {
 public:

@@ -13,7 +13,7 @@ std::size_t LengthWithLineEnds(std::string_view text)
 
 void ConvertLineEnds(std::string_view text, char* target)
 {
-    // From the back, so that the text can grow in place.
+    // From the end backwards, so that the text can grow in place.
     char* to = target + LengthWithLineEnds(text);
     for (std::size_t i = text.size(); i-- != 0;)
     {

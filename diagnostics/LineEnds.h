@@ -1,4 +1,4 @@
-// Line ends as Windows wants them.
+// Conversion of line ends to CR LF.
 #pragma once
 
 #include <cstddef>
@@ -7,11 +7,12 @@
 namespace scankelv
 {
 
-/// The length of the text, in bytes, once every line feed, with or without a carriage return before it, is a CR LF.
+/// The length of the converted text in bytes. Each line feed, with or without a carriage return before it, becomes CR
+/// LF.
 std::size_t LengthWithLineEnds(std::string_view text);
 
-/// Writes that form of the text to `target`, which may be the text itself. `target` has space for LengthWithLineEnds
-/// characters and is not terminated.
+/// Writes the converted text to `target`, which may be the text's own buffer. `target` must have space for
+/// LengthWithLineEnds(text) bytes; no terminator is written.
 void ConvertLineEnds(std::string_view text, char* target);
 
 } // namespace scankelv

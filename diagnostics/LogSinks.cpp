@@ -11,8 +11,8 @@ void AppendToFile(HANDLE file, std::string_view text)
 {
     if (file == nullptr)
         return;
-    // Other processes append to the same file: its end is looked for before every write. Without a place for the upper
-    // half of its position, an end beyond 4 GB would not be found; with one, only the last error tells a failure.
+    // Other processes append to the same file, so every write seeks the end first. Ends above 4 GB need the upper half
+    // of the position; with it, only the last error distinguishes a failure from a valid position.
     LONG upperHalf = 0;
     ::SetLastError(NO_ERROR);
     const DWORD lowerHalf = ::SetFilePointer(file, 0, &upperHalf, FILE_END);

@@ -17,7 +17,7 @@ inline constexpr DWORD allSinks = debugConsoleSink | fileSink | beepSink | stand
 /// Writes the text to the debugger console in calls of at most 512 characters each.
 void DebugConsoleWrite(std::string_view text);
 
-/// What a logger says of one of its sinks when it is created.
+/// The text that describes one sink when a logger is created.
 struct SinkPhrase
 {
     DWORD sink;
@@ -39,12 +39,14 @@ public:
     };
     static constexpr const char* settingsPhrase = ". For settings see: ";
 
-    /// Opens the file, or creates it when it is absent but its folder is not; text is only ever appended.
+    /// Opens the log file for appending and creates it when it is absent; its folder is not created.
+    /// @param logFile  path in the system's 8-bit code page, terminated
     explicit TextRenderCombo(const char* logFile);
 
     void Enable(DWORD sinks);
-    /// One piece of an entry. File, tones and standard error get the pieces at the entry's end, the file in one write,
-    /// so that the lines of several processes do not mix; only what is too long for that is written at once.
+    /// Adds one piece to the current entry. The debugger console receives it at once. The other sinks receive the
+    /// whole entry from EndEntry, the file in one write, so that lines of several processes do not mix; a piece longer
+    /// than the entry's buffer is written at once.
     void Write(std::string_view text);
     void EndEntry();
 
@@ -56,7 +58,7 @@ private:
     bool m_beeps = false;
     bool m_toStandardError = false;
     OwnedHandle m_file; ///< null when it could not be opened
-    int m_pieces = 0;   ///< of the entry, a tone for each
+    int m_pieces = 0;   ///< of the current entry; each sounds one tone
     std::size_t m_entryLength = 0;
     char m_entry[1536];
 };

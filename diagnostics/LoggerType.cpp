@@ -84,7 +84,7 @@ void LoggerType<Renderer>::Describe(const char* logFile, const char* settings) c
 template <class Renderer>
 std::string_view LoggerType<Renderer>::MakePrefix()
 {
-    // The time stamp, the module name and the thread number at their longest fit with all that stands between them.
+    // The prefix has space for the longest time stamp, module name and thread number, separators included.
     std::size_t length = 0;
     const auto append = [&](std::string_view text) {
         length += text.copy(m_prefix + length, sizeof(m_prefix) - length);

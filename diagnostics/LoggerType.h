@@ -1,4 +1,4 @@
-// The logger: collects a formatted text and renders it, with its prefix, to the sinks of its renderer.
+// The logger: formats a text and writes it, with its prefix, to the sinks of its renderer.
 #pragma once
 
 #include "LastErrorKeeper.h"
@@ -24,7 +24,7 @@ struct LineSettings
     bool showThread = false;
 };
 
-/// The formatting half of a logger. Text below 1023 characters is formatted and converted without allocation.
+/// The formatting half of a logger. A text shorter than 1023 bytes is formatted without allocation.
 template <class Logger>
 class TextCollector : public LoggerTypeAbstract
 {
@@ -52,7 +52,8 @@ public:
     LoggerType(
         const char* module, LoggerConfigurationFunction configure, const char* logFile = "", const char* settings = "");
 
-    /// @param buffer  holds the text in its first `length` characters; line ends are converted in place where they fit
+    /// @param buffer  holds the text in its first `length` characters; line ends are converted in place if the result
+    /// fits
     void Render(bool isLine, std::span<char> buffer, std::size_t length) noexcept;
 
 private:

@@ -1,4 +1,4 @@
-// What every part of the agent sees of a logger.
+// The interface of a logger, as all layers use it.
 #pragma once
 
 #include "CodePage.h"
@@ -11,10 +11,10 @@ namespace scankelv
 class LoggerTypeAbstract
 {
 public:
-    /// One entry: prefix, the text with every line feed turned into CR LF, and a line end. An empty text writes
+    /// Writes one entry: the prefix, the text with each line feed as CR LF, and a line end. An empty text writes
     /// nothing.
     virtual void WriteLine(const char* format, FormatArguments arguments) noexcept = 0;
-    /// The text with the same line ends, without prefix and without a line end of its own.
+    /// Writes the text alone, with the same line ends: no prefix, no line end of its own.
     virtual void WriteText(const char* format, FormatArguments arguments) noexcept = 0;
     virtual ~LoggerTypeAbstract() = default;
     /// Whether anything is written at all.
@@ -43,7 +43,7 @@ public:
 protected:
     LoggerTypeAbstract() = default;
 
-    bool m_enabled = true; ///< false: it writes nowhere, and nothing is prepared for it
+    bool m_enabled = true; ///< false: no sink; texts are not even formatted
 };
 
 /// The "ODS" logger: writes to the debugger console only and receives the reports of the platform layer. Created on

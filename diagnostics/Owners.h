@@ -1,4 +1,4 @@
-// Owners of what Windows hands out. Each releases when it ends, and none is copied.
+// Owners of what Windows functions return: each releases it when destroyed, and none can be copied.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@ struct HandleRelease
 /// A handle of a file, process or mapping.
 using OwnedHandle = std::unique_ptr<void, HandleRelease>;
 
-/// Takes over a handle; INVALID_HANDLE_VALUE, with which some functions fail, becomes null.
+/// Takes ownership of a handle. INVALID_HANDLE_VALUE, which some functions return on failure, becomes null.
 inline OwnedHandle Own(HANDLE handle) noexcept
 {
     return OwnedHandle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);

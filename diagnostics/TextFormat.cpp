@@ -7,7 +7,7 @@ namespace scankelv
 namespace
 {
 
-/// A bounded buffer that counts what it was given, also what did not fit.
+/// A bounded buffer that counts all characters written to it, also those that did not fit.
 template <class CharType>
 class Output
 {
@@ -89,7 +89,7 @@ std::size_t FormatErased(
         if (piece.conversion == 0)
             continue;
         if (piece.conversion == '?' || arguments.empty() || arguments.front().Type() != piece.Takes())
-            break; // only a format that was not checked comes here
+            break; // possible only for a format that was not checked at compile time
         const FormatArgument& argument = arguments.front();
         const char character = static_cast<char>(argument.Unsigned());
         switch (piece.conversion)

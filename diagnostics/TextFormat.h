@@ -1,5 +1,5 @@
-// The one printf-style formatter of the agent: 8-bit formats, checked by the compiler against their arguments,
-// printed as 8-bit or as wide text.
+// The agent's printf-style formatter. The compiler checks the 8-bit formats against their arguments; the output is
+// 8-bit or wide text.
 #pragma once
 
 #include <algorithm>
@@ -13,21 +13,21 @@
 namespace scankelv
 {
 
-/// How a system converts between its 8-bit code page and wide text. The formatter itself calls no system: it is handed
-/// this.
+/// Conversion between 8-bit and wide text. It is passed to the formatter, which calls no Windows function itself and so
+/// builds natively too.
 struct TextConversion
 {
     static constexpr std::size_t pieceLength = 128;   ///< wide characters
     static constexpr std::size_t widestCharacter = 4; ///< bytes for one wide character, in any code page
     using PieceBytes = std::array<char, pieceLength * widestCharacter>;
 
-    /// Writes the 8-bit form of at most `pieceLength` characters, which no surrogate pair crosses; a character that the
-    /// code page lacks becomes its default character. @return bytes written
+    /// Writes the 8-bit form of a piece of at most `pieceLength` characters, which must not end inside a surrogate
+    /// pair. A character that the code page lacks becomes its default character. @return bytes written; no terminator
     std::size_t (*toNarrow)(std::wstring_view piece, PieceBytes& bytes);
     std::wstring (*toWide)(std::string_view text);
 };
 
-/// Hands the 8-bit form of the text to `take`, piece by piece as std::string_view, and allocates nothing.
+/// Passes the 8-bit form of the text to `take`, piece by piece as std::string_view. Allocates nothing.
 template <class Take>
 void NarrowPieces(const TextConversion& conversion, std::wstring_view text, Take take)
 {
@@ -36,15 +36,15 @@ void NarrowPieces(const TextConversion& conversion, std::wstring_view text, Take
     {
         std::size_t count = std::min(text.size(), TextConversion::pieceLength);
         if (count < text.size() && text[count - 1] >= 0xD800 && text[count - 1] <= 0xDBFF)
-            --count; // both halves of a surrogate pair belong into one piece
+            --count; // keeps both halves of a surrogate pair in one piece
         const std::size_t written = conversion.toNarrow(text.substr(0, count), bytes);
         take(std::string_view(bytes.data(), written));
         text.remove_prefix(count);
     }
 }
 
-/// One argument of a format, its type erased: a number with its size, or a text that must outlive the call. A null
-/// text prints as "(null)".
+/// One type-erased argument of a format: a number with its size, or a text, which must outlive the call. A null text
+/// prints as "(null)".
 class FormatArgument
 {
 public:
@@ -102,7 +102,7 @@ private:
     template <class Number>
     constexpr void SetNumber(Number value)
     {
-        // What is smaller than an int is passed as an int, as to every printf.
+        // Types smaller than int are promoted to int, as in every call of printf.
         using Promoted = decltype(+value);
         m_number = static_cast<std::uint64_t>(static_cast<std::make_unsigned_t<Promoted>>(+value));
     }
@@ -111,7 +111,7 @@ private:
     {
         if constexpr (std::is_convertible_v<const Text&, const CharType*>)
         {
-            text = value; // the length is looked for when the text is printed, and not at all by a silent logger
+            text = value; // the length is determined only when the text is printed; a silent logger never needs it
         }
         else
         {
@@ -139,11 +139,11 @@ private:
 };
 using FormatArguments = std::span<const FormatArgument>;
 
-/// One step through a format: a text that is copied as it is, then perhaps a conversion.
+/// One step through a format: literal text, then at most one conversion.
 struct FormatPiece
 {
     std::string_view literal;
-    char conversion = 0; ///< d i u x X c; s: 8-bit text; S: wide text; 0: none; ?: not understood
+    char conversion = 0; ///< d i u x X c; s: 8-bit text; S: wide text; 0: none; ?: invalid
     bool zeros = false;
     bool is64Bit = false; ///< "ll"
     std::size_t width = 0;
@@ -157,7 +157,8 @@ struct FormatPiece
     }
 };
 
-/// Takes the next piece off the front of a format. Numbers may have zeros, a width and size letters, texts may not.
+/// Removes the next piece from the front of a format. Number conversions may have "0", a width of at most 32 and size
+/// letters; text conversions may not.
 constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
 {
     FormatPiece piece;
@@ -174,7 +175,7 @@ constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
     if (doubled)
         return piece;
 
-    // Letter by letter: every logged line passes here, and comparing texts costs a call each.
+    // Compared letter by letter: every logged line is parsed here, and comparing texts would cost a call each.
     const auto take = [&rest](char letter) {
         const bool taken = rest.starts_with(letter);
         rest.remove_prefix(taken ? 1 : 0);
@@ -204,14 +205,14 @@ constexpr FormatPiece TakeFormatPiece(std::string_view& rest)
     return piece;
 }
 
-/// Whether a format fits its arguments: every conversion has its argument and the other way round, numbers meet
-/// d, i, u, x, X, c, texts meet s, ws, S. A number of 64 bits needs "ll"; every other one has at most 32 bits, with h,
-/// hh, l or without, on every system: the argument's own type says how wide it is. "%ws" and "%S" take a wide text,
-/// "%s" an 8-bit one. The format itself is ASCII, so that it reads alike in every code page and in wide text.
+/// Whether a format fits its arguments: as many conversions as arguments, each of the right kind. d, i, u, x, X and c
+/// take a number, "%s" an 8-bit text, "%ws" and "%S" a wide text. A 64-bit number needs "ll". A number of at most 32
+/// bits takes h, hh, l or no size letter, as its size comes from the argument's type. The format must be ASCII, so that
+/// it is the same in every code page and in wide text.
 template <class... Args>
 constexpr bool Fits(std::string_view format)
 {
-    // One more than needed, as an array has at least one element.
+    // One element more than needed, as an array cannot be empty.
     constexpr FormatArgument::Kind kinds[] = {FormatArgument::KindOf<Args>()..., FormatArgument::Kind::None};
     std::size_t taken = 0;
     while (!format.empty())
@@ -228,10 +229,10 @@ constexpr bool Fits(std::string_view format)
     return taken == sizeof...(Args);
 }
 
-/// Never defined: a call to it is no constant, so that the compiler stops at a format that does not fit.
+/// Never defined. A call to it is no constant expression, so that a format that does not fit does not compile.
 void FormatDoesNotFitItsArguments();
 
-/// A format whose fit with Args was proved at compile time.
+/// A format that was checked against Args at compile time.
 template <class... Args>
 struct CheckedFormat
 {

@@ -7,14 +7,14 @@
 namespace scankelv
 {
 
-/// Reads as "%hx" does: leading white space, an optional sign, an optional "0x", hexadecimal digits; what follows is
-/// ignored and a larger number keeps its low 16 bits. A text that does not parse gives the preset.
+/// Reads as "%hx" does: leading white space, an optional sign, an optional "0x", hexadecimal digits; the rest is
+/// ignored. A larger number keeps its low 16 bits. @return `preset` for a text without a number
 std::uint16_t ScanHexadecimal16(std::wstring_view text, std::uint16_t preset);
 
-/// The same as "%lx" reads a 32-bit number. A number that does not fit gives 0xFFFFFFFF, as the C runtime's does.
+/// Reads a 32-bit number as "%lx" does. A number that does not fit gives 0xFFFFFFFF, as in Windows' C runtime.
 std::uint32_t ScanHexadecimal32(std::wstring_view text, std::uint32_t preset);
 
-/// Reads as "%hu" does.
+/// Reads a decimal number as "%hu" does, otherwise like ScanHexadecimal16.
 std::uint16_t ScanDecimal16(std::wstring_view text, std::uint16_t preset);
 
 } // namespace scankelv

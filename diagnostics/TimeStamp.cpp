@@ -14,7 +14,8 @@ std::size_t FormatTimeStamp(std::span<char, 256> buffer)
         char behind;
     } fields[] = {{now.wYear, 4, '/'},   {now.wMonth, 2, '/'},  {now.wDay, 2, ' '},          {now.wHour, 2, ':'},
                   {now.wMinute, 2, ':'}, {now.wSecond, 2, '.'}, {now.wMilliseconds, 3, '\0'}};
-    // Digit by digit: half of what it takes to format a run's lines would go into their time stamps.
+    // Written digit by digit: by the general formatter, time stamps would take half of the time that a run spends on
+    // formatting its lines.
     std::size_t length = 0;
     for (auto [number, digits, behind] : fields)
     {

@@ -1,4 +1,4 @@
-// The one form in which the agent writes times.
+// The format of all times that the agent writes.
 #pragma once
 
 #include "CodePage.h"
@@ -6,7 +6,7 @@
 namespace scankelv
 {
 
-/// Prints the local time as "2024/05/06 07:08:09.010", terminated. @return characters, terminator not counted.
+/// Writes the local time as "2024/05/06 07:08:09.010", terminated. @return characters, terminator not counted.
 std::size_t FormatTimeStamp(std::span<char, 256> buffer);
 
 } // namespace scankelv

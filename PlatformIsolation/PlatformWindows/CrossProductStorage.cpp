@@ -9,30 +9,13 @@ namespace
 
 HKEY HiveOf(int hive)
 {
-    switch (hive)
-    {
-    case UserHive:
-        return HKEY_CURRENT_USER;
-    case SystemHive:
-        return HKEY_LOCAL_MACHINE;
-    default:
-        return nullptr;
-    }
+    return hive == UserHive ? HKEY_CURRENT_USER : hive == SystemHive ? HKEY_LOCAL_MACHINE : nullptr;
 }
 
 REGSAM RightsOf(int access)
 {
-    switch (access)
-    {
-    case AccessRead:
-        return KEY_READ;
-    case AccessWrite:
-        return KEY_WRITE;
-    case AccessReadWrite:
-        return KEY_READ | KEY_WRITE;
-    default:
-        return 0;
-    }
+    constexpr REGSAM rights[] = {KEY_READ, KEY_WRITE, KEY_READ | KEY_WRITE}; // by StorageAccess
+    return access >= AccessRead && access <= AccessReadWrite ? rights[access] : 0;
 }
 
 bool BooleanOK(bool value, const char* expression, int level, PlaceHere place = {})
@@ -40,7 +23,8 @@ bool BooleanOK(bool value, const char* expression, int level, PlaceHere place = 
     return Checked(DebugConsoleLogger, CheckBoolean, value, expression, level, place);
 }
 
-/// The failure text is the thread's last error at this moment, which the registry's own status need not have set.
+/// Reports the thread's last error. Registry functions return their status and need not set the last error, so that the
+/// text may describe an earlier failure.
 bool LastErrorOK(bool value, const char* expression, int level, PlaceHere place = {})
 {
     return Checked(DebugConsoleLogger, CheckLastError, value, expression, level, place);
@@ -52,7 +36,7 @@ template <class CharType>
 bool CrossProductStorage::Open(int hive, const CharType* path, int access)
 {
     m_parent_key.Close();
-    // An empty path, as a location has that found no memory, would be the hive's own root.
+    // An empty path, as of a location that could not be allocated, would open the hive's root.
     const HKEY parent = path == nullptr || *path == CharType() ? nullptr : HiveOf(hive);
     const REGSAM rights = RightsOf(access);
     if (m_parent_key.Open(parent, path, rights))

@@ -24,23 +24,26 @@ class CrossProductStorage
 {
 public:
     CrossProductStorage() = default;
-    /// Opens; ask IsValid afterwards. Codes outside the enumerations are allowed and make the open fail.
+    /// Opens the key at `path`; check IsValid afterwards. Codes outside the enumerations make the open fail.
     CrossProductStorage(int hive, const char* path, int access) { Open(hive, path, access); }
     virtual ~CrossProductStorage() = default;
     CrossProductStorage(const CrossProductStorage&) = delete;
     CrossProductStorage& operator=(const CrossProductStorage&) = delete;
 
-    /// Closes what was open. With a write access a missing key is created; with AccessRead never. An empty path fails.
+    /// Closes the open key, then opens another. A missing key is created with a write access, never with AccessRead.
+    /// @param path  terminated; a null or empty path fails
     template <class CharType>
     bool Open(int hive, const CharType* path, int access);
     bool IsValid() const { return m_parent_key.IsValid(); }
 
-    /// The name can be read up to its terminator or 260 characters, whichever comes first.
+    /// Whether the name is not null.
     template <class CharType>
     bool ParametersOK(const CharType* key_name);
 
-    /// @param buffer_size_chars  room in `value` in characters; the text is terminated only if a terminator was stored
+    /// Reads a text. `value` is terminated only if a terminator was stored; its content is unspecified on failure.
+    /// @param buffer_size_chars  space in `value` in characters, terminator counted
     bool GetString(const wchar_t* key_name, wchar_t* value, DWORD buffer_size_chars);
+    /// Reads a number; `value` is unchanged on failure.
     template <class CharType>
     bool GetULong(const CharType* key_name, DWORD* value);
     template <class CharType>

@@ -1,4 +1,4 @@
-// Where the scan driver's storages are, and how each of them is opened. Messages go to the "Agent" logger.
+// Locations of the scan driver's storages, and how each is opened. A failed open is reported to the "Agent" logger.
 #pragma once
 
 #include "CrossProductStorage.h"
@@ -15,7 +15,7 @@ bool TwainStorageOpenReadUser(CrossProductStorage& storage, const wchar_t* produ
 bool TwainStorageOpenWrite(
     CrossProductStorage& storage, const wchar_t* productName); ///< user hive, created when absent
 
-/// One record of several devices, in the system hive.
+/// Opens one record of several devices, in the system hive. @param recordPath  the record's own path
 bool MultiSelectStorageOpenRead(CrossProductStorage& storage, const wchar_t* recordPath);
 
 /// Config.ini of the WIA storage as a wide path; creates its folders. Empty when it cannot be located.

@@ -11,19 +11,16 @@ namespace
 constexpr DWORD noAccess = 0;
 constexpr DWORD noSharing = 0;
 
-void WriteExistence(bool exists, const char* path)
+template <class CharType>
+void WriteExistence(bool exists, const CharType* path)
 {
-    if (exists)
-        DebugConsoleLogger().WriteText("File \"%s\" does exist.\n", path);
+    LoggerTypeAbstract& log = DebugConsoleLogger();
+    if constexpr (std::is_same_v<CharType, char>)
+        exists ? log.WriteText("File \"%s\" does exist.\n", path)
+               : log.WriteText("File \"%s\" does not exist!\n", path);
     else
-        DebugConsoleLogger().WriteText("File \"%s\" does not exist!\n", path);
-}
-void WriteExistence(bool exists, const wchar_t* path)
-{
-    if (exists)
-        DebugConsoleLogger().WriteText("File \"%ws\" does exist.\n", path);
-    else
-        DebugConsoleLogger().WriteText("File \"%ws\" does not exist!\n", path);
+        exists ? log.WriteText("File \"%ws\" does exist.\n", path)
+               : log.WriteText("File \"%ws\" does not exist!\n", path);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-// Folders made when absent, and the question whether a path exists.
+// Checking whether a path exists, and creating folders.
 #pragma once
 
 #include "CodePage.h"
@@ -6,8 +6,8 @@
 namespace scankelv
 {
 
-/// Whether the path can be opened without any access right; with the folder flag a folder counts too. Writes one line
-/// to the "ODS" logger. CharType: char or wchar_t.
+/// Whether the path can be opened when no access right is requested. Writes the answer to the "ODS" logger. CharType:
+/// char or wchar_t. @param folder  a folder counts too
 template <class CharType>
 bool PathExists(const CharType* path, bool folder);
 

@@ -9,39 +9,31 @@ namespace scankelv
 namespace
 {
 
-/// A logger with the log file and the settings that all of these loggers share.
-class DebugIniLogger
+/// The thread's last error stays what it was: a first use may come between an operation and its check.
+LoggerType<TextRenderCombo> DebugIniLogger(const char* module)
 {
-public:
-    /// The thread's last error stays what it was: a first use may come between an operation and its check.
-    explicit DebugIniLogger(const char* module, const LastErrorKeeper& /*keeper*/ = {})
-        : m_logger(module, &ConfigureFromDebugIni, LogFileLocation().Text(), DebugIniLocation().Text())
-    {
-    }
-    LoggerTypeAbstract& Get() { return m_logger; }
-
-private:
-    LoggerType<TextRenderCombo> m_logger;
-};
+    const LastErrorKeeper keeper;
+    return {module, &ConfigureFromDebugIni, LogFileLocation().Text(), DebugIniLocation().Text()};
+}
 
 } // namespace
 
 LoggerTypeAbstract& AgentLogger()
 {
-    static DebugIniLogger logger("Agent");
-    return logger.Get();
+    static LoggerType logger = DebugIniLogger("Agent");
+    return logger;
 }
 
 LoggerTypeAbstract& FindwellLibraryLogger()
 {
-    static DebugIniLogger logger("KELVFindwellLibrary");
-    return logger.Get();
+    static LoggerType logger = DebugIniLogger("KELVFindwellLibrary");
+    return logger;
 }
 
 LoggerTypeAbstract& ClientLogger()
 {
-    static DebugIniLogger logger("KELVClient");
-    return logger.Get();
+    static LoggerType logger = DebugIniLogger("KELVClient");
+    return logger;
 }
 
 bool ConfigureFromDebugIni(

@@ -11,7 +11,8 @@ LoggerTypeAbstract& FindwellLibraryLogger(); ///< module "KELVFindwellLibrary"
 LoggerTypeAbstract& ClientLogger();          ///< module "KELVClient"
 
 /// The configuration step of these loggers: sink mask from section "Modules", the three prefix switches from "Format".
-/// @return false, and all off, when the settings path is null, empty or not usable; a missing file reads as no keys.
+/// @return false, and everything off, when the settings path is null or empty, or memory runs out; a missing file
+/// counts as one without keys
 bool ConfigureFromDebugIni(
     const char* settingsPath, const char* module, DWORD& mask, bool& showTime, bool& showModule, bool& showThread);
 

@@ -39,7 +39,7 @@ bool ProfileFile<CharType>::GetULong(const CharType* section, const CharType* ke
         m_lastError = ERROR_INVALID_PARAMETER;
         return false;
     }
-    // Two defaults tell an absent key from one that holds the first of them.
+    // A second read with another default distinguishes an absent key from one that holds the first default.
     constexpr INT sentinel = 6844;
     const auto read = Form<CharType>(::GetPrivateProfileIntA, ::GetPrivateProfileIntW);
     const UINT value = read(section, key, sentinel, m_path.Text());
@@ -97,8 +97,8 @@ bool ProfileFileWide::SetString(const wchar_t* section, const wchar_t* key, cons
         m_lastError = ERROR_INVALID_PARAMETER;
         return false;
     }
-    // A device's text may hold line breaks. What follows one would stand in the file as lines of their own, keys and
-    // sections among them, and stay there at the next write.
+    // A device's text may contain line breaks. The text after a break would become lines of the file, keys and sections
+    // among them, and remain there at the next write.
     ResourceLocationWide line;
     if (const std::wstring_view text = value; text.find_first_of(L"\r\n") != std::wstring_view::npos)
     {

@@ -7,9 +7,6 @@ namespace scankelv
 namespace
 {
 
-constexpr DWORD reserved = 0;
-constexpr DWORD* reservedValueOfReservedParameter = nullptr;
-
 bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place = {})
 {
     return Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(status), expression, level, place);
@@ -20,8 +17,7 @@ bool StatusOK(LSTATUS status, const char* expression, int level, PlaceHere place
 template <class CharType>
 bool RegistryKey::Open(HKEY parent, const CharType* path, REGSAM access)
 {
-    const LSTATUS keyOpenResult =
-        Form<CharType>(::RegOpenKeyExA, ::RegOpenKeyExW)(parent, path, reserved, access, &m_hKey);
+    const LSTATUS keyOpenResult = Form<CharType>(::RegOpenKeyExA, ::RegOpenKeyExW)(parent, path, 0, access, &m_hKey);
     if (StatusOK(keyOpenResult, "keyOpenResult", 0))
         return true;
     m_hKey = nullptr;
@@ -34,9 +30,9 @@ bool RegistryKey::Create(
     LPSECURITY_ATTRIBUTES attributes, DWORD* disposition)
 {
     DWORD createdOrOpened = 0;
-    auto* const name = const_cast<CharType*>(className); // the functions leave it alone
+    auto* const name = const_cast<CharType*>(className); // the functions do not modify it
     const LSTATUS createKeyResult = Form<CharType>(::RegCreateKeyExA, ::RegCreateKeyExW)(
-        parent, path, reserved, name, options, access, attributes, &m_hKey, &createdOrOpened);
+        parent, path, 0, name, options, access, attributes, &m_hKey, &createdOrOpened);
     if (!StatusOK(createKeyResult, "createKeyResult", 1))
     {
         Close();
@@ -63,7 +59,7 @@ bool RegistryKey::QueryValue(const CharType* name, DWORD* type, void* data, DWOR
 {
     return StatusOK(
         Form<CharType>(::RegQueryValueExA, ::RegQueryValueExW)(
-            m_hKey, name, reservedValueOfReservedParameter, type, static_cast<LPBYTE>(data), bytes),
+            m_hKey, name, nullptr, type, static_cast<LPBYTE>(data), bytes),
         "RegQueryValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast< LPBYTE >( data ), "
         "bytes )",
         0);
@@ -86,7 +82,7 @@ bool RegistryKey::QueryStringValue(const wchar_t* name, wchar_t* value, DWORD* l
 template <class CharType>
 bool RegistryKey::QueryDWORDValue(const CharType* name, DWORD* value)
 {
-    // A value of another type may fill some of the number before its type is known: the caller's stays as it was.
+    // Read into a copy: a value of another type may overwrite part of the number before its type is known.
     DWORD number = *value;
     DWORD bytes = sizeof(number);
     DWORD type = REG_NONE;
@@ -106,7 +102,7 @@ bool RegistryKey::SetValue(const CharType* name, DWORD type, const void* value, 
         return false;
     return StatusOK(
         Form<CharType>(::RegSetValueExA, ::RegSetValueExW)(
-            m_hKey, name, reserved, type, static_cast<const BYTE*>(value), bytes),
+            m_hKey, name, 0, type, static_cast<const BYTE*>(value), bytes),
         "RegSetValueExImpl( m_hKey, name, reservedValueOfReservedParameter, type, static_cast<const BYTE*>(value), "
         "bytes )",
         1);

@@ -42,7 +42,7 @@ ResourceLocation InCodePage(const ResourceLocation& location, std::wstring_view 
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFileLocation()
 {
-    // The system has no longer path than this; the buffer stops growing there.
+    // No path in the system is longer than this.
     constexpr DWORD longestPath = 0x8000;
     for (DWORD size = 512; size <= longestPath; size *= 2)
     {

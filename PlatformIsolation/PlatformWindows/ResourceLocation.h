@@ -13,7 +13,7 @@
 namespace scankelv
 {
 
-/// Memory of the arrays below, from the C runtime's heap.
+/// Memory for the arrays below, from the C runtime's heap.
 class MemoryPoolMalloc
 {
 public:
@@ -48,7 +48,7 @@ public:
     }
     ~MemoryArray() override { Release(); }
 
-    /// Releases what the array held and makes `count` zero elements. @return false, and an empty array, without memory.
+    /// Replaces the elements by `count` zero-filled ones. @return false, the array empty, when memory runs out
     bool Create(std::size_t count)
     {
         Release();
@@ -81,7 +81,7 @@ class BasicResourceLocation : public MemoryArray<MemoryPoolMalloc, CharType>
 {
 public:
     BasicResourceLocation() = default;
-    /// A copy of the text and its terminator; empty when memory runs out.
+    /// A terminated copy of the text; empty when memory runs out.
     explicit BasicResourceLocation(std::basic_string_view<CharType> text)
     {
         if (this->Create(text.size() + 1))
@@ -104,21 +104,22 @@ using ResourceLocationWide = BasicResourceLocation<wchar_t>;
 /// "ODS" logger.
 ResourceLocation InCodePage(const ResourceLocation& location, std::wstring_view path);
 
-/// Records the program's own module; called once, first thing in the process. Null names the process image.
+/// Records the program's own module; called once, at the start of the process. Null stands for the process image.
 void RecordModuleHandle(HMODULE module);
 
-/// The path of the program's own file, whole whatever its length. CharType: char or wchar_t.
+/// The whole path of the program's own file, of any length; empty on failure. CharType: char or wchar_t.
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFileLocation();
-/// The folder of the program's own file, without the closing backslash; empty when the path holds none.
+/// The folder of the program's own file, without the trailing backslash; empty when it is not known.
 template <class CharType>
 BasicResourceLocation<CharType> ModuleFolderLocation();
-/// The path of a file beside the program's own; empty when the name or the folder is.
+/// The path of a file beside the program's own; empty when the name is null or empty, or the folder is not known.
 template <class CharType>
 BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name);
 
-/// Joins root and parts by backslashes; any of them may be null. With `create`, the root and the folder after each of
-/// the first two parts are created when absent; part3 is a file's name. A failed creation is reported, and only that.
+/// Joins root and parts by backslashes; any of them may be null. part3 is a file name. With `create`, the root and the
+/// folders that part1 and part2 name are created when absent; a folder that cannot be created is reported to the "ODS"
+/// logger, and the location is returned all the same.
 ResourceLocation
 ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create);
 

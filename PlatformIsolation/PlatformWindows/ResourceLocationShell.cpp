@@ -4,6 +4,7 @@
 #include "Owners.h"
 
 #include <shlwapi.h>
+#include <wrl/client.h>
 
 namespace scankelv
 {
@@ -12,27 +13,16 @@ namespace
 
 constexpr std::size_t PRACTICAL_SIZE_LIMIT = 0x10000000; // characters
 
-/// An item identifier list, released through the shell's allocator.
-class ItemList
+struct ItemListRelease
 {
-public:
-    explicit ItemList(LPITEMIDLIST list) : m_list(list) {}
-    ~ItemList()
+    void operator()(LPITEMIDLIST list) const
     {
-        IMalloc* allocator = nullptr;
-        if (m_list == nullptr || FAILED(::SHGetMalloc(&allocator)))
-            return;
-        allocator->Free(m_list);
-        allocator->Release();
+        Microsoft::WRL::ComPtr<IMalloc> allocator;
+        if (SUCCEEDED(::SHGetMalloc(&allocator)))
+            allocator->Free(list);
     }
-    ItemList(const ItemList&) = delete;
-    ItemList& operator=(const ItemList&) = delete;
-
-    LPITEMIDLIST Get() const { return m_list; }
-
-private:
-    LPITEMIDLIST m_list;
 };
+using OwnedItemList = std::unique_ptr<ITEMIDLIST, ItemListRelease>;
 
 ResourceLocation DataRootLocation(int folderId)
 {
@@ -54,14 +44,14 @@ ResourceLocation GetLocationByFolderID(int folderId)
 
 ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
 {
-    const ItemList owned(list);
+    const OwnedItemList owned(list);
     for (std::size_t holder_size = 2048;; holder_size *= 2)
     {
         ResourceLocation path_holder;
         const bool created = path_holder.Create(holder_size);
         if (!Checked(DebugConsoleLogger, "path_holder.Create", created, "created", 0))
             return {};
-        const BOOL gotPath = ::SHGetPathFromIDListA(owned.Get(), path_holder.Elements());
+        const BOOL gotPath = ::SHGetPathFromIDListA(owned.get(), path_holder.Elements());
         if (!Checked(DebugConsoleLogger, "SHGetPathFromIDListA", static_cast<DWORD>(gotPath), "gotPath", 0))
             return {};
         path_holder.Elements()[holder_size - 1] = '\0';
@@ -104,7 +94,7 @@ DWORD GetDllVersion(const wchar_t* library)
     const OwnedModule loaded(::LoadLibraryW(library));
     if (loaded == nullptr)
         return 0;
-    // By way of the one function type that may become any other.
+    // Through void (*)(): compilers warn about a direct cast between two function types.
     const auto getVersion = reinterpret_cast<DLLGETVERSIONPROC>(
         reinterpret_cast<void (*)()>(::GetProcAddress(loaded.get(), "DllGetVersion")));
     if (getVersion == nullptr)

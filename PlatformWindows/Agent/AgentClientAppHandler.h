@@ -6,13 +6,13 @@
 namespace scankelv
 {
 
-/// Holds nothing: it answers from the process-wide options. No call lets an exception out into the library.
+/// Has no state: it answers from the process-wide options. No exception leaves it for the library.
 class AgentClientAppHandler : public IAppHandler
 {
 public:
     /// 1 for a device that the agent may take. On any thread, whether it has COM or not.
     std::uint32_t CheckDevice(const wchar_t* deviceXml, const void* unused) override;
-    /// Lets the dialog's button for adding a device through; every other event is the library's.
+    /// Handles the dialog's button for adding a device; every other event is left to the library.
     std::uint32_t HandleEvent(const wchar_t* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out) override;
 };
 

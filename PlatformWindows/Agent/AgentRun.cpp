@@ -20,12 +20,12 @@ namespace scankelv
 namespace
 {
 
-constexpr std::size_t argumentCapacity = 64; // characters of a fixed buffer, the terminator counted
+constexpr std::size_t argumentCapacity = 64; // characters, terminator counted
 using ArgumentBuffer = std::array<wchar_t, argumentCapacity>;
 
 constexpr std::uint32_t deviceObtained = 1;
 
-/// The list text that the library hands out and takes back.
+/// Owns a list text of the library and releases it through FreeDeviceList.
 class DeviceListText
 {
 public:
@@ -59,7 +59,7 @@ ArgumentBuffer Argument(std::wstring_view text)
     return buffer;
 }
 
-/// The driver keeps its own user interface and a device has been chosen before.
+/// Whether the dialog is skipped: generic-driver mode, SUIFT is set, and a device has been stored before.
 bool StoredUiModeSkipsDialog(const AgentOptions& options)
 {
     CrossProductStorage storage;
@@ -71,7 +71,7 @@ bool StoredUiModeSkipsDialog(const AgentOptions& options)
     return uiMode != 0;
 }
 
-/// Asks the library in the one way that the options name.
+/// Calls the one function of the library that the options select.
 bool ObtainDevice(
     const AgentOptions& options, const KELVFindwellLibrary& library, const wchar_t* filterText,
     std::uint32_t& resultCode, DeviceListText& deviceList)
@@ -95,7 +95,7 @@ bool ObtainDevice(
         if (library.GetDeviceList_LCode()(
                 0, languageCode.Narrow(), filterText, &resultCode, deviceList.Receive(), &handler) != 0)
             return Fail("\nGetDeviceList_LCode failed!\n");
-        return true; // whether a device was chosen, the library has said
+        return true; // the library has set resultCode
     }
     else
     {
@@ -124,7 +124,7 @@ bool ReadDeviceList(
 struct RecordText
 {
     _bstr_t XmlParsedDeviceList::*to;
-    _bstr_t parsedMultiDeviceInfo::*from; // null: an empty text
+    _bstr_t parsedMultiDeviceInfo::*from; // null: empty text
 };
 constexpr RecordText recordTexts[] = {
     {&XmlParsedDeviceList::address2String, &parsedMultiDeviceInfo::devicepath},
@@ -148,7 +148,7 @@ constexpr RecordText recordTexts[] = {
     {&XmlParsedDeviceList::vidString, &parsedMultiDeviceInfo::vid},
 };
 
-/// The default record as the selected device. A record always counts as one with a scanner port: its device path.
+/// Fills the selected device from the default record. A record always has a scanner port: its device path.
 void FillFromRecord(XmlParsedDeviceList& device, const parsedMultiDeviceInfo& record)
 {
     for (const auto& [to, from] : recordTexts)

@@ -12,7 +12,8 @@ namespace
 {
 
 /// The named object that every agent of one logon shares. It holds the instance word: 0 while an uninstall is under
-/// way, 1 when an agent may run, above 1 the process id of the agent that runs. The object ends with its last holder.
+/// way, 1 when an agent may run, above 1 the process id of the agent that runs. The object disappears with its last
+/// handle.
 class SingleInstance
 {
 public:
@@ -27,7 +28,8 @@ public:
                 static_cast<DWORD*>(::MapViewOfFile(m_mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, sizeof(DWORD))));
     }
 
-    /// Why the agent must not run; null when it may. The word of an object of our own making is not looked at.
+    /// The message why the agent must not run; null when it may. The word of an object that this process created is
+    /// not read.
     const char* Refusal() const
     {
         constexpr DWORD uninstallUnderWay = 0;
@@ -37,14 +39,14 @@ public:
         const bool created = m_creationError == ERROR_SUCCESS;
         if (m_word == nullptr || (!created && m_creationError != ERROR_ALREADY_EXISTS))
             return "KELV cannot run due to problem detecting other program instances!";
-        const DWORD word = *m_word; // once: another process may change it meanwhile
+        const DWORD word = *m_word; // read once, as another process may change it
         if (created || word == agentMayRun)
             return nullptr;
         return word == uninstallUnderWay ? "ScanKELV cannot run due to uninstall!"
                                          : "ScanKELV cannot run due to other program instances running!";
     }
 
-    /// Makes this process the one that runs; only when nothing speaks against it.
+    /// Records this process as the running agent; call it only when Refusal() is null. @return the process id
     DWORD Occupy() { return *m_word = ::GetCurrentProcessId(); }
 
 private:
@@ -53,7 +55,7 @@ private:
     OwnedView<DWORD> m_word;
 };
 
-/// The version of the program's own file, its last number left out; empty when it cannot be read.
+/// The version of the program's own file without its last number; empty when it cannot be read.
 std::wstring ProgramVersion()
 {
     const ResourceLocationWide file = ModuleFileLocation<wchar_t>();
@@ -109,7 +111,7 @@ try
 }
 catch (const std::bad_alloc&)
 {
-    // A logger may be what there was no memory for.
+    // Written without a logger, as its creation may have run out of memory.
     ::OutputDebugStringA("ScanKELV cannot run, memory ran out!\r\n");
     return 1;
 }

@@ -12,7 +12,7 @@ namespace scankelv
 namespace
 {
 
-/// The error box that is shown for a library that cannot be opened stays away while this lives.
+/// Suppresses the system's error box for a library that cannot be opened, as long as this object exists.
 class NoOpenFileErrorBox
 {
 public:

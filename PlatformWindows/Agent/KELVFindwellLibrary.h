@@ -1,4 +1,4 @@
-// The binding of the device search library FindwellDlg.dll, which lies beside the program.
+// The binding of the device search library FindwellDlg.dll, which is stored beside the program.
 #pragma once
 
 #include "FindwellDlg.h"
@@ -15,19 +15,22 @@ public:
     LibraryModule(const LibraryModule&) = delete;
     LibraryModule& operator=(const LibraryModule&) = delete;
 
-    /// Loads without the system's error box. What is held already stays, and is said on the debugger console, as is a
-    /// library that cannot be loaded. @return whether a module is held
+    /// Loads a library without the system's error box. Does nothing when one is already loaded. Reports this, and a
+    /// library that cannot be loaded, to the debugger console.
+    /// @param path  in the system's 8-bit code page, terminated
+    /// @return whether a module is loaded
     bool Load(const char* path);
     bool IsLoaded() const { return m_module != nullptr; }
-    /// Null when no module is held, or it lacks the name, which is then said on the debugger console.
+    /// The function of this name; null, after a report to the debugger console, when there is none.
     FARPROC Resolve(const char* name) const;
 
 private:
     HMODULE m_module = nullptr;
 };
 
-/// Loads the library and resolves its ten entry points. What is missing is reported to the library's logger; ask
-/// IsValid afterwards, and an optional entry for null before its use.
+/// Loads the library and resolves its ten entry points. A library that cannot be loaded or lacks a required entry point
+/// is reported to the "KELVFindwellLibrary" logger. Check IsValid afterwards, and an optional entry point for null
+/// before each use.
 class KELVFindwellLibrary
 {
 public:
@@ -55,7 +58,7 @@ private:
     template <class Function>
     static Function* As(FARPROC entry)
     {
-        // By way of the one function type that compilers let stand for any other.
+        // Through void (*)(): compilers warn about a direct cast between two function types.
         return reinterpret_cast<Function*>(reinterpret_cast<void (*)()>(entry));
     }
 

@@ -14,10 +14,10 @@ namespace scankelv
 namespace
 {
 
-constexpr std::size_t addressCapacity = 256; // characters, the terminator counted
+constexpr std::size_t addressCapacity = 256; // characters, terminator counted
 constexpr DWORD pollInterval = 200;          // milliseconds
 
-// A stored text may fill its 256 characters without a terminator: there is one more for it.
+// A stored text may fill all 256 characters without a terminator: the last character terminates it.
 using StoredAddress = std::array<wchar_t, addressCapacity + 1>;
 constexpr StoredAddress noAddress{'0'};
 
@@ -35,7 +35,7 @@ enum OnlineStatus : DWORD
     NoAnswerYet = 2
 };
 
-/// Written by the callback, on any thread, before it lowers `queryPending`; read by the testing after that.
+/// Written by the callback, on any thread, before it decrements `queryPending`; read by the main thread once that is 0.
 struct QueryAnswer
 {
     std::atomic<std::int32_t> queryPending = 0;

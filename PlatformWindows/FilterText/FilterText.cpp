@@ -13,7 +13,7 @@ namespace scankelv
 namespace
 {
 
-/// The texts of the filter that follow the options and the dialog mode.
+/// The texts of the filter that depend on the options and the dialog mode.
 struct VaryingTexts
 {
     _bstr_t path;
@@ -48,7 +48,7 @@ constexpr const wchar_t* dialogModes[] = {
     L"0", L"1", L"2", L"3", L"4", L"5",
 };
 
-/// The digit of a mode; of the mode that the agent passes for one that there is not.
+/// The digit of a mode; an unknown mode gets the digit of the mode that the agent passes.
 const wchar_t* DialogModeText(tagDialogMode mode)
 {
     const auto index = static_cast<std::size_t>(mode);

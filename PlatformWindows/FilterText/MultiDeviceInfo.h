@@ -1,4 +1,5 @@
-// PlatformWindows/FilterText: what the search library is told: the filter text, the device lists in it, the port data.
+// PlatformWindows/FilterText: the texts that are passed to the search library, namely the filter text with its device
+// lists, and the port data.
 #pragma once
 
 #include "BstrText.h"

@@ -44,7 +44,7 @@ constexpr RecordElement recordElements[] = {
     {L"vid", &Info::vid},
 };
 
-/// Null are only the IPv6 address of a device that has none, and the port of one that is not local.
+/// Only two texts may be null: the IPv6 address of a device that has none, and the port of one that is not local.
 Info DescribeRecord(const StoredValues& values)
 {
     const _bstr_t address(values.addressString);
@@ -108,7 +108,7 @@ void XmlOptionAddDeviceListMultiSelect(
     }
     if (!defaultDevice)
     {
-        // Read again rather than kept: the record as it is now, also when it has gone since.
+        // Read again rather than kept, so that the record's present values count, also if it was deleted since.
         CrossProductStorage record;
         OpenRecord(record, recordPath, 0, messages);
         XmlAddMultiSelectDevice(options, document, XmlCreateDeviceElement(document), record, defaultDevice.emplace());

@@ -1,4 +1,4 @@
-// The devices of all multi-select records, as the search library is told of them, and the default one among them.
+// The devices of all multi-select records as a device list for the search library, and the default one among them.
 #pragma once
 
 #include "AgentOptions.h"
@@ -11,7 +11,7 @@ namespace scankelv
 
 /// Appends a "devicelist" with one device for each record to the option element, or nothing when there is none.
 /// @param recordPath        registry path of the records, below the system hive
-/// @param device            the first record marked as the default, else the first record; untouched without records
+/// @param device            the first record marked as the default, else the first record; unchanged without records
 /// @param deviceInfoParsed  whether there was a record
 /// @throws XmlError when the document model itself fails
 void XmlOptionAddDeviceListMultiSelect(

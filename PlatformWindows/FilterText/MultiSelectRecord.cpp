@@ -14,7 +14,7 @@ bool OpenRecord(
 {
     constexpr std::size_t longestPath = 4095;
     std::wstring path = RecordPath(recordPath, number);
-    // A cut path would name another key, the same for every number: it is shown, but not opened.
+    // A cut path would name another key, the same one for every number: it is logged but not opened.
     const bool whole = path.size() <= longestPath;
     path.resize(std::min(path.size(), longestPath));
     AgentLogger().WriteLine(messages.tryToOpen, path.c_str());

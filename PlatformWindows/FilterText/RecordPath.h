@@ -1,4 +1,4 @@
-// Where the records of several devices are.
+// Registry paths of the records of several devices.
 #pragma once
 
 #include <string>

@@ -68,7 +68,7 @@ void ReadStoredValues(CrossProductStorage& storage, ValueOf list, StoredValues& 
 
 bool ReadStoredText(CrossProductStorage& storage, const wchar_t* name, DWORD capacity, std::wstring& text)
 {
-    // A buffer of its own: a failed read may leave anything in it.
+    // Read into a separate buffer, as a failed read leaves its content unspecified.
     wchar_t stored[longCapacity] = {};
     if (!storage.GetString(name, stored, capacity))
         return false;

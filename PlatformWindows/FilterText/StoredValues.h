@@ -8,7 +8,7 @@
 namespace scankelv
 {
 
-/// The fields that a read fills. What a storage does not hold leaves its field as it was.
+/// The fields that a read fills. A value that the storage lacks leaves its field unchanged.
 struct StoredValues
 {
     std::wstring addressString;
@@ -42,7 +42,7 @@ enum class ValueOf : unsigned char
     Both = 3
 };
 
-/// A text with room for `capacity` characters, terminator counted.
+/// A text of at most `capacity` characters, terminator counted.
 struct TextField
 {
     std::wstring StoredValues::*member;
@@ -53,7 +53,7 @@ struct NumberField
     DWORD StoredValues::*member;
     bool loggedWhenAbsent;
 };
-/// A number that is kept as text, when it exists.
+/// A number that is kept as hexadecimal text if it exists.
 struct IdentifierField
 {
     std::wstring StoredValues::*member;
@@ -63,7 +63,7 @@ struct IdentifierField
 struct StoredValue
 {
     const wchar_t* name;
-    const char* label; ///< of the line that logs it
+    const char* label; ///< begins the value's log line
     std::variant<TextField, NumberField, IdentifierField> field;
     ValueOf list;
 
@@ -107,9 +107,10 @@ inline constexpr StoredValue storedValues[] = {
 /// Reads the values of one list, each followed by its log line.
 void ReadStoredValues(CrossProductStorage& storage, ValueOf list, StoredValues& values);
 
-/// Reads one text. @param capacity  terminator counted, at most `longCapacity`; a longer text counts as absent, and one
-/// that fills it without a stored terminator is cut by a character
-/// @return false, the text as it was, when the storage does not give it
+/// Reads one text. A text longer than `capacity` counts as absent; one that fills it without a stored terminator loses
+/// its last character.
+/// @param capacity  characters, terminator counted, at most `longCapacity`
+/// @return false, `text` unchanged, when the text cannot be read
 bool ReadStoredText(CrossProductStorage& storage, const wchar_t* name, DWORD capacity, std::wstring& text);
 
 } // namespace scankelv

@@ -48,7 +48,7 @@ constexpr DeviceElement deviceElements[] = {
 struct OptionFallback
 {
     std::wstring CurrentDevice::*text;
-    const wchar_t* (AgentOptions::*option)() const; ///< may give null
+    const wchar_t* (AgentOptions::*option)() const; ///< may return null
 };
 constexpr OptionFallback optionFallbacks[] = {
     {&CurrentDevice::mdlString, &AgentOptions::ModelName},
@@ -137,7 +137,7 @@ bool XmlAddTwainStorageDevice(
     PresetFromDeviceXml(values);
     ReadStoredValues(storage, ValueOf::CurrentDevice, values);
 
-    // Only 1 is a network device here; below, any other type than 0 is described as one.
+    // Here only type 1 is a network device; below, every type but 0 is described as one.
     if (values.connectionTypeDWORD == 1 && values.addressString.empty())
     {
         AgentLogger().WriteLine("Skip adding current printer[Network]");
@@ -152,7 +152,7 @@ bool XmlAddTwainStorageDevice(
 
     values.ipAddress = isLocal ? values.portNameString : values.addressString;
     values.ioType = isLocal ? L"Local" : network;
-    // Before the options stand in for the model: the name of a device is never a configured one.
+    // Before the options replace absent texts, so that a device is never named after a configured model.
     if (values.deviceNameString.empty() && isLocal)
         values.deviceNameString = values.mdlString;
     for (const auto& [text, option] : optionFallbacks)

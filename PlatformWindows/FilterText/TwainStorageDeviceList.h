@@ -1,4 +1,4 @@
-// The device that the scan driver last stored, as the search library is told of it.
+// The device that is stored for the scan driver, as a device list for the search library.
 #pragma once
 
 #include "AgentOptions.h"
@@ -8,9 +8,9 @@
 namespace scankelv
 {
 
-/// A new "devicelist" of version 1.0.1, attached to nothing.
+/// A new element "devicelist" of version 1.0.1, not yet appended. @throws XmlError
 XmlElement XmlCreateDeviceListElement(const XmlDocument& document);
-/// A new "device", attached to nothing.
+/// A new element "device", not yet appended. @throws XmlError
 XmlElement XmlCreateDeviceElement(const XmlDocument& document);
 
 /// Appends a "devicelist" with the current device to the option element, or nothing when there is none.
@@ -19,7 +19,8 @@ void XmlOptionAddDeviceListSingleSelect(
     const AgentOptions& options, const XmlDocument& document, const XmlElement& option);
 
 /// Fills the device element from the storage, from the first device of device.xml where the storage lacks a value, and
-/// from the options. @return false, the element untouched, for a device without the address or port it is reached by
+/// from the options. @return false, the element unchanged, for a network device without address or a local one without
+/// port
 /// @throws XmlError when the document model itself fails
 bool XmlAddTwainStorageDevice(
     const AgentOptions& options, const XmlDocument& document, const XmlElement& device, CrossProductStorage& storage);

@@ -10,7 +10,8 @@
 class IAppHandler
 {
 public:
-    /// Whether the application may take the device. @param deviceXml  a device list with this one device, terminated
+    /// Asks whether the application takes the device.
+    /// @param deviceXml  a device list with this one device, terminated
     /// @return 1 to accept, 0 to refuse
     virtual std::uint32_t CheckDevice(const wchar_t* deviceXml, const void* unused) = 0;
     virtual void Notify(std::uint32_t) {}
@@ -26,14 +27,15 @@ public:
 
 extern "C" {
 
-/// What QueryDeviceAddress reports: status 0 means that the device answered, then the texts (at most 255 characters)
-/// are its present addresses; change 0 or 1 means that they changed. May come from any thread; returns 0.
+/// Receives the result of QueryDeviceAddress, on any thread. Status 0: the device answered, and the texts (terminated,
+/// at most 255 characters) are its present addresses. Change 0 or 1: they changed. Returns 0.
 using QueryDeviceAddressCallbackFunction = std::uint32_t(
     const std::uint32_t* status, const std::uint32_t* change, const wchar_t* const* address,
     const wchar_t* const* macAddress);
 
 /// Searches and lets the user choose. Result code 1: a device was chosen, anything else: cancelled. languageCode is
-/// 8-bit and may be null. The list text is released by FreeDeviceList. Returns 0 for success.
+/// 8-bit, terminated, and may be null. The agent releases the list text through FreeDeviceList, here and below. Returns
+/// 0 for success.
 using GetDeviceList_LCodeFunction = std::uint32_t(
     std::uint32_t zero, const char* languageCode, const wchar_t* filterText, std::uint32_t* resultCode,
     wchar_t** listText, IAppHandler* handler);
@@ -44,7 +46,7 @@ using GetDeviceInformationFunction =
 using ShowPropertiesUIFunction = std::uint32_t(const wchar_t* filterText, wchar_t** listText, std::uint32_t zero);
 /// Merges the filter's devices into the library's own list. Returns 0 for failure.
 using MergeDevicelistXMLFunction = std::uint32_t(const wchar_t* filterText);
-/// Asks for the device's present addresses. On 0 the callback comes exactly once.
+/// Asks for the device's present addresses. When it returns 0, the callback is called exactly once, then or later.
 using QueryDeviceAddressFunction = std::uint32_t(
     const wchar_t* address, const wchar_t* macAddress, QueryDeviceAddressCallbackFunction* callback,
     const wchar_t* productName, const wchar_t* vendorName);

@@ -25,12 +25,7 @@ const wchar_t* const settingsSection = L"Settings";
 constexpr const wchar_t* defaultProductName = L"Quellon Generic Scan Driver";
 constexpr const wchar_t* defaultVendorName = L"Quellon";
 
-const wchar_t* TextOr(const std::optional<std::wstring>& text, const wchar_t* otherwise)
-{
-    return text ? text->c_str() : otherwise;
-}
-
-/// Writes a message. @return false when it is one that ends the process
+/// Logs a message. @return false when it is one that ends the process
 bool GoesOnAfter(const char* message)
 {
     AgentLogger().WriteLine("%s", message);
@@ -94,8 +89,8 @@ private:
     {
         const wchar_t* name;
         std::variant<Text AgentOptions::*, bool AgentOptions::*> field;
-        const char* label;        ///< of the text logged afterwards; null: nothing is logged
-        const wchar_t* fixedText; ///< assigned whatever the argument is; null: the argument
+        const char* label;        ///< begins the log line of the field; null: no line
+        const wchar_t* fixedText; ///< assigned in place of the argument; null: none
     };
     static constexpr Keyword keywords[] = {
         {L"M", &AgentOptions::productName, "productName", nullptr},
@@ -114,7 +109,7 @@ private:
         {L"devicelist", &AgentOptions::deviceListRegistryPath, "multiDeviceRegistryPath", nullptr},
     };
 
-    /// What is to be said about a record, and when.
+    /// A message about a record, and its condition.
     struct Check
     {
         bool (*applies)(const AgentOptions& options);
@@ -146,7 +141,7 @@ private:
             checks, [&](const Check& check) { return !check.applies(options) || GoesOnAfter(check.message); });
     }
 
-    /// @return false, the field as it was, when memory runs out
+    /// @return false, the field unchanged, when memory runs out
     static bool Assign(Text& field, std::wstring_view text) noexcept
     try
     {
@@ -158,7 +153,7 @@ private:
         return false;
     }
 
-    /// @return false, the field as it was, for an absent key
+    /// @return false, the field unchanged, for an absent key
     static bool Read(ProfileFileWide& file, const wchar_t* key, Text& field)
     {
         ResourceLocationWide value;
@@ -237,7 +232,7 @@ private:
         else if (command.argument)
             Assign(field, *command.argument);
         if (keyword.label != nullptr)
-            AgentLogger().WriteLine("%s: %ws", keyword.label, TextOr(field, nullptr));
+            AgentLogger().WriteLine("%s: %ws", keyword.label, AgentOptions::TextOr(field, nullptr));
     }
 };
 
@@ -273,41 +268,6 @@ const wchar_t* AgentOptions::VendorName() const
     return TextOr(vendorName, defaultVendorName);
 }
 
-const wchar_t* AgentOptions::VendorId() const
-{
-    return TextOr(vendorId, nullptr);
-}
-
-const wchar_t* AgentOptions::ProductId() const
-{
-    return TextOr(productId, nullptr);
-}
-
-const wchar_t* AgentOptions::ModelName() const
-{
-    return TextOr(modelName, nullptr);
-}
-
-const wchar_t* AgentOptions::LanguageCode() const
-{
-    return TextOr(languageCode, nullptr);
-}
-
-const wchar_t* AgentOptions::HiddenUiArgument() const
-{
-    return TextOr(hiddenUiArgument, nullptr);
-}
-
-const wchar_t* AgentOptions::MultiDeviceRegistryPath() const
-{
-    return TextOr(multiDeviceRegistryPath, L"");
-}
-
-const wchar_t* AgentOptions::DeviceListRegistryPath() const
-{
-    return TextOr(deviceListRegistryPath, L"");
-}
-
 bool AgentOptions::IsGsdMode() const
 {
     return gsdMode && ScanHexadecimal16(*gsdMode, 0) != 0;
@@ -321,11 +281,6 @@ bool AgentOptions::IsCurrentDeviceFeatureOn() const
 bool AgentOptions::IsSuiftOn() const
 {
     return suift && ScanDecimal16(*suift, 0) != 0;
-}
-
-bool AgentOptions::PropertiesWanted() const
-{
-    return propertiesUI != 0 && propertiesRequested;
 }
 
 } // namespace scankelv

@@ -19,7 +19,8 @@ enum tagDialogMode : int
     DialogMode5
 };
 
-/// Every setting of one run. Built once, read-only afterwards. A text is unset or holds a text, which may be empty.
+/// Every setting of one run. Built once, read-only afterwards. A text is either unset or set, possibly to
+/// the empty text.
 class AgentOptions
 {
 public:
@@ -33,20 +34,23 @@ public:
 
     const wchar_t* ProductName() const; ///< never null
     bool IsDefaultProductName() const;
-    const wchar_t* VendorName() const; ///< never null
-    const wchar_t* VendorId() const;   ///< null when unset, like the four below
-    const wchar_t* ProductId() const;
-    const wchar_t* ModelName() const;
-    const wchar_t* LanguageCode() const;
-    const wchar_t* HiddenUiArgument() const;
-    const wchar_t* MultiDeviceRegistryPath() const; ///< empty when unset
-    const wchar_t* DeviceListRegistryPath() const;  ///< empty when unset
+    const wchar_t* VendorName() const;                                    ///< never null
+    const wchar_t* VendorId() const { return TextOr(vendorId, nullptr); } ///< null when unset, like the four below
+    const wchar_t* ProductId() const { return TextOr(productId, nullptr); }
+    const wchar_t* ModelName() const { return TextOr(modelName, nullptr); }
+    const wchar_t* LanguageCode() const { return TextOr(languageCode, nullptr); }
+    const wchar_t* HiddenUiArgument() const { return TextOr(hiddenUiArgument, nullptr); }
+    const wchar_t* MultiDeviceRegistryPath() const
+    {
+        return TextOr(multiDeviceRegistryPath, L"");
+    }                                                                                             ///< empty when unset
+    const wchar_t* DeviceListRegistryPath() const { return TextOr(deviceListRegistryPath, L""); } ///< empty when unset
     bool NeedQueryAddress() const { return needQueryAddress; }
     DWORD PropertiesUI() const { return propertiesUI; }
     bool IsGsdMode() const;
     bool IsCurrentDeviceFeatureOn() const;
     bool IsSuiftOn() const;
-    bool PropertiesWanted() const;
+    bool PropertiesWanted() const { return propertiesUI != 0 && propertiesRequested; }
     bool HiddenUiRequested() const { return hiddenUiArgument.has_value(); }
     bool MultiSelectMode() const { return *MultiDeviceRegistryPath() != 0; }
     bool DeviceListMode() const { return *DeviceListRegistryPath() != 0; }
@@ -56,6 +60,10 @@ private:
     using Text = std::optional<std::wstring>;
 
     AgentOptions() = default;
+    static const wchar_t* TextOr(const Text& text, const wchar_t* otherwise)
+    {
+        return text ? text->c_str() : otherwise;
+    }
 
     bool needQueryAddress = false;
     DWORD propertiesUI = 0;

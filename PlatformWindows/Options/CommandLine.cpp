@@ -28,7 +28,7 @@ std::optional<Command> CommandScanner::Next()
     return command;
 }
 
-// The ending character itself stays in the rest.
+// The character `end` itself remains in the rest.
 std::wstring_view CommandScanner::TakeUntil(wchar_t end)
 {
     const std::wstring_view taken = m_rest.substr(0, m_rest.find(end));

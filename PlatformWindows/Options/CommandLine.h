@@ -1,4 +1,4 @@
-// The commands on a command line: "/NAME", then perhaps an argument.
+// The commands on a command line: "/NAME" and an optional argument.
 #pragma once
 
 #include <optional>
@@ -7,20 +7,21 @@
 namespace scankelv
 {
 
-/// One command as it is on the line; both texts point into it.
+/// One command; both texts point into the command line.
 struct Command
 {
     std::wstring_view name;
-    std::optional<std::wstring_view> argument; ///< none: the name ends the line
+    std::optional<std::wstring_view> argument; ///< none when the name ends the line
 };
 
-/// Takes the commands off a raw command line, one by one. Only "/", blank and double quote mean anything.
+/// Reads the commands of a raw command line one by one. Only "/", blank and double quote have a meaning.
 class CommandScanner
 {
 public:
     /// @param line  must outlive the scanner and its commands
     explicit CommandScanner(std::wstring_view line) : m_rest(line) {}
 
+    /// @return the next command, or nothing at the end of the line
     std::optional<Command> Next();
 
 private:

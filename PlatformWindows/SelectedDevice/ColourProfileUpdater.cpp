@@ -10,7 +10,7 @@ namespace scankelv
 namespace
 {
 
-/// Characters of the updater's argument, the terminator counted.
+/// Characters of the updater's argument, quotes and terminator counted.
 constexpr std::size_t argumentCapacity = 1023;
 
 } // namespace

@@ -1,4 +1,4 @@
-// The colour-profile updater, a program of its own beside the agent's.
+// Starting the colour-profile updater, a separate program in the agent's folder.
 #pragma once
 
 #include "CodePage.h"
@@ -7,8 +7,8 @@ namespace scankelv
 {
 
 /// Starts the updater for a product and does not wait for it.
-/// @param productName  terminated; handed over in triple quotes, cut where the whole is longer than 1022 characters
-/// @return whether it started; the "Agent" logger says why not
+/// @param productName  terminated; passed in triple quotes; the whole argument is cut at 1022 characters
+/// @return false after a message to the "Agent" logger
 bool StartColourProfileUpdater(const wchar_t* productName);
 
 } // namespace scankelv

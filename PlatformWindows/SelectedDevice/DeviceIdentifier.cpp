@@ -2,6 +2,8 @@
 
 #include "AsciiCase.h"
 
+#include <span>
+
 namespace scankelv
 {
 namespace
@@ -9,8 +11,8 @@ namespace
 
 constexpr std::size_t none = std::wstring_view::npos;
 
-// Constants, so that the compiler knows their lengths, which it does not of a wide literal that it meets at run time.
-constexpr std::wstring_view modeKey = L"MODE";
+// constexpr, as compilers do not fold the length of a wide literal that is converted at run time.
+constexpr std::wstring_view modeKeys[] = {L"MODE"};
 constexpr std::wstring_view scanMode = L"SCN";
 constexpr std::wstring_view manufacturerKeys[] = {L"MFG", L"MANUFACTURER"};
 constexpr std::wstring_view modelKeys[] = {L"MDL", L"MODEL"};
@@ -20,9 +22,9 @@ inline bool BeginsWith(std::wstring_view text, std::wstring_view start)
     return EqualsIgnoringAsciiCase(text.substr(0, start.size()), start);
 }
 
-/// Walks the fields of an identifier, and the values of the field that it stands on. Values are looked for only when
-/// asked for: a field without a colon finds its value in a later field, and looking for every field would take time
-/// with the square of the length.
+/// Iterates over the fields of an identifier and the values of the current field. Values are searched only on request:
+/// a field without a colon finds its value in a later field, so that a search for every field would take quadratic
+/// time.
 class FieldCursor
 {
 public:
@@ -38,22 +40,22 @@ public:
     bool HasKey(std::wstring_view key) const
     {
         return BeginsWith(m_text.substr(m_field), key);
-    } // no key holds a semicolon
+    } // no key contains a semicolon
 
     bool FirstValue() { return StartValueBehind(m_text.find(L':', m_field)); }
     bool NextValue()
     {
-        // No field ends in a comma, so that its end need not be looked for.
+        // A comma never ends a field, so that the field's end need not be searched.
         const bool atComma = m_valueEnd != none && m_text[m_valueEnd] == L',';
         return (atComma || m_valueEnd != FieldEnd()) && StartValueBehind(m_valueEnd);
     }
 
     std::wstring_view Value() const { return m_text.substr(m_value, m_valueEnd - m_value); }
-    /// Not bounded by the value's end: a vendor's name may hold a comma.
+    /// Not bounded by the value's end: a vendor's name may contain a comma.
     bool ValueBeginsWith(std::wstring_view start) const { return BeginsWith(m_text.substr(m_value), start); }
 
 private:
-    std::size_t FieldEnd() // looked for once a field, and only when asked for
+    std::size_t FieldEnd() // searched at most once per field, on request
     {
         if (m_fieldEnd == m_field)
             m_fieldEnd = m_text.find(L';', m_field);
@@ -78,49 +80,43 @@ private:
     std::size_t m_valueEnd = none;
 };
 
+/// The first field with one of the keys; past the last field when there is none.
+FieldCursor FirstField(std::wstring_view identifier, std::span<const std::wstring_view> keys)
+{
+    FieldCursor cursor(identifier);
+    while (cursor.AtField() && std::ranges::none_of(keys, [&](std::wstring_view key) { return cursor.HasKey(key); }))
+        cursor.NextField();
+    return cursor;
+}
+
 } // namespace
 
 bool DeviceIdHasScanMode(std::wstring_view identifier) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        if (!cursor.HasKey(modeKey))
-            continue;
-        for (bool more = cursor.FirstValue(); more; more = cursor.NextValue())
-            if (cursor.ValueBeginsWith(scanMode))
-                return true;
-        return false;
-    }
+    FieldCursor field = FirstField(identifier, modeKeys);
+    for (bool more = field.AtField() && field.FirstValue(); more; more = field.NextValue())
+        if (field.ValueBeginsWith(scanMode))
+            return true;
     return false;
 }
 
 bool DeviceIdManufacturerIs(std::wstring_view identifier, std::wstring_view vendor) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        const bool everyValue = cursor.HasKey(manufacturerKeys[0]);
-        if (!everyValue && !cursor.HasKey(manufacturerKeys[1]))
-            continue;
-        for (bool more = cursor.FirstValue(); more; more = everyValue && cursor.NextValue())
-            if (cursor.ValueBeginsWith(vendor))
-                return true;
-        return false;
-    }
+    FieldCursor field = FirstField(identifier, manufacturerKeys);
+    const bool everyValue = field.HasKey(manufacturerKeys[0]);
+    for (bool more = field.AtField() && field.FirstValue(); more; more = everyValue && field.NextValue())
+        if (field.ValueBeginsWith(vendor))
+            return true;
     return false;
 }
 
 bool DeviceIdModel(std::wstring_view identifier, std::wstring_view& model) noexcept
 {
-    for (FieldCursor cursor(identifier); cursor.AtField(); cursor.NextField())
-    {
-        if (!cursor.HasKey(modelKeys[0]) && !cursor.HasKey(modelKeys[1]))
-            continue;
-        if (!cursor.FirstValue())
-            return false;
-        model = cursor.Value();
-        return true;
-    }
-    return false;
+    FieldCursor field = FirstField(identifier, modelKeys);
+    if (!field.AtField() || !field.FirstValue())
+        return false;
+    model = field.Value();
+    return true;
 }
 
 } // namespace scankelv

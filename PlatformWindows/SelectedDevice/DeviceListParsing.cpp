@@ -10,7 +10,7 @@ namespace
 
 using Device = XmlParsedDeviceList;
 
-/// The driver's field for it holds no more.
+/// Characters; the driver's field has no space for more.
 constexpr std::size_t serialNumberLength = 62;
 
 void SetConnection(Device& device)
@@ -40,7 +40,7 @@ void NormaliseSerialNumber(Device& device)
     device.serialNumberString = _bstr_t(cut.substr(0, cut.find_last_not_of(L' ') + 1));
 }
 
-/// What becomes of the member when there is no such element.
+/// What happens to the member when the element is absent.
 enum class Absent
 {
     Fails,
@@ -55,10 +55,10 @@ struct ListElement
     Absent absent;
     _bstr_t Device::*text;
     bool Device::*found = nullptr;
-    void (*follow)(Device&) = nullptr; ///< what the element means for other members
+    void (*follow)(Device&) = nullptr; ///< sets other members by the element's text
 };
 
-// In the order of the look-up: a report names the first element missing, and what follows relies on what came before.
+// In look-up order: a report names the first missing element, and each `follow` relies on the elements before its own.
 constexpr ListElement listElements[] = {
     {L"//iotype", "ioTypeElement", Absent::Fails, &Device::ioTypeString, nullptr, SetConnection},
     {L"//comment", "commentElement", Absent::Empties, &Device::commentString, &Device::commentPresents},

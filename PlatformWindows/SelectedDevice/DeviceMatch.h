@@ -6,8 +6,9 @@
 namespace scankelv
 {
 
-/// The configured model, or in generic-driver mode the configured vendor, and able to scan. Every failure is a report
-/// and false; it throws nothing.
+/// Whether the device can scan and is of the configured model or, in generic-driver mode, of the configured vendor.
+/// @param deviceXml  a device list with this one device, terminated
+/// @return false after a report when this cannot be determined; throws nothing
 bool XmlDeviceMatch(const AgentOptions& options, const wchar_t* deviceXml) noexcept;
 
 } // namespace scankelv

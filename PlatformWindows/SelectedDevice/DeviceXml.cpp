@@ -23,7 +23,7 @@ struct DeviceXmlElement
     _bstr_t Device::*text; ///< null: the UI mode, which is the same for every device
 };
 
-// In the order in which they stand in the file.
+// In the order of the file.
 constexpr DeviceXmlElement deviceXmlElements[] = {
     {L"Address", &Device::addressString},
     {L"Comment", &Device::commentString},

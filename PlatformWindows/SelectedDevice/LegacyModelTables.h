@@ -1,4 +1,4 @@
-// Data of the product line: the legacy model families. A vendor replaces this file by one with the vendor's own names.
+// Data of the product line: the legacy model families. A vendor replaces this file by one with its own names.
 #pragma once
 
 #include <string_view>
@@ -6,7 +6,7 @@
 namespace scankelv
 {
 
-// Upper-case family names, each ending in the word "SERIES". 25 of them stand in both tables.
+// Upper-case family names, each ending in the word "SERIES". 25 of them are in both tables.
 
 inline constexpr std::wstring_view LegacyNetworkModels[] = {
     L"TARN 110 SERIES",      L"TARN 120 SERIES",     L"TARN 240 SERIES",     L"TARN 260 SERIES",

@@ -11,7 +11,7 @@ namespace scankelv
 namespace
 {
 
-/// Only such a name can be found in an upper-cased model.
+/// Whether the name can be found: models are compared in upper case.
 constexpr bool IsFamilyName(std::wstring_view name)
 {
     return name.ends_with(std::wstring_view(L" SERIES")) &&

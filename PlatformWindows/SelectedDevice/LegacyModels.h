@@ -6,7 +6,7 @@
 namespace scankelv
 {
 
-/// The model, its ASCII letters taken as upper case, contains the name of a legacy family of network devices.
+/// Whether the model contains the name of a legacy family of network devices, in any letter case (ASCII).
 bool IsLegacyNetworkModel(std::wstring_view model) noexcept;
 /// The same for the families of locally attached devices.
 bool IsLegacyLocalModel(std::wstring_view model) noexcept;

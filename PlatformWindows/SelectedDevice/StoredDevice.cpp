@@ -27,7 +27,7 @@ constexpr DWORD selectNetwork = 0;
 constexpr DWORD selectLocal = 2;
 constexpr DWORD selectScannerPort = 4;
 
-/// The selected device with the values that are derived from it, as the driver reads them.
+/// The selected device and the values derived from it, as the driver reads them.
 struct StoredDevice : XmlParsedDeviceList
 {
     StoredDevice(const XmlParsedDeviceList& device, DWORD propertiesUI);
@@ -54,13 +54,13 @@ struct Hexadecimal ///< a number that is logged in both notations
     Number number;
 };
 
-/// Terminated; the null text as the empty one.
+/// The text, terminated; empty for the null text.
 const wchar_t* Terminated(const _bstr_t& text)
 {
     return text.View().data();
 }
 
-/// One visitor of several kinds of members.
+/// One visitor for several kinds of members.
 template <class... Visit>
 struct Visitor : Visit...
 {
@@ -166,7 +166,7 @@ constexpr auto CountIn(unsigned place)
 }
 static_assert(CountIn(inRegistry) == 19 && CountIn(inConfigIni) == 19);
 
-/// Hands the values of one place to `put` in turn. A value that cannot be written does not stop the others.
+/// Calls `put` for each value of one place. A value that cannot be written does not stop the others.
 template <class Put>
 void ForEachValue(const StoredDevice& device, unsigned place, Put put)
 {
@@ -205,7 +205,7 @@ bool WriteConfigIni(const StoredDevice& device)
     return true;
 }
 
-/// A device.xml that cannot be written is reported and no more: the driver reads the registry first.
+/// A device.xml that cannot be written is reported but stops nothing: the driver reads the registry first.
 void TryExportDeviceXml(const XmlParsedDeviceList& device, PlaceHere place = {})
 {
     HRESULT exportResult = S_OK;

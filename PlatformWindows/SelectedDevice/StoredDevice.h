@@ -9,7 +9,7 @@ namespace scankelv
 
 /// Starts the colour-profile updater, then writes device.xml, the registry values and, in generic-driver mode, section
 /// "IO" of Config.ini. A single value that cannot be written does not stop the others.
-/// @return false when the TWAIN storage cannot be opened (nothing was written then), or Config.ini cannot be located
+/// @return false when the TWAIN storage cannot be opened (then nothing is written), or Config.ini cannot be located
 bool StoreDeviceListAndUpdateIcc(const AgentOptions& options, const XmlParsedDeviceList& device);
 
 } // namespace scankelv

@@ -7,7 +7,7 @@
 namespace scankelv
 {
 
-/// What the element "iotype" says of a network device; every other text means a locally attached one.
+/// The text of element "iotype" for a network device; every other text means a locally attached one.
 inline constexpr std::wstring_view networkIoType = L"Network";
 
 /// One selected device. A null text counts as empty everywhere.

@@ -1,5 +1,5 @@
-// PlatformWindows/Xml: documents of the platform's XML document model, the texts that it takes and gives, and the
-// building operations that the generated texts are made of.
+// PlatformWindows/Xml: documents of the platform's XML document model, the text type for its strings, and the
+// operations that build the generated texts.
 #pragma once
 
 #include "CodePage.h"
@@ -10,8 +10,8 @@
 namespace scankelv
 {
 
-/// A shared wide text over the system's BSTR: copies share one block with an atomic count, the last one frees it. The
-/// null text reads as empty. Running out of memory throws XmlError with E_OUTOFMEMORY.
+/// A shared wide text in a BSTR: copies share one block with an atomic reference count, and the last one frees it. The
+/// null text reads as empty. Throws XmlError with E_OUTOFMEMORY when memory runs out.
 class _bstr_t
 {
 public:
@@ -23,7 +23,7 @@ public:
     _bstr_t& operator=(_bstr_t other) noexcept;
     ~_bstr_t();
 
-    /// Takes the string over without a copy and frees it with the last reference.
+    /// Takes ownership of the string without a copy; the last reference frees it.
     static _bstr_t Adopt(BSTR text);
 
     bool IsNull() const noexcept { return m_data == nullptr; }
@@ -33,7 +33,8 @@ public:
     /// Terminated; null for the null text.
     operator const wchar_t*() const noexcept { return Get(); }
     std::wstring_view View() const noexcept { return {IsNull() ? L"" : Get(), length()}; }
-    /// Terminated, in the system's 8-bit code page, made on the first call; null for the null text.
+    /// The text in the system's 8-bit code page, terminated, converted on the first call; null for the null text. Valid
+    /// as long as a copy of this text exists.
     const char* Narrow() const;
 
     friend _bstr_t operator+(const _bstr_t& left, const _bstr_t& right);

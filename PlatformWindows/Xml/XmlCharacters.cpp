@@ -25,7 +25,7 @@ bool CanStandAlone(wchar_t c)
     return (c >= L' ' || isSpace) && !IsHighSurrogate(c) && !IsLowSurrogate(c) && c != 0xFFFE && c != 0xFFFF;
 }
 
-/// How many characters from `at` on XML can carry together: 1, 2 for a surrogate pair, or 0.
+/// How many wchar_t at `at` form one valid character: 1, 2 for a surrogate pair, or 0 when it is not valid.
 std::size_t CarriedAt(std::wstring_view text, std::size_t at)
 {
     if (IsHighSurrogate(text[at]) && at + 1 < text.size() && IsLowSurrogate(text[at + 1]))

@@ -33,7 +33,7 @@ void Call(
         throw XmlError(result, interfaceId<Interface>);
 }
 
-// The model takes a variant by value and keeps nothing of it, so the text is lent.
+// The model takes the variant by value and does not keep it, so the text is passed without a copy.
 VARIANT TextVariant(const _bstr_t& text)
 {
     VARIANT variant{};
@@ -42,7 +42,7 @@ VARIANT TextVariant(const _bstr_t& text)
     return variant;
 }
 
-// A document that does not load is a plain result, whatever code the model gives.
+// A document that does not load is no exception, whatever code the model returns.
 template <class Source>
 bool Load(const XmlDocument& document, HRESULT (WINAPI IXMLDOMDocument::*member)(Source, VARIANT_BOOL*), Source source)
 {
@@ -92,7 +92,7 @@ XmlDocument XmlCreateDocumentInitialisingCom()
     XmlCreateDocument(document, context);
     if (!document)
     {
-        // Not undone: the document that comes of it needs the thread's COM for as long as it lives.
+        // Not undone: the new document needs the thread's COM as long as it exists.
         ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         XmlCreateDocument(document, context);
     }
@@ -196,14 +196,14 @@ _bstr_t XmlText(IXMLDOMNode* node)
     return _bstr_t::Adopt(text);
 }
 
-// The building operations hold the caller's objects for as long as they run.
+// Arguments are taken by value, so that the caller's objects exist until the operation returns.
 // NOLINTBEGIN(performance-unnecessary-value-param)
 void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text)
 {
     const XmlElement element = XmlCreateElement(document, name);
     Microsoft::WRL::ComPtr<IXMLDOMText> content;
-    // The model takes any text and writes it as it is: one stored value that XML cannot carry would make the whole of a
-    // generated text unreadable.
+    // The model writes any text as it is: one character that an XML document must not contain would make the whole
+    // document unreadable.
     if (!XmlCanCarry(text.View()))
         text = _bstr_t(XmlCarried(text.View()));
     Call(document.Get(), &IXMLDOMDocument::createTextNode, text.Get(), content.ReleaseAndGetAddressOf());

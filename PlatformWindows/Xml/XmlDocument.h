@@ -21,12 +21,12 @@ using XmlNodeList = Microsoft::WRL::ComPtr<IXMLDOMNodeList>;
 /// empty on failure. With a local or remote server in the context the object is created for IUnknown, started, and then
 /// asked for the document interface.
 HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext = CLSCTX_INPROC_SERVER);
-/// For callers that go on without a document: creates in process or local server, and once more after initialising COM
-/// for the thread when nothing came of it. Loads synchronously where that can be had. May stay empty.
+/// For callers that can go on without a document. Creates one in process or in a local server; when that fails, once
+/// more after initialising COM for the thread. Switches it to synchronous loading if possible. @return may be empty
 XmlDocument XmlCreateDocumentInitialisingCom();
 
 /// Creates a document and switches it to synchronous loading; a failure is reported to the "Agent" logger as
-/// "createInstanceResult" or "putAsyncResult" with the caller's place. @return false then
+/// "createInstanceResult" or "putAsyncResult" with the caller's location. @return false then
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place = {});
 
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
@@ -41,15 +41,15 @@ XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name);
 void XmlSetAttribute(const XmlElement& element, const _bstr_t& name, const _bstr_t& value);
 void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child);
 
-/// The first node that the query finds, viewed as an element; empty when none is found or it is no element.
+/// The first node that the XPath query finds, as an element; empty when none is found or it is no element.
 XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query);
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query);
 /// The first of all nodes that the query finds, or an empty handle.
 XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query);
 _bstr_t XmlText(IXMLDOMNode* node);
 
-/// Element `name` with one text node, the empty text included, appended to `parent`. U+FFFD stands for what XML cannot
-/// carry.
+/// Element `name` with one text node, the empty text included, appended to `parent`. U+FFFD replaces each character
+/// that an XML document must not contain.
 void XmlAddTextElement(XmlDocument document, XmlElement parent, _bstr_t name, _bstr_t text);
 /// Element `name` without content, appended to `parent`.
 void XmlAddEmptyElement(XmlDocument document, XmlElement parent, _bstr_t name);

@@ -7,8 +7,8 @@
 namespace scankelv
 {
 
-/// A failed call of the document model, or text memory that ran out (E_OUTOFMEMORY, no interface), or an operation on
-/// an empty handle (E_POINTER).
+/// A failed call of the document model, an operation on an empty handle (E_POINTER), or no memory for a text
+/// (E_OUTOFMEMORY, no interface).
 class XmlError : public std::exception
 {
 public:
