@@ -58,7 +58,7 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
         if (path_holder.View().size() + 2 < holder_size)
         {
             wchar_t path[MAX_PATH]{};
-            ::SHGetPathFromIDListW(owned.Get(), path);
+            ::SHGetPathFromIDListW(owned.get(), path);
             return InCodePage(path_holder, path);
         }
         if (!Checked(
