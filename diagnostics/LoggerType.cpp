@@ -3,10 +3,15 @@
 #include "LineEnds.h"
 #include "TimeStamp.h"
 
+#include <mutex>
+
 namespace scankelv
 {
 namespace
 {
+
+/// One entry at a time, of whatever logger and thread: several loggers write to the same file.
+std::mutex writing;
 
 std::unique_ptr<char[]> TextBuffer(std::size_t size)
 {
@@ -22,6 +27,7 @@ void TextCollector<Logger>::Collect(bool isLine, const char* format, FormatArgum
     if (!this->m_enabled || format == nullptr)
         return;
     const LastErrorKeeper keeper;
+    const std::lock_guard lock(writing);
     const std::size_t length = FormatErased(std::span<char>(m_text), format, arguments, systemCodePage);
     if (length == 0)
         return;

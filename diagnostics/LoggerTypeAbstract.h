@@ -6,7 +6,8 @@
 namespace scankelv
 {
 
-/// A logger of one module. Writing throws nothing, reports no failure to the caller and keeps the thread's last error.
+/// A logger of one module. Any thread may write: the entries of one process do not mix. Writing never fails towards the
+/// caller, never throws and keeps the thread's last error.
 class LoggerTypeAbstract
 {
 public:

@@ -2,11 +2,23 @@
 
 #include "Loggers.h"
 
+#include <atomic>
+
 namespace scankelv
 {
 
+/// Names that the code page cannot hold share one key: drivers read it so.
+void LogLossOnce(const wchar_t* productName)
+{
+    static std::atomic_flag said;
+    if (WideFromNarrow(NarrowFromWide(productName)) != productName && !said.test_and_set())
+        AgentLogger().WriteLine(
+            "The code page cannot hold the product name \"%ws\", others may share its key.", productName);
+}
+
 ResourceLocation TwainStoragePath(const wchar_t* productName)
 {
+    LogLossOnce(productName);
     const auto print = [productName](std::span<char> buffer) {
         return FormatInto(buffer, "Software\\%s\\%ws", "QLScan", productName);
     };

@@ -46,7 +46,9 @@ bool ProfileFile<CharType>::GetULong(const CharType* section, const CharType* ke
     if (value == sentinel && read(section, key, 0, m_path.Text()) == 0)
         return false;
     m_lastError = ::GetLastError();
-    *number = value;
+    // The profile functions give a negative number as its 32-bit pattern.
+    constexpr UINT largest = std::numeric_limits<INT>::max();
+    *number = value > largest ? 0 : value;
     return true;
 }
 

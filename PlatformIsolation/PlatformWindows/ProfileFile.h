@@ -16,7 +16,8 @@ public:
 
     /// Whether there is a path; if not, the last error becomes 13 (ERROR_INVALID_DATA).
     bool IsValid();
-    /// Reads an unsigned number. @return false, `number` unchanged, when the key is absent or an argument is rejected
+    /// Reads a number; a negative one, or one above 2147483647, is 0. @return false, `number` untouched, when the key
+    /// is absent; 87 for a rejected argument.
     bool GetULong(const CharType* section, const CharType* key, DWORD* number);
     /// The code of the latest error: 0, 13 (ERROR_INVALID_DATA: no path), 87 (ERROR_INVALID_PARAMETER: null argument),
     /// 122 (ERROR_INSUFFICIENT_BUFFER: null buffer), or the thread's last error after the latest profile function.

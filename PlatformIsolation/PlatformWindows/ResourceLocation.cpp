@@ -1,5 +1,6 @@
 #include "ResourceLocation.h"
 
+#include "CheckedExpression.h"
 #include "CodePage.h"
 #include "FolderOperations.h"
 #include "ResourceLocationShell.h"
@@ -13,7 +14,8 @@ HMODULE programModule = nullptr;
 
 ResourceLocation LogFolderFile(const char* name)
 {
-    return ComposeLocation(UserDataRootLocation().Text(), nullptr, "ScanKELV", name, false);
+    const ResourceLocation root = UserDataRootLocation();
+    return root.IsEmpty() ? ResourceLocation() : ComposeLocation(root.Text(), nullptr, "ScanKELV", name, false);
 }
 
 } // namespace
@@ -21,6 +23,20 @@ ResourceLocation LogFolderFile(const char* name)
 void RecordModuleHandle(HMODULE module)
 {
     programModule = module;
+}
+
+ResourceLocation InCodePage(const ResourceLocation& location, std::wstring_view path)
+{
+    if (WideFromNarrow(location.View()) == path)
+        return location;
+    const std::wstring whole(path);
+    std::wstring shortName(::GetShortPathNameW(whole.c_str(), nullptr, 0), L'\0'); // terminator counted, or 0
+    shortName.resize(::GetShortPathNameW(whole.c_str(), shortName.data(), static_cast<DWORD>(shortName.size())));
+    const std::string narrow = NarrowFromWide(shortName);
+    const bool fitsCodePage = !shortName.empty() && WideFromNarrow(narrow) == shortName;
+    if (!Checked(DebugConsoleLogger, CheckBoolean, fitsCodePage, "fitsCodePage", 0))
+        return {};
+    return ResourceLocation(narrow);
 }
 
 template <class CharType>
@@ -38,7 +54,12 @@ BasicResourceLocation<CharType> ModuleFileLocation()
         if (length == 0)
             return {};
         if (length < size)
-            return location;
+        {
+            if constexpr (std::is_same_v<CharType, char>)
+                return InCodePage(location, ModuleFileLocation<wchar_t>().View());
+            else
+                return location;
+        }
     }
     return {};
 }
@@ -121,8 +142,9 @@ ResourceLocation LogFileLocation()
 
 ResourceLocation WiaConfigLocation()
 {
-    return ComposeLocation(
-        CommonDataRootLocation().Text(), "QLScan", "Quellon Generic Scan Driver", "Config.ini", true);
+    const ResourceLocation root = CommonDataRootLocation();
+    return root.IsEmpty() ? ResourceLocation()
+                          : ComposeLocation(root.Text(), "QLScan", "Quellon Generic Scan Driver", "Config.ini", true);
 }
 
 } // namespace scankelv

@@ -56,7 +56,11 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
             return {};
         path_holder.Elements()[holder_size - 1] = '\0';
         if (path_holder.View().size() + 2 < holder_size)
-            return path_holder;
+        {
+            wchar_t path[MAX_PATH]{};
+            ::SHGetPathFromIDListW(owned.get(), path);
+            return InCodePage(path_holder, path);
+        }
         if (!Checked(
                 DebugConsoleLogger, CheckBoolean, holder_size < PRACTICAL_SIZE_LIMIT,
                 "holder_size < PRACTICAL_SIZE_LIMIT", 0))
@@ -77,7 +81,11 @@ ResourceLocation LocationOfTemporaryRootFolder()
         if (!Checked(DebugConsoleLogger, CheckLastError, tchar_required, "( tchar_required !=0 )", 0))
             return {};
         if (tchar_required + 1 < holder_size)
-            return path_holder;
+        {
+            wchar_t path[MAX_PATH + 1]{};
+            ::GetTempPathW(static_cast<DWORD>(std::size(path)), path);
+            return InCodePage(path_holder, path);
+        }
     }
 }
 

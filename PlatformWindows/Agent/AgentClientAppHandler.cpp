@@ -1,6 +1,7 @@
 #include "AgentClientAppHandler.h"
 
 #include "AsciiCase.h"
+#include "ComThread.h"
 #include "DeviceMatch.h"
 
 namespace scankelv
@@ -8,6 +9,7 @@ namespace scankelv
 
 std::uint32_t AgentClientAppHandler::CheckDevice(const wchar_t* deviceXml, const void* /*unused*/)
 {
+    const ComApartment com; // of the library's own thread perhaps
     return XmlDeviceMatch(AgentOptions::Instance(), deviceXml) ? 1 : 0;
 }
 

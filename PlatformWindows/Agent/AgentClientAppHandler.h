@@ -10,7 +10,7 @@ namespace scankelv
 class AgentClientAppHandler : public IAppHandler
 {
 public:
-    /// @return 1 for a device that the agent may take, else 0
+    /// 1 for a device that the agent may take. On any thread, whether it has COM or not.
     std::uint32_t CheckDevice(const wchar_t* deviceXml, const void* unused) override;
     /// Handles the dialog's button for adding a device; every other event is left to the library.
     std::uint32_t HandleEvent(const wchar_t* eventName, std::uint32_t, std::uint32_t, std::uint32_t* out) override;

@@ -91,7 +91,7 @@ bool ObtainDevice(
     else if (!options.HiddenUiRequested())
     {
         const _bstr_t languageCode(options.LanguageCode());
-        AgentClientAppHandler handler;
+        static AgentClientAppHandler handler; // the library may call it late
         if (library.GetDeviceList_LCode()(
                 0, languageCode.Narrow(), filterText, &resultCode, deviceList.Receive(), &handler) != 0)
             return Fail("\nGetDeviceList_LCode failed!\n");

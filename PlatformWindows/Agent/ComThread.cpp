@@ -7,15 +7,17 @@
 namespace scankelv
 {
 
-ComThread::ComThread() : m_result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))
+ComApartment::ComApartment() : m_result(::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)) {}
+
+ComApartment::~ComApartment()
 {
-    Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(m_result), "comInitResult", 0);
+    if (SUCCEEDED(m_result))
+        ::CoUninitialize();
 }
 
-ComThread::~ComThread()
+ComThread::ComThread()
 {
-    if (IsValid())
-        ::CoUninitialize();
+    Checked(DebugConsoleLogger, CheckErrorCode, static_cast<DWORD>(m_result), "comInitResult", 0);
 }
 
 } // namespace scankelv

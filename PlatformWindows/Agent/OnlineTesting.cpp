@@ -2,12 +2,12 @@
 
 #include "DriverStorages.h"
 #include "Loggers.h"
-#include "ProfileFile.h"
+#include "WiaStorage.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <mutex>
+#include <optional>
 
 namespace scankelv
 {
@@ -19,7 +19,14 @@ constexpr DWORD pollInterval = 200;          // milliseconds
 
 // A stored text may fill all 256 characters without a terminator: the last character terminates it.
 using StoredAddress = std::array<wchar_t, addressCapacity + 1>;
-using QueriedAddress = std::array<wchar_t, addressCapacity>;
+constexpr StoredAddress noAddress{'0'};
+
+/// An address as the callback gave it, or else as it was stored. Known to neither, it is sent as "0" and not written.
+struct QueriedAddress
+{
+    std::array<wchar_t, addressCapacity> text{'0'};
+    bool isKnown = false;
+};
 
 enum OnlineStatus : DWORD
 {
@@ -32,27 +39,18 @@ enum OnlineStatus : DWORD
 struct QueryAnswer
 {
     std::atomic<std::int32_t> queryPending = 0;
+    std::atomic_flag isTaken; ///< the first of several answers is the one
     DWORD onlineStatus = NoAnswerYet;
     bool addressChanged = false;
-    QueriedAddress queriedAddress{'0'};
-    QueriedAddress queriedMacAddress{'0'};
+    QueriedAddress queriedAddress;
+    QueriedAddress queriedMacAddress;
 };
 constinit QueryAnswer answer;
-
-/// A logger serves one thread at a time; during the query, the main thread and the callback's thread both use it.
-std::mutex loggerTurn;
-
-template <class... Args>
-void WriteLineInTurn(TextFormat<Args...> format, const Args&... arguments)
-{
-    const std::lock_guard turn(loggerTurn);
-    AgentLogger().WriteLine(format, arguments...);
-}
 
 struct PatchedValue
 {
     const wchar_t* name;
-    QueriedAddress QueryAnswer::*text;
+    QueriedAddress QueryAnswer::*address;
     bool networkOnly;
 };
 constexpr PatchedValue patchedValues[] = {
@@ -61,27 +59,24 @@ constexpr PatchedValue patchedValues[] = {
     {L"MACAddress", &QueryAnswer::queriedMacAddress, false},
 };
 
-StoredAddress ReadAddress(CrossProductStorage& storage, const wchar_t* name)
+std::optional<StoredAddress> ReadAddress(CrossProductStorage& storage, const wchar_t* name)
 {
-    constexpr StoredAddress none{'0'};
-    StoredAddress text = none;
-    // A failed read leaves the buffer's content unspecified.
-    return storage.GetString(name, text.data(), addressCapacity) ? text : none;
+    StoredAddress text{};
+    return storage.GetString(name, text.data(), addressCapacity) ? std::optional(text) : std::nullopt;
 }
 
 void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
 {
-    const auto patch = [isNetwork](auto put) {
-        for (const auto& [name, text, networkOnly] : patchedValues)
-            if (isNetwork || !networkOnly)
-                put(name, (answer.*text).data());
+    const auto patch = [isNetwork](auto& to) {
+        for (const auto& [name, address, networkOnly] : patchedValues)
+            if ((answer.*address).isKnown && (isNetwork || !networkOnly))
+                to.SetString(name, (answer.*address).text.data());
     };
     AgentLogger().WriteLine(
-        "patch device addresses %ws, %ws", answer.queriedAddress.data(), answer.queriedMacAddress.data());
-    patch([&storage](const wchar_t* name, const wchar_t* text) { storage.SetString(name, text); });
-    ProfileFileWide wiaStorage(WiaConfigLocationWide());
-    if (wiaStorage.IsValid())
-        patch([&wiaStorage](const wchar_t* name, const wchar_t* text) { wiaStorage.SetString(L"IO", name, text); });
+        "patch device addresses %ws, %ws", answer.queriedAddress.text.data(), answer.queriedMacAddress.text.data());
+    patch(storage);
+    if (const ResourceLocationWide path = WiaConfigLocationWide(); !path.View().empty())
+        WriteWiaStorage(path, patch);
     else
         AgentLogger().WriteLine("WIA storage invalid");
 }
@@ -110,13 +105,21 @@ void StoreAnswer(const wchar_t* productName, bool isNetwork)
     storage.SetULong("Changed", changed);
 }
 
-/// Copies the text, cut at 255 characters; a null text leaves the buffer unchanged.
-void Take(QueriedAddress& buffer, const wchar_t* text)
+/// Cut at 255 characters; a null text leaves the address as it was.
+void Take(QueriedAddress& address, const wchar_t* text)
 {
     if (text == nullptr)
         return;
     const std::wstring_view given = std::wstring_view(text).substr(0, addressCapacity - 1);
-    *std::ranges::copy(given, buffer.begin()).out = 0;
+    *std::ranges::copy(given, address.text.begin()).out = 0;
+    address.isKnown = true;
+}
+
+/// What the answer leaves out stays as it was stored.
+void BeginWith(QueriedAddress& address, const std::optional<StoredAddress>& stored)
+{
+    Take(address, stored.value_or(noAddress).data());
+    address.isKnown = stored.has_value();
 }
 
 } // namespace
@@ -133,24 +136,26 @@ void RunOnlineTesting(const AgentOptions& options, const KELVFindwellLibrary& li
     const wchar_t* const productName = options.ProductName();
     CrossProductStorage storage;
     TwainStorageOpenReadUser(storage, productName);
-    const StoredAddress address = ReadAddress(storage, L"Address");
-    const StoredAddress macAddress = ReadAddress(storage, L"MACAddress");
+    const std::optional<StoredAddress> storedAddress = ReadAddress(storage, L"Address");
+    const std::optional<StoredAddress> storedMacAddress = ReadAddress(storage, L"MACAddress");
+    const StoredAddress address = storedAddress.value_or(noAddress);
+    const StoredAddress macAddress = storedMacAddress.value_or(noAddress);
     DWORD connectionType = 0;
     storage.GetULong(L"ConnectionType", &connectionType);
     AgentLogger().WriteLine("original device addresses %S, %S", address.data(), macAddress.data());
 
-    // An address that the answer does not contain keeps its stored value.
-    Take(answer.queriedAddress, address.data());
-    Take(answer.queriedMacAddress, macAddress.data());
+    BeginWith(answer.queriedAddress, storedAddress);
+    BeginWith(answer.queriedMacAddress, storedMacAddress);
+    answer.isTaken.clear();
     answer.queryPending = 1;
     const std::uint32_t queryResult = library.QueryDeviceAddress()(
         address.data(), macAddress.data(), &QueryDeviceAddressCallback, productName, options.VendorName());
     if (queryResult != 0)
     {
-        WriteLineInTurn("do not store Query results");
+        AgentLogger().WriteLine("do not store Query results");
         return;
     }
-    WriteLineInTurn("store Query results");
+    AgentLogger().WriteLine("store Query results");
     while (answer.queryPending > 0)
         ::Sleep(pollInterval);
     StoreAnswer(productName, connectionType != 0);
@@ -170,11 +175,11 @@ std::uint32_t QueryDeviceAddressCallback(
     constexpr std::uint32_t notChanged = 2;
     const std::uint32_t statusValue = number(status, notAnswered);
     const std::uint32_t changeValue = number(change, notChanged);
-    WriteLineInTurn(
+    AgentLogger().WriteLine(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
         static_cast<std::int32_t>(changeValue), shown(addressText), shown(macAddressText));
-    if (answer.queryPending <= 0)
-        return 0; // a repeated call: the first answer is already being stored
+    if (answer.isTaken.test_and_set())
+        return 0; // once more: what came first is being stored
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
     if (statusValue == 0)
     {

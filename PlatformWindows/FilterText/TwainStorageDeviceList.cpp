@@ -4,6 +4,7 @@
 #include "DeviceXml.h"
 #include "DriverStorages.h"
 #include "Loggers.h"
+#include "Owners.h"
 #include "StoredValues.h"
 
 namespace scankelv
@@ -59,14 +60,32 @@ constexpr OptionFallback optionFallbacks[] = {
 
 const wchar_t* const network = L"Network";
 
-/// Presets every text that the current device has, and its connection type, from the first device of device.xml. A
-/// file that is absent or cannot be parsed, or a document that cannot be created, leaves the values unchanged.
+/// Whether the preset may be read: a larger file, which anybody may put there, would keep a run for minutes. One that
+/// cannot be opened may: reading it then finds nothing.
+bool IsReadablePreset(const wchar_t* path)
+{
+    constexpr LONGLONG largest = 1024 * 1024; // bytes
+    const OwnedHandle file = Own(::CreateFileW(
+        path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+        FILE_ATTRIBUTE_NORMAL, nullptr));
+    LARGE_INTEGER size{};
+    return file == nullptr || (::GetFileType(file.get()) == FILE_TYPE_DISK && ::GetFileSizeEx(file.get(), &size) != 0 &&
+                               size.QuadPart <= largest);
+}
+
+/// Presets every text that the current device has, and its connection type, from the first device of device.xml. No
+/// file, a broken one, or no document at all leaves the values as they are.
 void PresetFromDeviceXml(StoredValues& values)
 {
     const ResourceLocationWide path = DeviceXmlLocation();
     const XmlDocument document = XmlCreateDocumentInitialisingCom();
     if (path.IsEmpty() || !document)
         return;
+    if (!IsReadablePreset(path.Text()))
+    {
+        AgentLogger().WriteLine("device.xml is too large or no plain file, ignored");
+        return;
+    }
     XmlLoadFile(document, path.Text());
     const XmlNode device = XmlFirstOf(document.Get(), L"/devicelist/device");
     if (!device)

@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <windows.h>
 
-/// The application's side of the dialog. The library calls it while GetDeviceList_LCode runs, in this slot order.
+/// The application's side of the dialog. The library calls it while GetDeviceList_LCode runs, or later until the
+/// process ends, from any thread, and never deletes it. The slots are in this order.
 class IAppHandler
 {
 public:

@@ -1,5 +1,9 @@
 #include "DeviceXml.h"
 
+#include "AsciiCase.h"
+#include "Loggers.h"
+#include "Owners.h"
+#include "ReplacedFile.h"
 #include "XmlDocument.h"
 
 #include <aclapi.h>
@@ -63,9 +67,9 @@ OwnedSid EveryoneSid()
     return OwnedSid(sid);
 }
 
-/// Replaces the folder's access list by one entry that gives everyone full access to the folder and its content. A
-/// failure is ignored: the folder then keeps its inherited access list.
-void OpenFolderToEveryone(const wchar_t* folder)
+/// Replaces the folder's access list by one entry that gives everyone every right on it and on what it holds. A
+/// failure goes unnoticed: the folder then keeps the access list that it inherited.
+void OpenFolderToEveryone(HANDLE folder)
 {
     const OwnedSid everyone = EveryoneSid();
     EXPLICIT_ACCESSW access{};
@@ -84,7 +88,51 @@ void OpenFolderToEveryone(const wchar_t* folder)
         return;
     ::InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION);
     ::SetSecurityDescriptorDacl(descriptor.get(), TRUE, ownedList.get(), FALSE);
-    ::SetFileSecurityW(folder, DACL_SECURITY_INFORMATION, descriptor.get());
+    ::SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, descriptor.get());
+}
+
+/// The folder itself, open for a new access list. Null after a message when it cannot be opened, or when the path leads
+/// elsewhere: through a link that somebody made, everyone would get the rights on another folder.
+OwnedHandle OpenOwnFolder(const std::wstring& path)
+{
+    OwnedHandle folder = Own(::CreateFileW(
+        path.c_str(), READ_CONTROL | WRITE_DAC, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    wchar_t final[MAX_PATH]{};
+    const DWORD length =
+        folder == nullptr
+            ? 0
+            : ::GetFinalPathNameByHandleW(folder.get(), final, static_cast<DWORD>(std::size(final)), VOLUME_NAME_DOS);
+    if (length < std::size(final) && EqualsIgnoringAsciiCase({final, length}, L"\\\\?\\" + path))
+        return folder;
+    AgentLogger().WriteLine("The access list of \"%ws\" stays: it cannot be opened, or is a link.", path);
+    return nullptr;
+}
+
+/// A link leads elsewhere, and a second name to the same content.
+bool HasOtherNames(const wchar_t* path)
+{
+    const OwnedHandle file = Own(::CreateFileW(
+        path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+        FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (file == nullptr || ::GetFileInformationByHandle(file.get(), &information) == 0)
+        return false;
+    return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 || information.nNumberOfLinks > 1;
+}
+
+/// Saves under a new name, and in place only a file that has no other name.
+bool SaveDeviceXml(const XmlDocument& document, const ResourceLocationWide& path)
+{
+    return ReplacedFile(path).Replace(ReplacedFile::Begin::Empty, [&](const wchar_t* file) {
+        if (path.View() == file && HasOtherNames(file))
+        {
+            AgentLogger().WriteLine("\"%ws\" is a link or has a second name, it is not written.", file);
+            return false;
+        }
+        XmlSave(document, file);
+        return true;
+    });
 }
 
 } // namespace
@@ -105,7 +153,7 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
 
     const ResourceLocationWide file = DeviceXmlLocation();
     if (!file.IsEmpty())
-        XmlSave(document, file.Text());
+        SaveDeviceXml(document, file);
     return true;
 }
 
@@ -116,8 +164,9 @@ ResourceLocationWide DeviceXmlLocation()
         return {};
     std::wstring path = std::wstring(root) + L"\\Quellon\\ScanKELV";
     ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
-    // Always this path. Where the shell names another folder, that one keeps its inherited access list.
-    OpenFolderToEveryone(L"C:\\ProgramData\\Quellon\\ScanKELV");
+    // Always this folder, wherever the shell keeps its data: elsewhere the folder keeps its inherited access list.
+    if (const OwnedHandle folder = OpenOwnFolder(L"C:\\ProgramData\\Quellon\\ScanKELV"))
+        OpenFolderToEveryone(folder.get());
     return ResourceLocationWide(path += L"\\device.xml");
 }
 

@@ -6,10 +6,9 @@
 #include "DriverStorages.h"
 #include "FolderOperations.h"
 #include "Loggers.h"
-#include "Owners.h"
-#include "ProfileFile.h"
 #include "TextScan.h"
 #include "TimeStamp.h"
+#include "WiaStorage.h"
 #include "XmlError.h"
 
 #include <algorithm>
@@ -189,31 +188,20 @@ void WriteRegistry(CrossProductStorage& storage, const StoredDevice& device)
     storage.SetString<char>("savedAt", savedAt);
 }
 
-/// Creates the file with only the byte-order mark of UTF-16, so that the profile functions keep it in UTF-16.
-void CreateMarkedFile(const wchar_t* path)
-{
-    const OwnedHandle file =
-        Own(::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    DWORD written = 0;
-    if (file != nullptr)
-        ::WriteFile(file.get(), "\xFF\xFE", 2, &written, nullptr);
-}
-
 bool WriteConfigIni(const StoredDevice& device)
 {
     const ResourceLocationWide path = WiaConfigLocationWide();
-    ProfileFileWide config(path);
-    if (!config.IsValid())
+    if (path.View().empty())
         return false;
-    if (!PathExists(path.Text(), false))
-        CreateMarkedFile(path.Text());
-    const wchar_t* const section = L"IO";
-    ForEachValue(
-        device, inConfigIni,
-        Visitor{
-            [&](const wchar_t* key, const _bstr_t& text) { config.SetString(section, key, Terminated(text)); },
-            [&](const wchar_t* key, DWORD number) { config.SetULong(section, key, number); },
-        });
+    PathExists(path.Text(), false); // for its line
+    WriteWiaStorage(path, [&device](WiaStorageKeys& keys) {
+        ForEachValue(
+            device, inConfigIni,
+            Visitor{
+                [&](const wchar_t* key, const _bstr_t& text) { keys.SetString(key, Terminated(text)); },
+                [&](const wchar_t* key, DWORD number) { keys.SetULong(key, number); },
+            });
+    });
     return true;
 }
 

@@ -75,6 +75,12 @@ HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext)
     }
     else
         result = create(IID_IXMLDOMDocument, created);
+    if (SUCCEEDED(result))
+    {
+        // By default the model fetches and follows what a text names outside itself; anybody may write device.xml.
+        created->put_resolveExternals(VARIANT_FALSE);
+        created->put_validateOnParse(VARIANT_FALSE);
+    }
     document = SUCCEEDED(result) ? std::move(created) : XmlDocument();
     return result;
 }

@@ -17,8 +17,9 @@ using XmlElement = Microsoft::WRL::ComPtr<IXMLDOMElement>;
 using XmlNode = Microsoft::WRL::ComPtr<IXMLDOMNode>;
 using XmlNodeList = Microsoft::WRL::ComPtr<IXMLDOMNodeList>;
 
-/// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
-/// context the object is created for IUnknown, started, and then asked for the document interface.
+/// Creates a document of class DOMDocument that neither validates nor reads anything outside its text; the handle stays
+/// empty on failure. With a local or remote server in the context the object is created for IUnknown, started, and then
+/// asked for the document interface.
 HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext = CLSCTX_INPROC_SERVER);
 /// For callers that can go on without a document. Creates one in process or in a local server; when that fails, once
 /// more after initialising COM for the thread. Switches it to synchronous loading if possible. @return may be empty

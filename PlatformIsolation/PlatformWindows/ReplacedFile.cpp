@@ -1,0 +1,229 @@
+#include "ReplacedFile.h"
+
+#include "Loggers.h"
+#include "Owners.h"
+
+#include <memory>
+
+namespace scankelv
+{
+namespace
+{
+
+/// Between the name of the file that is replaced and what tells its new ones apart.
+constexpr const wchar_t* leftoverMark = L".ScanKELV-";
+
+constexpr DWORD shareReadAndWrite = FILE_SHARE_READ | FILE_SHARE_WRITE; // not: delete
+
+/// What tells one state of a file from another.
+struct State
+{
+    explicit State(const std::wstring& path)
+    {
+        if (::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &m_data) != 0)
+            return;
+        m_error = ::GetLastError();
+        m_data = {};
+    }
+
+    bool IsAbsent() const { return m_error == ERROR_FILE_NOT_FOUND || m_error == ERROR_PATH_NOT_FOUND; }
+    /// Too short for a byte-order mark.
+    bool HasNoContent() const { return IsAbsent() || (Size() < 2 && m_error == ERROR_SUCCESS); }
+    ULONGLONG Size() const { return (ULONGLONG(m_data.nFileSizeHigh) << 32) | m_data.nFileSizeLow; }
+    DWORD Attributes() const { return m_data.dwFileAttributes; }
+
+    bool operator==(const State& other) const
+    {
+        return m_error == other.m_error && Size() == other.Size() &&
+               ::CompareFileTime(&m_data.ftLastWriteTime, &other.m_data.ftLastWriteTime) == 0;
+    }
+
+private:
+    WIN32_FILE_ATTRIBUTE_DATA m_data{};
+    DWORD m_error = ERROR_SUCCESS;
+};
+
+OwnedHandle Open(const std::wstring& path, DWORD access, DWORD disposition)
+{
+    return Own(
+        ::CreateFileW(path.c_str(), access, shareReadAndWrite, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+bool WriteByteOrderMark(const std::wstring& path, DWORD disposition)
+{
+    DWORD written = 0;
+    const OwnedHandle file = Open(path, GENERIC_WRITE, disposition);
+    return file != nullptr && ::WriteFile(file.get(), "\xFF\xFE", 2, &written, nullptr) != 0 && written == 2;
+}
+
+struct SearchRelease
+{
+    void operator()(HANDLE search) const noexcept { ::FindClose(search); }
+};
+using OwnedSearch = std::unique_ptr<void, SearchRelease>;
+
+OwnedSearch FindFirst(const std::wstring& pattern, WIN32_FIND_DATAW& found)
+{
+    const HANDLE search = ::FindFirstFileW(pattern.c_str(), &found);
+    return OwnedSearch(search == INVALID_HANDLE_VALUE ? nullptr : search);
+}
+
+/// A new file beside `path`, removed at the end unless it was moved.
+class NewFile
+{
+public:
+    NewFile(const std::wstring& path, bool asCopy)
+    {
+        for (unsigned number = 0; number == 0 || m_error == ERROR_FILE_EXISTS; ++number)
+        {
+            m_path = path + leftoverMark + Format<wchar_t>("%lx-%u", ::GetCurrentProcessId(), number);
+            const bool made = asCopy ? ::CopyFileW(path.c_str(), m_path.c_str(), TRUE) != 0
+                                     : Open(m_path, GENERIC_WRITE, CREATE_NEW) != nullptr;
+            m_error = made ? ERROR_SUCCESS : ::GetLastError();
+        }
+    }
+    ~NewFile()
+    {
+        m_hold.reset();
+        if (m_error == ERROR_SUCCESS)
+            ::DeleteFileW(m_path.c_str());
+    }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    DWORD CreationError() const { return m_error; }
+    const std::wstring& Path() const { return m_path; }
+
+    /// From now on nobody else can delete it, until it is moved.
+    bool Hold()
+    {
+        m_hold = Open(m_path, GENERIC_READ, OPEN_EXISTING);
+        return m_hold != nullptr;
+    }
+
+    /// Brings what was written to the disk.
+    bool Flush() const
+    {
+        const OwnedHandle file = Open(m_path, GENERIC_WRITE, OPEN_EXISTING);
+        return file != nullptr && ::FlushFileBuffers(file.get()) != 0;
+    }
+
+    /// Takes the access list and the attributes of the old file.
+    bool TakeRightsOf(const std::wstring& old, DWORD attributes) const
+    {
+        DWORD size = 0;
+        ::GetFileSecurityW(old.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+        const auto descriptor = std::make_unique<unsigned char[]>(size);
+        return ::GetFileSecurityW(old.c_str(), DACL_SECURITY_INFORMATION, descriptor.get(), size, &size) != 0 &&
+               ::SetFileSecurityW(m_path.c_str(), DACL_SECURITY_INFORMATION, descriptor.get()) != 0 &&
+               ::SetFileAttributesW(m_path.c_str(), attributes) != 0;
+    }
+
+    /// @return the error of a move that failed
+    DWORD MoveOver(const std::wstring& path)
+    {
+        m_hold.reset();
+        if (::MoveFileExW(m_path.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0)
+            return ::GetLastError();
+        m_error = ERROR_FILE_NOT_FOUND; // nothing is left to be removed
+        return ERROR_SUCCESS;
+    }
+
+private:
+    std::wstring m_path;
+    DWORD m_error = ERROR_SUCCESS;
+    OwnedHandle m_hold;
+};
+
+void LogUnchanged(const std::wstring& path, const char* step, DWORD error)
+{
+    AgentLogger().WriteLine("\"%ws\" stays as it was: %s failed, error %lu.", path, step, error);
+}
+
+} // namespace
+
+bool ReplacedFile::Replace(Begin begin, const Write& write) const
+{
+    constexpr int attempts = 3;
+    RemoveLeftovers();
+    for (int attempt = 0; attempt < attempts; ++attempt)
+        switch (TryToReplace(begin, write))
+        {
+        case Outcome::Replaced:
+            return true;
+        case Outcome::Failed:
+            return false;
+        case Outcome::OnlyInPlace:
+            return WriteInPlace(begin, write);
+        case Outcome::ChangedMeanwhile:
+            break;
+        }
+    return WriteInPlace(begin, write);
+}
+
+void ReplacedFile::RemoveLeftovers() const
+{
+    const std::wstring folder = m_path.substr(0, m_path.rfind(L'\\') + 1);
+    WIN32_FIND_DATAW found{};
+    const OwnedSearch search = FindFirst(m_path + leftoverMark + L"*", found);
+    for (bool more = search != nullptr; more; more = ::FindNextFileW(search.get(), &found) != 0)
+        ::DeleteFileW((folder + found.cFileName).c_str()); // fails for what another agent holds
+}
+
+ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write) const
+{
+    const State before(m_path);
+    if (!before.IsAbsent() && Open(m_path, GENERIC_WRITE, OPEN_EXISTING) == nullptr)
+        return Outcome::OnlyInPlace;
+    const bool asCopy = begin == Begin::ProfileCopy && !before.HasNoContent();
+    NewFile file(m_path, asCopy);
+    if (file.CreationError() == ERROR_ACCESS_DENIED || file.CreationError() == ERROR_SHARING_VIOLATION)
+        return Outcome::OnlyInPlace;
+    if (file.CreationError() != ERROR_SUCCESS)
+    {
+        LogUnchanged(m_path, "a new file", file.CreationError());
+        return Outcome::Failed;
+    }
+    if (begin == Begin::ProfileCopy)
+    {
+        // Its writers open it for reading and writing; those of the document model open a file for themselves alone.
+        if (!file.Hold())
+            return Outcome::ChangedMeanwhile;
+        if (!asCopy && !WriteByteOrderMark(file.Path(), OPEN_EXISTING))
+        {
+            LogUnchanged(m_path, "its first write", ::GetLastError());
+            return Outcome::Failed;
+        }
+    }
+    if (!write(file.Path().c_str()) || !file.Flush() ||
+        (!before.IsAbsent() && !file.TakeRightsOf(m_path, before.Attributes())))
+    {
+        LogUnchanged(m_path, "writing", ::GetLastError());
+        return Outcome::Failed;
+    }
+    if (!(State(m_path) == before))
+        return Outcome::ChangedMeanwhile;
+    switch (const DWORD error = file.MoveOver(m_path))
+    {
+    case ERROR_SUCCESS:
+        return Outcome::Replaced;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+        return Outcome::OnlyInPlace;
+    case ERROR_FILE_NOT_FOUND: // another agent took it for a leftover
+        return Outcome::ChangedMeanwhile;
+    default:
+        LogUnchanged(m_path, "the move", error);
+        return Outcome::Failed;
+    }
+}
+
+bool ReplacedFile::WriteInPlace(Begin begin, const Write& write) const
+{
+    AgentLogger().WriteLine("\"%ws\" cannot be replaced as a whole, it is written in place.", m_path);
+    if (begin == Begin::ProfileCopy && State(m_path).HasNoContent())
+        WriteByteOrderMark(m_path, OPEN_ALWAYS);
+    return write(m_path.c_str());
+}
+
+} // namespace scankelv

@@ -1,0 +1,54 @@
+// Files that are replaced as a whole.
+#pragma once
+
+#include "ResourceLocation.h"
+
+#include <functional>
+
+namespace scankelv
+{
+
+/// A file that is at every moment old or new, and whole: it is written under a new name in its folder and moved over
+/// the old one by one call. Messages go to the "Agent" logger.
+///
+/// In place, as it is then, it is written only where the folder takes no new file, somebody holds it open, or it cannot
+/// be opened for writing. A change by another program meanwhile is not undone: the writing begins again, three times at
+/// most, and then goes on in place.
+class ReplacedFile
+{
+public:
+    /// How the new file begins.
+    enum class Begin
+    {
+        Empty,
+        /// As a copy of the old one. A file that is absent, or has fewer than two bytes, begins with the byte-order
+        /// mark of UTF-16, so that the profile functions keep it in UTF-16.
+        ProfileCopy
+    };
+    /// Writes the whole file at a path, terminated. May be called again. @return false when it is incomplete
+    using Write = std::function<bool(const wchar_t* path)>;
+
+    explicit ReplacedFile(const ResourceLocationWide& path) : m_path(path.View()) {}
+
+    /// Removes what runs that were killed have left in the folder, then writes. @return whether the file is new. After
+    /// false it is as it was, or, where `write` failed in place, as that left it.
+    /// @throws what `write` throws; the file is as it was then
+    bool Replace(Begin begin, const Write& write) const;
+
+private:
+    enum class Outcome
+    {
+        Replaced,
+        ChangedMeanwhile,
+        OnlyInPlace,
+        Failed
+    };
+
+    void RemoveLeftovers() const;
+    Outcome TryToReplace(Begin begin, const Write& write) const;
+    bool WriteInPlace(Begin begin, const Write& write) const;
+
+    std::wstring m_path;
+};
+
+} // namespace scankelv
