@@ -6,52 +6,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 namespace test
 {
 
 inline const auto buildFolder = std::filesystem::path(_pgmptr).parent_path().parent_path();
-
-/// Line ends as \n; empty when there is no such file.
-inline std::string TextFile(const std::wstring& path)
-{
-    std::ifstream file{std::filesystem::path(path)};
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// What the simulated library is to do, and what it was asked. It goes by its sample file, but for:
-class SimulatedLibrary
-{
-public:
-    explicit SimulatedLibrary(const std::wstring& folder) : m_folder(folder) {}
-
-    void UserChooses(const std::string& choice) { Override("<user><choice>" + choice + "</choice></user>"); }
-    /// Elements of FindwellDlg.xml for one call, such as "<return>1</return>".
-    void Gives(const std::string& call, const std::string& elements)
-    {
-        Override("<calls><" + call + ">" + elements + "</" + call + "></calls>");
-    }
-    void WriteSettings() const { WriteFileBytes(m_folder + L"\\FindwellDlg.xml", m_settings); }
-
-    /// Each call with its arguments and results.
-    std::string Log() const { return TextFile(m_folder + L"\\FindwellDlg.log"); }
-    std::vector<std::string> Calls() const
-    {
-        std::vector<std::string> calls;
-        std::istringstream log(Log());
-        for (std::string line; std::getline(log, line);)
-            if (!line.starts_with(' '))
-                calls.push_back(line);
-        return calls;
-    }
-
-private:
-    // Of several elements of a name, the first counts.
-    void Override(const std::string& elements) { m_settings.insert(m_settings.find("<findwell>") + 10, elements); }
-
-    const std::wstring& m_folder;
-    std::string m_settings = ReadFileBytes(buildFolder / "bin/FindwellDlg.xml");
-};
 
 /// A started agent. It ends with this object at the latest, as does everything that it started.
 class Agent
@@ -74,11 +34,9 @@ public:
         for (const HANDLE handle : {m_process.hThread, m_process.hProcess, m_job})
             ::CloseHandle(handle);
     }
-    Agent(const Agent&) = delete;
-    Agent& operator=(const Agent&) = delete;
+    Agent(Agent&&) = delete;
 
     DWORD ProcessId() const { return m_process.dwProcessId; }
-
     /// Waits for the agent and for what it started. @return its exit code; 259 after a minute
     int Finish()
     {
@@ -104,7 +62,7 @@ protected:
     {
         ASSERT_TRUE(
             ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr ||
-            ::GetEnvironmentVariableW(L"SCANKELV_TESTS_MAY_WRITE", nullptr, 0) != 0)
+            std::getenv("SCANKELV_TESTS_MAY_WRITE") != nullptr)
             << "These tests remove and write what is stored on this machine. SCANKELV_TESTS_MAY_WRITE=1 lets them.";
         for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
             ::RegDeleteTreeW(hive, L"Software\\QLScan");
@@ -131,35 +89,47 @@ protected:
     std::wstring File(const std::wstring& name) const { return m_folder + L"\\" + name; } ///< beside the program
     void UseGenericDriver()
     {
-        m_settings.clear();
+        m_settings.clear(); // no file
         m_key = L"Software\\QLScan\\Quellon Generic Scan Driver";
     }
-    SimulatedLibrary& Library() { return m_library; }
+    // The simulated library goes by its sample file, but for what these say.
+    void UserChooses(const std::string& choice) { Override("<user><choice>" + choice + "</choice></user>"); }
+    void LibraryGives(const std::string& call, const std::string& elements)
+    {
+        Override("<calls><" + call + ">" + elements + "</" + call + "></calls>");
+    }
 
     Agent Start(const std::wstring& arguments)
     {
         if (!m_settings.empty())
             WriteFileBytes(File(L"ScanKELV.ini"), "[Settings]\n" + m_settings);
-        m_library.WriteSettings();
+        WriteFileBytes(File(L"FindwellDlg.xml"), m_scenario);
         return Agent(File(L"ScanKELV.exe"), arguments, m_currentFolder);
     }
     /// Starts an agent and waits. The library has checked that each text was released once. @return exit code
     int Run(const std::wstring& arguments = L"")
     {
         const int exitCode = Start(arguments).Finish();
-        EXPECT_THAT(m_library.Log(), testing::Not(testing::HasSubstr("error: ")));
+        EXPECT_THAT(LibraryLog(), testing::Not(testing::HasSubstr("error: ")));
         return exitCode;
     }
 
+    std::string LibraryLog() const { return TextFile(File(L"FindwellDlg.log")); } ///< each call with its arguments
+    std::string Calls() const                                                     // a line for each
+    {
+        std::string calls;
+        std::istringstream log(LibraryLog());
+        for (std::string line; std::getline(log, line);)
+            calls += line.starts_with(' ') ? "" : line + "\n";
+        return calls;
+    }
     std::string Log() const { return TextFile(m_userFolder + L"Log.txt"); }
     std::string Stored(const std::wstring& name) const { return test::Stored(HKEY_CURRENT_USER, m_key, name); }
-    /// A line for each value; the time is left out.
-    std::string StoredValues() const
+    std::string StoredValues() const // all but the time
     {
-        std::vector<std::string> names = StoredNames(HKEY_CURRENT_USER, m_key);
-        std::ranges::sort(names);
         std::string values;
-        for (const std::string& name : names)
+        const std::vector<std::string> names = StoredNames(HKEY_CURRENT_USER, m_key);
+        for (const std::string& name : std::set<std::string>(names.begin(), names.end()))
             values += name == "savedAt" ? "" : name + "=" + Stored(ToWide(name)) + "\n";
         return values;
     }
@@ -177,29 +147,27 @@ protected:
 
     static constexpr const wchar_t* deviceXml = L"C:\\ProgramData\\Quellon\\ScanKELV\\device.xml";
     static constexpr const wchar_t* configIni = L"C:\\ProgramData\\QLScan\\Quellon Generic Scan Driver\\Config.ini";
-    std::string m_settings =
-        "ProductName=Run Driver\nModelName=Quellon Weir C40 Series\n"; ///< empty: the generic driver
-    std::wstring m_key = L"Software\\QLScan\\Run Driver";              ///< where its device is stored
+    std::string m_settings = "ProductName=Run Driver\nModelName=Quellon Weir C40 Series\n";
+    std::wstring m_key = L"Software\\QLScan\\Run Driver"; ///< where its device is stored
     const std::wstring m_userFolder = _wgetenv(L"LOCALAPPDATA") + std::wstring(L"\\ScanKELV\\"); ///< of Log.txt
     const TemporaryFolder m_temporary;
     const wchar_t* m_currentFolder = nullptr; ///< of the runs; null: the test program's own
 
-private:
-    /// As UTF-8, without its mark.
-    static std::string Utf16TextFile(const std::wstring& path)
+    static std::string TextFile(const std::wstring& path)
+    {
+        std::ifstream file{std::filesystem::path(path)};
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    // Of several elements of a name, the first counts.
+    void Override(const std::string& elements) { m_scenario.insert(m_scenario.find("<findwell>") + 10, elements); }
+    static std::string Utf16TextFile(const std::wstring& path) // as UTF-8, without its mark
     {
         const std::string bytes = FileExists(path) ? ReadFileBytes(path) : Utf16File(L"absent");
         return ToUtf8({reinterpret_cast<const wchar_t*>(bytes.data()) + 1, bytes.size() / sizeof(wchar_t) - 1});
     }
 
     std::wstring m_folder;
-    SimulatedLibrary m_library{m_folder};
-};
-
-/// The fixture of a table of runs.
-template <class Row>
-class AgentRuns : public AgentRun, public testing::WithParamInterface<Row>
-{
+    std::string m_scenario = ReadFileBytes(buildFolder / "bin/FindwellDlg.xml");
 };
 
 } // namespace test
