@@ -90,22 +90,23 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceList)
 {
     Store(HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer000", L"MDL", L"Other");
     Store(
-        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001", L"Address", L"2001:db8::1", L"ConnectionType", 1UL,
-        L"DeviceID", L"MFG:Q;", L"DeviceName", L"unused", L"ExtDeviceID", L"Ext", L"HostName", L"host", L"IPv6", 1UL,
+        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001", L"Address", L"192.0.2.7", L"ConnectionType", 1UL,
+        L"DeviceID", L"MFG:Q;", L"DeviceName", L"unused", L"ExtDeviceID", L"Ext", L"HostName", L"host", L"IPv6", 0UL,
         L"Location", L"Keller", L"MACAddress", L"00-11", L"MDL", L"Model", L"MFG", L"Maker", L"PID", 26UL, L"PortName",
         L"unused", L"SystemDeviceName", L"System", L"VID", 3869UL, L"Default", 1UL);
     EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan"));
     EXPECT_EQ("MergeDevicelistXML\n", Calls());
     EXPECT_THAT(LibraryLog(), AllOf(HasSubstr("<drivername>Other<"), HasSubstr("<drivername>Model<")));
     EXPECT_EQ(
-        "Address=2001:db8::1\nComment=\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=Model\nDeviceSelect=#0\n"
+        "Address=192.0.2.7\nComment=\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=Model\nDeviceSelect=#0\n"
         "ExtDeviceID=Ext\nHostName=host\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\n"
-        "PortName=2001:db8::1\nProductName=Maker Model\nSerial=\nSystemDeviceName=System\nUI_Mode=#1\nVID=#3869\n",
+        "PortName=192.0.2.7\nProductName=Maker Model\nSerial=\nSystemDeviceName=System\nUI_Mode=#1\nVID=#3869\n",
         StoredValues());
     EXPECT_THAT(Log(), AllOf(HasSubstr("\ncommentPresents: 0\n"), HasSubstr("\nuserLocationPresents 0\nvidDWORD: ")));
-    Store(HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer000", L"PortName", L"USB001", L"Default", 1UL); // the first
+    Store(
+        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer000", L"Address", L"2001:db8::2", L"IPv6", 1UL, L"Default", 1UL);
     EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan /More none"));
-    EXPECT_THAT(StoredValues(), StartsWith("Address=USB001\nComment=\nConnectionType=#0\n"));
+    EXPECT_THAT(StoredValues(), StartsWith("Address=2001:db8::2\nComment=\nConnectionType=#0\n"));
     EXPECT_EQ("#4", Stored(L"DeviceSelect"));
 }
 
