@@ -48,8 +48,15 @@ private:
     HRESULT m_result;
 };
 
-/// The texts that are out with the application.
-std::vector<std::unique_ptr<wchar_t[]>> textsOut;
+/// The texts that are out with the application. When the library is unloaded, its record says how many it still holds.
+struct TextsOut : std::vector<std::unique_ptr<wchar_t[]>>
+{
+    ~TextsOut()
+    {
+        if (!empty())
+            Record(RecordPath()).Line("  error: texts not released: " + std::to_string(size()));
+    }
+} textsOut;
 
 void HandOut(Record& record, const GivenText& text, wchar_t** out)
 {
@@ -124,6 +131,7 @@ struct QueryReport
     QueryDeviceAddressCallbackFunction* callback;
     std::chrono::milliseconds delay;
     GivenText awaited; ///< a file's name
+    bool again;        ///< followed by another answer, which says the contrary
 
     void Deliver() const
     {
@@ -133,6 +141,12 @@ struct QueryReport
         const wchar_t* const addressText = address ? address->c_str() : nullptr;
         const wchar_t* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
         callback(&status, &change, &addressText, &macAddressText);
+        if (!again)
+            return;
+        const std::uint32_t otherStatus = status == 0 ? 1 : 0;
+        const std::uint32_t otherChange = change < 2 ? 2 : 1;
+        const wchar_t* const otherText = L"again";
+        callback(&otherStatus, &otherChange, &otherText, &otherText);
     }
 };
 
@@ -224,7 +238,8 @@ std::uint32_t QueryDeviceAddress(
             behaviour.Text(name, "macaddress", std::wstring(macAddress)),
             callback,
             std::chrono::milliseconds(behaviour.Number(name, "delay", 0)),
-            behaviour.Text(name, "until", GivenText())};
+            behaviour.Text(name, "until", GivenText()),
+            behaviour.Number(name, "again", 0) != 0};
         if (behaviour.Text(name, "thread", GivenText()) == std::wstring(L"own"))
         {
             // The application may free the library while the thread is on its way back: this keeps it for good.
@@ -242,7 +257,7 @@ std::uint32_t FreeDeviceList(wchar_t** listText)
     return Recorded("FreeDeviceList", failure, [&](Record& record) {
         const auto found = std::ranges::find(textsOut, *listText, &std::unique_ptr<wchar_t[]>::get);
         const bool known = found != textsOut.end();
-        record.Line(known ? "  released" : "  not a text of this library");
+        record.Line(known ? "  released" : "  error: not a text of this library");
         if (!known)
             return failure;
         textsOut.erase(found);

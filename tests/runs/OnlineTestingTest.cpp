@@ -1,0 +1,80 @@
+// Online testing: what the library is asked about the stored device, and what its answer changes.
+#include "RunFixture.h"
+
+namespace test
+{
+
+using testing::HasSubstr, testing::StartsWith;
+
+const char* const nullTexts = "<change>0</change><address><null/></address><macaddress><null/></macaddress>";
+const char* const longTexts = "<change>2</change><address><repeat>9999 x</repeat></address><macaddress>y</macaddress>";
+
+struct AnswerCase
+{
+    const char* name;
+    const char* gives;
+    DWORD connectionType;
+    const char* statusAndChange; ///< stored
+    std::string address, address2, macAddress;
+    const char* log;
+};
+// The device is stored with these addresses; unless the row says otherwise, it answers with others.
+const std::string old = "192.0.2.1", oldMac = "00-00-5E-00-53-01", now = "192.0.2.141", nowMac = "00-00-5E-00-53-41";
+const std::string longX(255, 'x');
+const AnswerCase answerCases[] = {
+    {"Late", "<thread>own</thread><delay>300</delay>", 1, "#1 #1", now, now, nowMac,
+     "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\n"
+     "remove Online status\nremove Changed status\nstore Online status 1\n"
+     "patch device addresses 192.0.2.141, 00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
+    {"LocalDevice", "", 0, "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
+    {"NullTextsAndChangeOfZero", nullTexts, 1, "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
+    {"LongTextsUnchanged", longTexts, 1, "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
+    {"AnsweredTwice", "<again>1</again>", 1, "#1 #1", now, now, nowMac, "\nqdc: status 1, change 2, lpAddress again,"},
+    {"NotThere", "<status>3</status><change>9</change>", 1, "#0 #0", old, "old", oldMac,
+     "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 0\nskip UI"},
+    {"NotThereAndChanged", "<status>1</status>", 1, "#0 #1", old, "old", oldMac, "\nstore Changed status 1\n"},
+    {"Failed", "<return>1</return>", 1, "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
+};
+
+std::string Ini(const std::string& address, const std::string& address2, const std::string& macAddress)
+{
+    return "[IO]\r\nAddress=" + address + "\r\nAddress2=" + address2 + "\r\nMACAddress=" + macAddress + "\r\n";
+}
+
+class AnswerTest : public AgentRun, public testing::WithParamInterface<AnswerCase>
+{
+};
+TEST_P(AnswerTest, IsWrittenBack)
+{
+    const auto& given = GetParam();
+    UseGenericDriver();
+    std::filesystem::create_directories(std::filesystem::path(configIni).parent_path());
+    WriteFileBytes(configIni, Utf16File(ToWide(Ini(old, "old", oldMac))));
+    Store(
+        HKEY_CURRENT_USER, m_key, L"Address", ToWide(old), L"Address2", L"old", L"MACAddress", ToWide(oldMac),
+        L"ConnectionType", given.connectionType, L"Online", 7UL, L"Changed", 7UL);
+    LibraryGives("QueryDeviceAddress", given.gives + std::string("<thread/><delay>0</delay>"));
+    EXPECT_EQ(0, Run(L"/Q"));
+    EXPECT_EQ("QueryDeviceAddress\n", Calls());
+    EXPECT_THAT(LibraryLog(), HasSubstr("  address = " + old + "\n  macAddress = " + oldMac + "\n"));
+    EXPECT_EQ(given.statusAndChange, Stored(L"Online") + " " + Stored(L"Changed"));
+    EXPECT_THAT(StoredValues(), StartsWith("Address=" + given.address + "\nAddress2=" + given.address2 + "\nCh"));
+    EXPECT_EQ(given.macAddress, Stored(L"MACAddress"));
+    EXPECT_EQ(Ini(given.address, given.address2, given.macAddress), ConfigIni());
+    EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\noriginal device addresses " + old + ", " + oldMac + "\n"));
+    EXPECT_THAT(Log(), HasSubstr(given.log));
+    EXPECT_THAT(Log(), HasSubstr("\nskip UI due to needQueryAddress\nKELV port configuration done.\n"));
+}
+INSTANTIATE_TEST_SUITE_P(, AnswerTest, testing::ValuesIn(answerCases), caseName);
+
+TEST_F(AgentRun, AsksAboutNoAddressWhereNoDeviceIsStored)
+{
+    Store(HKEY_LOCAL_MACHINE, m_key, L"Address", L"of all users");
+    m_settings += "VendorName=Quellon GmbH\n";
+    EXPECT_EQ(0, Run(L"/Q /H x"));
+    EXPECT_THAT(LibraryLog(), HasSubstr("  address = 0\n  macAddress = 0\n  productName = Run Driver\n"));
+    EXPECT_THAT(LibraryLog(), HasSubstr("  vendorName = Quellon GmbH\n"));
+    EXPECT_EQ("Address=192.0.2.141\nChanged=#1\nMACAddress=00-00-5E-00-53-41\nOnline=#1\n", StoredValues());
+}
+
+} // namespace test
