@@ -3,6 +3,7 @@
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$here" || exit
 export CCACHE_BASEDIR=$here
+[ -w "${HOME:-/nonexistent}" ] || export CCACHE_DIR=$here/build/ccache
 
 demo_packages=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix googletest wine wine64)
 # shellcheck disable=SC2034 # read by ./check
