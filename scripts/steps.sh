@@ -15,7 +15,7 @@ only_one() { # SCRIPT ARGUMENT...: starts the script again so that no other one 
     local status=0
     # The lock is not handed on: a Wine server that outlives the script would keep it.
     SCANKELV_LOCKED=$here flock --close --nonblock --conflict-exit-code 75 build/lock "$@" || status=$?
-    [ "$status" != 75 ] || echo "Another ./demo or ./check is running in this folder." >&2
+    [ "$status" != 75 ] || echo "Another ./demo, ./check or .ci/run is running in this folder." >&2
     exit "$status"
 }
 
