@@ -64,7 +64,7 @@ const wchar_t* const network = L"Network";
 /// cannot be opened may: reading it then finds nothing.
 bool IsReadablePreset(const wchar_t* path)
 {
-    constexpr LONGLONG largest = 1024 * 1024; // bytes
+    constexpr LONGLONG largest = 0x100000; // bytes: 1 MiB
     const OwnedHandle file = Own(::CreateFileW(
         path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
         FILE_ATTRIBUTE_NORMAL, nullptr));
