@@ -1,5 +1,7 @@
 #include "RecordPath.h"
 
+#include <algorithm>
+
 namespace scankelv
 {
 
