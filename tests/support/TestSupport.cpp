@@ -236,7 +236,7 @@ std::string StoredValues(HKEY hive, const std::wstring& key)
 DebugConsoleCapture::DebugConsoleCapture()
 {
     Clear();
-    consoleHandler = ::AddVectoredExceptionHandler(1, &OnException);
+    consoleHandler = ::AddVectoredExceptionHandler(0, &OnException); // the checked build's own handler has to be first
 }
 
 DebugConsoleCapture::~DebugConsoleCapture()
