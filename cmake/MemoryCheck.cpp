@@ -11,14 +11,9 @@ namespace
 {
 using Address = std::uintptr_t;
 using Size = std::size_t;
-enum Shadow : std::int8_t
-{
-    Open = 0,
-    ScopeLeft = -8,
-    GlobalEnd = -7,
-    HeapEnd = -6,
-    HeapFreed = -3
-};                                                                           // GCC's own: others
+// Values of the shadow; GCC writes others below 0 for the variables of functions.
+constexpr std::int8_t Open = 0, ScopeLeft = -8, GlobalEnd = -7, HeapStart = -6, HeapEnd = -5, FreedStart = -4,
+                      Freed = -3;
 constexpr Address shadowStart = 0x100000000000, shadowSize = 0x100000000000; // for 128 TB; as in CheckedBuild.cmake
 constexpr Size granule = 8, redZone = 16;
 constexpr UINT exitCode = 99;
@@ -160,7 +155,7 @@ void* __wrap_malloc(Size size)
         return nullptr;
     const auto start = reinterpret_cast<Address>(block);
     *block = size;
-    Fill(start, start + redZone, HeapEnd);
+    Fill(start, start + redZone, HeapStart);
     Enclose(start + redZone, size, start + BlockSize(size), HeapEnd);
     return reinterpret_cast<void*>(start + redZone);
 }
@@ -175,12 +170,13 @@ void __wrap_free(void* memory)
     static std::atomic<Size*> released[1024];
     static std::atomic<unsigned> next;
     const Address start = reinterpret_cast<Address>(memory) - redZone;
-    if (memory != nullptr && ShadowOf(start) == HeapFreed)
+    if (memory != nullptr && ShadowOf(start) == FreedStart)
         Report("second release", 0, start + redZone, __builtin_return_address(0));
-    if (memory == nullptr || ShadowOf(start) != HeapEnd) // the C library's own
+    if (memory == nullptr || ShadowOf(start) != HeapStart) // the C library's own
         return __real_free(memory);
     auto* block = reinterpret_cast<Size*>(start);
-    Fill(start, start + BlockSize(*block), HeapFreed);
+    Fill(start, start + redZone, FreedStart);
+    Fill(start + redZone, start + BlockSize(*block), Freed);
     block = released[next++ % std::size(released)].exchange(block);
     if (block != nullptr)
         Fill(reinterpret_cast<Address>(block), reinterpret_cast<Address>(block) + BlockSize(*block), Open);
