@@ -11,24 +11,20 @@ struct CommandLineCase
     std::wstring line, commands; ///< "name=argument;" for each, "name;" for one without argument
 };
 const CommandLineCase commandLineCases[] = {
-    {"NoCommand", L"C:\\agent.exe word \"quoted\"", L""},
-    {"ProgramPathInQuotes", L"\"C:\\Program Files\\agent.exe\" /m \"Big Scan\" /q", L"m=Big Scan;q;"},
     {"SlashInTheProgramPath", L"C:/agent.exe /Q", L"agent.exe=;Q;"},
-    {"ArgumentUpToTheBlank", L"agent /L   de x /Q y", L"L=de;Q=y;"},
-    {"QuotesKeepBlanksAndSlashes", L"agent /M \" Big /Scan \"/Q", L"M= Big /Scan ;Q;"},
+    {"OnlyBlanksSeparate", L"agent /L   de x /q\ty z", L"L=de;q\ty=z;"},
+    {"QuotesKeepBlanksAndSlashes", L"\"C:\\Program Files\\agent.exe\" /M \" Big /Scan \"/Q", L"M= Big /Scan ;Q;"},
     {"QuoteWithoutEnd", L"agent /M \"Big /Q ", L"M=Big /Q ;"},
     {"QuotesOfNothing", L"agent /M \"\" /M \"", L"M=;M=;"},
     {"QuotesAndSlashesInsideWords", L"agent /M a\"b c\" /More a/b /x/y", L"M=a\"b;More=a/b;x/y;"},
     {"NextCommandIsNoArgument", L"agent /U  /H /", L"U=;H=;;"},
     {"BlanksAtTheEndAreAnEmptyArgument", L"agent /D  ", L"D=;"},
-    {"OnlyBlanksSeparate", L"agent /L\tde /Q", L"L\tde=;Q;"},
 };
 using CommandLine = testing::TestWithParam<CommandLineCase>;
 TEST_P(CommandLine, IsTakenApart)
 {
-    CommandScanner scanner(GetParam().line);
     std::wstring commands;
-    while (const std::optional<Command> next = scanner.Next())
+    for (CommandScanner scanner(GetParam().line); const std::optional<Command> next = scanner.Next();)
         commands.append(next->name).append(next->argument ? L"=" : L"").append(next->argument.value_or(L"")) += L';';
     EXPECT_EQ(GetParam().commands, commands);
 }

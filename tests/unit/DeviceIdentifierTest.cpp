@@ -17,28 +17,19 @@ struct IdentifierCase
 };
 const IdentifierCase identifierCases[] = {
     {"Usual", L"MFG:Quellon;CMD:PJL,URF;MDL:TARN 110;CLS:PRINTER;MODE:PRN,SCN,FAX;", true, true, L"TARN 110"},
-    {"LowerCaseWithoutEnd", L"mode:prn,scn4;mdl:tarn 110;mfg:qUELLON", true, true, L"tarn 110"},
+    {"LetterCaseWithoutEnd", L"mode:prn,scn4;mdl:tarn 110;mfg:azAZ", true, true, L"tarn 110", L"AZaz"},
     {"LongKeys", L"MODEL:Rill;MANUFACTURER:Quellon Inc.;MODE:SCN", false, true, L"Rill"},
-    {"ModelKeyIsAlsoAModeKey", L"MODEL:SCN;MODE:PRN", true, false, L"SCN"},
     {"LongerKeys", L"MDLX:A;MFGY:Quellon;MODES:SCN", true, true, L"A"},
     {"OtherKeys", L"MD:A;XMFG:Quellon;MOD:SCN;MANUFACTURE:Quellon;CMD:MDL,MFG:Quellon,MODE:SCN", false, false, none},
-    {"BlanksBeforeKeys", L" MFG:Quellon; MDL:A; MODE:SCN;", false, false, none},
-    {"BlanksInValues", L"MFG: Quellon;MDL: A ;MODE: SCN;", false, false, L" A "},
+    {"BlanksAndSecondColonsAreText", L" MFG:Quellon;MDL:: A ;MODE: SCN;", false, false, L": A "},
     {"FirstFieldOfAKindDecides", L"MODE:PRN;MODE:SCN;MFG:B;MFG:Quellon;MDL:A;MODEL:B;", false, false, L"A"},
-    {"ShortKeyHasEachValue", L"MFG:Other,Quellon;MDL:A,B;MODE:,PRN,SCN", true, true, L"A"},
     {"LongKeyHasItsFirstValue", L"MANUFACTURER:Other,Quellon;MODEL:A,B", false, false, L"A"},
-    {"ValuesOnlyContainOrAreCutShort", L"MFG:MyQuellon,Quello;MODE:PRNSCN,SC", false, false, none},
     {"NextFieldIsNoValue", L"MODE:PRN;SCN:A;MFG:Other;Quellon:B", false, false, none},
     {"ColonMissingTakesTheNextOne", L"MDL;MFG;MODE;X:Quellon,SCN;", true, true, L"Quellon"},
     {"ColonMissingAtAll", L"MDL;MFG;MODE", false, false, none},
     {"NothingAfterTheColon", L"MDL;MFG;MODE:", false, false, none, L""},
     {"EmptyFieldsValuesAndVendor", L";;MFG:;;MDL:,B;MODE:,;;", false, true, L"", L""},
-    {"SecondColonIsText", L"MDL::B:C", false, false, L":B:C"},
-    {"VendorWithComma", L"MFG:Quellon, Inc.;", false, true, none, L"Quellon, Inc."},
-    {"FirstAndLastLetters", L"MFG:azAZ", false, true, none, L"AZaz"},
-    {"OtherLettersKeepTheirCase", L"MFG:\xC4", false, false, none, L"\xE4"},
-    {"LongListOfFields", std::wstring(million, L';'), false, false, none},
-    {"LongListOfModes", L"MODE:" + std::wstring(million, L',') + L"SCN", true, false, none},
+    {"LongLists", std::wstring(million, L';') + L"MODE:" + std::wstring(million, L',') + L"SCN", true, false, none},
 };
 using DeviceIdentifier = testing::TestWithParam<IdentifierCase>;
 TEST_P(DeviceIdentifier, IsRead)
