@@ -10,6 +10,8 @@
 namespace fuzz
 {
 
+void Try(std::string_view input); ///< the target: tries one input
+
 /// A property that holds for every input; one for which it does not is a finding.
 inline void Require(bool holds, const char* property)
 {
@@ -25,16 +27,13 @@ inline std::wstring Widen(std::string_view text)
         if (const int byte = static_cast<unsigned char>(c); (byte & 0xC0) == 0x80 && !wide.empty())
             wide.back() = static_cast<wchar_t>((wide.back() << 6 | (byte & 0x3F)) & 0xFFFF);
         else
-            wide += static_cast<wchar_t>(byte < 0xC0 ? byte : byte < 0xE0 ? byte & 0x1F : byte & 0xF);
+            wide += static_cast<wchar_t>(byte < 0xC0 ? byte : byte & (byte < 0xE0 ? 0x1F : 0xF));
     return wide;
 }
-
-void Try(std::string_view input); ///< the target: tries one input
 
 } // namespace fuzz
 
 extern "C" [[gnu::used]] inline int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    fuzz::Try({reinterpret_cast<const char*>(data), size});
-    return 0;
+    return fuzz::Try({reinterpret_cast<const char*>(data), size}), 0;
 }

@@ -7,17 +7,14 @@ void fuzz::Try(std::string_view input)
 {
     const std::wstring text = Widen(input), carried = scankelv::XmlCarried(text);
     Require(carried.size() == text.size(), "the length stays");
-    const auto high10Bits = [&](std::size_t i) {
-        return i < text.size() ? text[i] >> 10 : 0;
-    }; // 0x36 and 0x37 in a pair
+    const auto half = [&](std::size_t i) { return i < text.size() ? text[i] & 0xFC00 : 0; }; // of a surrogate pair
     for (std::size_t i = 0; i < text.size(); ++i)
     {
-        const bool isAllowed = high10Bits(i) == 0x36   ? high10Bits(i + 1) == 0x37
-                               : high10Bits(i) == 0x37 ? i != 0 && high10Bits(i - 1) == 0x36
-                               : text[i] < 0x20        ? text[i] == 9 || text[i] == 10 || text[i] == 13
-                                                       : text[i] < 0xFFFE;
+        const bool isAllowed = half(i) == 0xD800   ? half(i + 1) == 0xDC00
+                               : half(i) == 0xDC00 ? half(i - 1) == 0xD800
+                               : text[i] < 0x20    ? text[i] == 9 || text[i] == 10 || text[i] == 13
+                                                   : text[i] < 0xFFFE;
         Require(carried[i] == (isAllowed ? text[i] : 0xFFFD), "what is not allowed is replaced, and only that");
     }
     Require(scankelv::XmlCanCarry(text) == (carried == text), "what can be carried stays");
-    Require(scankelv::XmlCanCarry(carried), "what is carried can be");
 }
