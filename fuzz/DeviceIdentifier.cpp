@@ -2,10 +2,10 @@
 // of values gives them back.
 #include "DeviceIdentifier.h"
 
-#include "AsciiCase.h"
 #include "Fuzz.h"
 #include "ModelComparison.h"
 
+#include <algorithm>
 #include <tuple>
 
 using namespace scankelv;
@@ -21,9 +21,10 @@ void fuzz::Try(std::string_view input)
     std::wstring list = L";" + Widen(input.substr(std::min(lineEnd + 1, input.size())));
     Require(ask(L"CMD:SCN,a;;MOD:x" + list, vendor) == ask(list, vendor), "fields before others change nothing");
 
-    std::ranges::transform(vendor, vendor.begin(), UpperAscii);
+    const auto upper = [](wchar_t c) { return c >= L'a' && c <= L'z' ? static_cast<wchar_t>(c - L'a' + L'A') : c; };
+    std::ranges::transform(vendor, vendor.begin(), upper);
     for (wchar_t& c : list)
-        c = c == L':' || c == L';' ? L',' : UpperAscii(c);
+        c = c == L':' || c == L';' ? L',' : upper(c);
     const std::wstring values = list.substr(1), field = L":" + values + L";";
     const std::wstring value = L"," + vendor.substr(0, vendor.find(L';'));
     const auto holds = [&](const std::wstring& part) { return list.find(part) != list.npos; };
