@@ -132,6 +132,7 @@ struct QueryReport
     std::chrono::milliseconds delay;
     GivenText awaited; ///< a file's name
     bool again;        ///< followed by another answer, which says the contrary
+    bool nullPointers; ///< instead of pointers to the values
 
     void Deliver() const
     {
@@ -140,7 +141,10 @@ struct QueryReport
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         const wchar_t* const addressText = address ? address->c_str() : nullptr;
         const wchar_t* const macAddressText = macAddress ? macAddress->c_str() : nullptr;
-        callback(&status, &change, &addressText, &macAddressText);
+        if (nullPointers)
+            callback(nullptr, nullptr, nullptr, nullptr);
+        else
+            callback(&status, &change, &addressText, &macAddressText);
         if (!again)
             return;
         const std::uint32_t otherStatus = status == 0 ? 1 : 0;
@@ -239,7 +243,8 @@ std::uint32_t QueryDeviceAddress(
             callback,
             std::chrono::milliseconds(behaviour.Number(name, "delay", 0)),
             behaviour.Text(name, "until", GivenText()),
-            behaviour.Number(name, "again", 0) != 0};
+            behaviour.Number(name, "again", 0) != 0,
+            behaviour.Number(name, "nullpointers", 0) != 0};
         if (behaviour.Text(name, "thread", GivenText()) == std::wstring(L"own"))
         {
             // The application may free the library while the thread is on its way back: this keeps it for good.

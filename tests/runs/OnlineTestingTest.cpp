@@ -4,15 +4,14 @@
 namespace test
 {
 
-using testing::HasSubstr, testing::StartsWith;
+using testing::HasSubstr, testing::Not, testing::StartsWith;
 
 const char* const nullTexts = "<change>0</change><address><null/></address><macaddress><null/></macaddress>";
 const char* const longTexts = "<change>2</change><address><repeat>9999 x</repeat></address><macaddress>y</macaddress>";
 
 struct AnswerCase
 {
-    const char* name;
-    const char* gives;
+    const char *name, *gives;
     DWORD connectionType;
     const char* statusAndChange; ///< stored
     std::string address, address2, macAddress;
@@ -23,16 +22,17 @@ const std::string old = "192.0.2.1", oldMac = "00-00-5E-00-53-01", now = "192.0.
 const std::string longX(255, 'x');
 const AnswerCase answerCases[] = {
     {"Late", "<thread>own</thread><delay>300</delay>", 1, "#1 #1", now, now, nowMac,
-     "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\n"
-     "remove Online status\nremove Changed status\nstore Online status 1\n"
-     "patch device addresses 192.0.2.141, 00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
+     "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\nremove "
+     "Online status\nremove Changed status\nstore Online status 1\npatch device addresses 192.0.2.141, "
+     "00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
     {"LocalDevice", "", 0, "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
     {"NullTextsAndChangeOfZero", nullTexts, 1, "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
     {"LongTextsUnchanged", longTexts, 1, "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
     {"AnsweredTwice", "<again>1</again>", 1, "#1 #1", now, now, nowMac, "\nqdc: status 1, change 2, lpAddress again,"},
-    {"NotThere", "<status>3</status><change>9</change>", 1, "#0 #0", old, "old", oldMac,
-     "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 0\nskip UI"},
-    {"NotThereAndChanged", "<status>1</status>", 1, "#0 #1", old, "old", oldMac, "\nstore Changed status 1\n"},
+    {"NotThere", "<status>3</status>", 1, "#0 #1", old, "old", oldMac,
+     "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 1\nskip UI"},
+    {"NullPointers", "<nullpointers>1</nullpointers>", 1, "#0 #0", old, "old", oldMac,
+     "status 1, change 2, lpAddress ,"},
     {"Failed", "<return>1</return>", 1, "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
 };
 
@@ -63,18 +63,19 @@ TEST_P(AnswerTest, IsWrittenBack)
     EXPECT_EQ(Ini(given.address, given.address2, given.macAddress), ConfigIni());
     EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\noriginal device addresses " + old + ", " + oldMac + "\n"));
     EXPECT_THAT(Log(), HasSubstr(given.log));
-    EXPECT_THAT(Log(), HasSubstr("\nskip UI due to needQueryAddress\nKELV port configuration done.\n"));
 }
 INSTANTIATE_TEST_SUITE_P(, AnswerTest, testing::ValuesIn(answerCases), caseName);
 
-TEST_F(AgentRun, AsksAboutNoAddressWhereNoDeviceIsStored)
+TEST_F(AgentRun, AsksAboutAndWritesNoAddressWhereNoneIsKnown)
 {
+    UseGenericDriver();
     Store(HKEY_LOCAL_MACHINE, m_key, L"Address", L"of all users");
-    m_settings += "VendorName=Quellon GmbH\n";
-    EXPECT_EQ(0, Run(L"/Q /H x"));
-    EXPECT_THAT(LibraryLog(), HasSubstr("  address = 0\n  macAddress = 0\n  productName = Run Driver\n"));
-    EXPECT_THAT(LibraryLog(), HasSubstr("  vendorName = Quellon GmbH\n"));
-    EXPECT_EQ("Address=192.0.2.141\nChanged=#1\nMACAddress=00-00-5E-00-53-41\nOnline=#1\n", StoredValues());
+    LibraryGives("QueryDeviceAddress", nullTexts);
+    EXPECT_EQ(0, Run(L"/Q /H x /V Vendor"));
+    const char* const asked = "  address = 0\n  macAddress = 0\n  productName = Quellon Generic Scan Driver\n";
+    EXPECT_THAT(LibraryLog(), HasSubstr(asked + std::string("  vendorName = Vendor\n")));
+    EXPECT_EQ("Changed=#1\nOnline=#1\n", StoredValues());
+    EXPECT_THAT(ConfigIni(), Not(HasSubstr("ddress")));
 }
 
 } // namespace test

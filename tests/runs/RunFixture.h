@@ -13,47 +13,6 @@ namespace test
 
 inline const auto buildFolder = std::filesystem::path(_pgmptr).parent_path().parent_path();
 
-/// A started agent. It ends with this object at the latest, as does everything that it started.
-class Agent
-{
-public:
-    Agent(const std::wstring& program, const std::wstring& arguments, const wchar_t* currentFolder)
-    {
-        STARTUPINFOW startup{};
-        startup.cb = sizeof(startup);
-        std::wstring commandLine = L"\"" + program + L"\" " + arguments;
-        EXPECT_TRUE(::CreateProcessW(
-            program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, currentFolder,
-            &startup, &m_process));
-        EXPECT_TRUE(::AssignProcessToJobObject(m_job, m_process.hProcess));
-        ::ResumeThread(m_process.hThread);
-    }
-    ~Agent()
-    {
-        ::TerminateJobObject(m_job, 99);
-        for (const HANDLE handle : {m_process.hThread, m_process.hProcess, m_job})
-            ::CloseHandle(handle);
-    }
-    Agent(Agent&&) = delete;
-
-    DWORD ProcessId() const { return m_process.dwProcessId; }
-    /// Waits for the agent and for what it started. @return its exit code; 259 after a minute
-    int Finish()
-    {
-        DWORD exitCode = 0;
-        JOBOBJECT_BASIC_ACCOUNTING_INFORMATION job{};
-        job.ActiveProcesses = 1;
-        for (int left = 12000; job.ActiveProcesses != 0 && left > 0; --left, ::Sleep(5))
-            ::QueryInformationJobObject(m_job, JobObjectBasicAccountingInformation, &job, sizeof(job), nullptr);
-        ::GetExitCodeProcess(m_process.hProcess, &exitCode);
-        return static_cast<int>(exitCode);
-    }
-
-private:
-    HANDLE m_job = ::CreateJobObjectW(nullptr, nullptr);
-    PROCESS_INFORMATION m_process{};
-};
-
 /// A machine on which no agent ran before: the programs in a new folder, nothing stored, everything logged.
 class AgentRun : public testing::Test
 {
@@ -66,8 +25,7 @@ protected:
             << "These tests remove and write what is stored on this machine. SCANKELV_TESTS_MAY_WRITE=1 lets them.";
         for (const HKEY hive : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
             ::RegDeleteTreeW(hive, L"Software\\QLScan");
-        for (const std::wstring folder :
-             {L"C:\\ProgramData\\QLScan", L"C:\\ProgramData\\Quellon", m_userFolder.c_str()})
+        for (const wchar_t* folder : {L"C:\\ProgramData\\QLScan", L"C:\\ProgramData\\Quellon", m_userFolder.c_str()})
             std::filesystem::remove_all(folder);
         ::CreateDirectoryW(m_userFolder.c_str(), nullptr);
         WriteFileBytes(m_userFolder + L"Debug.ini", "[Modules]\nAgent=2\nKELVClient=2\nKELVFindwellLibrary=2\n");
@@ -78,13 +36,12 @@ protected:
     void InstallInto(const std::wstring& folder)
     {
         std::filesystem::create_directories(m_folder = folder);
-        for (const wchar_t* const file : {L"bin/ScanKELV.exe", L"bin/Hueward.exe", L"bin/FindwellDlg.dll"})
-            Install(file, std::filesystem::path(file).filename());
+        for (const std::wstring file : {L"ScanKELV.exe", L"Hueward.exe", L"FindwellDlg.dll"})
+            Install(L"bin/" + file, file);
     }
-    void Install(const std::wstring& builtFile, const std::wstring& name) const
+    void Install(const std::wstring& built, const std::wstring& name) const
     {
-        std::filesystem::copy_file(
-            buildFolder / builtFile, File(name), std::filesystem::copy_options::overwrite_existing);
+        EXPECT_TRUE(::CopyFileW((buildFolder / built).c_str(), File(name).c_str(), FALSE));
     }
     std::wstring File(const std::wstring& name) const { return m_folder + L"\\" + name; } ///< beside the program
     void UseGenericDriver()
@@ -92,26 +49,48 @@ protected:
         m_settings.clear(); // no file
         m_key = L"Software\\QLScan\\Quellon Generic Scan Driver";
     }
-    // The simulated library goes by its sample file, but for what these say.
-    void UserChooses(const std::string& choice) { Override("<user><choice>" + choice + "</choice></user>"); }
+    /// The simulated library goes by its sample file, but for these elements: the first ones of a name count.
+    void Override(const std::string& elements) { m_scenario.insert(m_scenario.find("<findwell>") + 10, elements); }
     void LibraryGives(const std::string& call, const std::string& elements)
     {
         Override("<calls><" + call + ">" + elements + "</" + call + "></calls>");
     }
 
-    Agent Start(const std::wstring& arguments)
+    /// Starts an agent. It ends with the test at the latest, as does everything that it started.
+    HANDLE Start(const std::wstring& arguments)
     {
         if (!m_settings.empty())
             WriteFileBytes(File(L"ScanKELV.ini"), "[Settings]\n" + m_settings);
         WriteFileBytes(File(L"FindwellDlg.xml"), m_scenario);
-        return Agent(File(L"ScanKELV.exe"), arguments, m_currentFolder);
+        STARTUPINFOW startup{};
+        PROCESS_INFORMATION agent{};
+        std::wstring command = L"\"" + File(L"ScanKELV.exe") + L"\" " + arguments;
+        EXPECT_TRUE(::CreateProcessW(
+            nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, m_currentFolder, &startup,
+            &agent));
+        EXPECT_TRUE(::AssignProcessToJobObject(m_job, agent.hProcess));
+        ::ResumeThread(agent.hThread);
+        ::CloseHandle(agent.hThread);
+        return agent.hProcess;
     }
-    /// Starts an agent and waits. The library has checked that each text was released once. @return exit code
+    static int Finish(HANDLE agent) ///< @return exit code; 259 after a minute
+    {
+        DWORD exitCode = 0;
+        ::WaitForSingleObject(agent, 60000);
+        ::GetExitCodeProcess(agent, &exitCode);
+        ::CloseHandle(agent);
+        return static_cast<int>(exitCode);
+    }
     int Run(const std::wstring& arguments = L"")
     {
-        const int exitCode = Start(arguments).Finish();
-        EXPECT_THAT(LibraryLog(), testing::Not(testing::HasSubstr("error: ")));
+        const int exitCode = Finish(Start(arguments));
+        EXPECT_THAT(LibraryLog(), testing::Not(testing::HasSubstr("error: "))); // each text was released once
         return exitCode;
+    }
+    void TearDown() override
+    {
+        ::TerminateJobObject(m_job, 99);
+        ::CloseHandle(m_job);
     }
 
     std::string LibraryLog() const { return TextFile(File(L"FindwellDlg.log")); } ///< each call with its arguments
@@ -127,8 +106,7 @@ protected:
     std::string Stored(const std::wstring& name) const { return test::Stored(HKEY_CURRENT_USER, m_key, name); }
     std::string StoredValues() const // all but the time
     {
-        const std::string values = test::StoredValues(HKEY_CURRENT_USER, m_key);
-        return std::regex_replace(values, std::regex("savedAt=.*\n"), "");
+        return std::regex_replace(test::StoredValues(HKEY_CURRENT_USER, m_key), std::regex("savedAt=.*\n"), "");
     }
     std::string ConfigIni() const { return Utf16TextFile(configIni); }
     std::string DeviceXml() const { return Utf16TextFile(deviceXml); }
@@ -155,14 +133,13 @@ protected:
         std::ifstream file{std::filesystem::path(path)};
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    // Of several elements of a name, the first counts.
-    void Override(const std::string& elements) { m_scenario.insert(m_scenario.find("<findwell>") + 10, elements); }
     static std::string Utf16TextFile(const std::wstring& path) // as UTF-8, without its mark
     {
         const std::string bytes = FileExists(path) ? ReadFileBytes(path) : Utf16File(L"absent");
         return ToUtf8({reinterpret_cast<const wchar_t*>(bytes.data()) + 1, bytes.size() / sizeof(wchar_t) - 1});
     }
 
+    const HANDLE m_job = ::CreateJobObjectW(nullptr, nullptr);
     std::wstring m_folder;
     std::string m_scenario = ReadFileBytes(buildFolder / "bin/FindwellDlg.xml");
 };

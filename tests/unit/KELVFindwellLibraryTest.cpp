@@ -2,21 +2,19 @@
 
 #include "AgentTest.h"
 
-#include <sstream>
+#include <set>
 
 using namespace scankelv;
 using namespace test;
 
-namespace
+TEST(KELVFindwellLibraryTest, MissingEntryIsNamedAndIsNoLibraryWhereRequired)
 {
-
-TEST(KELVFindwellLibraryTest, MissingEntryOrLibraryIsNamed)
-{
-    const std::string required = "GetDeviceList_LCode FreeDeviceList GetPrinterList GetSelectedDevice "
-                                 "GetDeviceInformation ";
-    std::istringstream names(
-        required + "GetDeviceList GetMultiDeviceInformation MergeDevicelistXML QueryDeviceAddress ShowPropertiesUI");
-    for (std::string name; names >> name;)
+    const std::set<std::string> required = {
+        "GetDeviceList_LCode", "FreeDeviceList", "GetPrinterList", "GetSelectedDevice", "GetDeviceInformation"};
+    std::set<std::string> names = {
+        "GetDeviceList", "GetMultiDeviceInformation", "MergeDevicelistXML", "QueryDeviceAddress", "ShowPropertiesUI"};
+    names.insert(required.begin(), required.end());
+    for (const std::string& name : names)
     {
         std::string bytes = ReadFileBytes(LocationOfModuleFile(L"..\\bin\\FindwellDlg.dll").Text());
         const std::string entry = '\0' + name + '\0';
@@ -24,15 +22,8 @@ TEST(KELVFindwellLibraryTest, MissingEntryOrLibraryIsNamed)
             --bytes[at + entry.size() - 2]; // another name, at the same place of the sorted list
         WriteFileBytes(LocationOfModuleFile(L"FindwellDlg.dll").Text(), bytes);
         const DebugConsoleCapture console;
-        EXPECT_EQ(required.find(name + " ") == required.npos, KELVFindwellLibrary().IsValid()) << name;
+        EXPECT_EQ(!required.contains(name), KELVFindwellLibrary().IsValid()) << name;
         EXPECT_THAT(console.Text(), testing::StartsWith("Function " + name + " not resolved due to <127>!\n"));
-        EXPECT_EQ(nullptr, ::GetModuleHandleW(L"FindwellDlg.dll"));
     }
     ::DeleteFileW(LocationOfModuleFile(L"FindwellDlg.dll").Text());
-    const DebugConsoleCapture console;
-    EXPECT_FALSE(KELVFindwellLibrary().IsValid());
-    const std::string path(LocationOfModuleFile("FindwellDlg.dll").View());
-    EXPECT_THAT(console.Text(), testing::StartsWith("Library " + path + " not found!\n"));
 }
-
-} // namespace

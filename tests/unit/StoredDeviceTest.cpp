@@ -1,8 +1,7 @@
-// From the library's answer to the driver: DeviceListParsing, StoredDevice, DeviceXml and ColourProfileUpdater.
+// From the library's answer to the driver: DeviceListParsing, StoredDevice and DeviceXml.
 #include "StoredDevice.h"
 
 #include "AgentTest.h"
-#include "ColourProfileUpdater.h"
 #include "DeviceListParsing.h"
 #include "DeviceXml.h"
 
@@ -20,11 +19,11 @@ namespace
 /// Every element, in the order in which they are looked up.
 const std::string sample =
     "<devicelist><device><iotype>Network</iotype><comment>a&#10;[b]</comment><devicepath>10.0.0.7</devicepath>"
-    "<scannerport>USB1</scannerport><deviceid>MFG:Q;MDL:T;</deviceid><devicename>Hall</devicename>"
-    "<ext>\xE6\x97\xA5</ext><hostname>host</hostname><location>K\xC3\xB6ln</location><macaddress>02-07</macaddress>"
-    "<modelname>TARN</modelname><vendor>Quellon</vendor><pid>1a2b</pid><port>QP_1</port><productname>Scan</productname>"
-    "<serialnumber>SN1</serialnumber><systemdevicename>sys</systemdevicename><userlocation>Desk</userlocation>"
-    "<vid>0xFFFFFFFF</vid></device></devicelist>";
+    "<scannerport>USB1</scannerport><deviceid>MFG:Q;MDL:T;</deviceid><devicename>Hall</devicename><ext>日</ext>"
+    "<hostname>host</hostname><location>Köln</location><macaddress>02-07</macaddress><modelname>TARN</modelname>"
+    "<vendor>Quellon</vendor><pid>1a2b</pid><port>QP_1</port><productname>Scan</productname><serialnumber>SN1"
+    "</serialnumber><systemdevicename>sys</systemdevicename><userlocation>Desk</userlocation><vid>0xFFFFFFFF</vid>"
+    "</device></devicelist>";
 
 /// The sample with the elements from the first to the last replaced.
 std::wstring SampleWith(const std::string& first, const std::string& last, std::string_view instead)
@@ -32,7 +31,6 @@ std::wstring SampleWith(const std::string& first, const std::string& last, std::
     const std::size_t start = sample.find("<" + first + ">"), end = sample.find("</" + last + ">") + last.size() + 3;
     return ToWide(std::string(sample).replace(start, end - start, instead));
 }
-
 const char* const oneModel = "ProductName=Driver\r\nModelName=x\r\n";
 const std::wstring productKey = L"Software\\QLScan\\Driver";
 
@@ -51,7 +49,6 @@ protected:
     const CommonDataFolder m_data;
     const std::wstring m_configIni = WideFromNarrow(WiaConfigLocation().View());
     const std::wstring m_deviceXml = m_data.File(L"Quellon\\ScanKELV\\device.xml");
-    const std::wstring m_updater = LocationOfModuleFile(L"Hueward.exe").Text();
     DebugConsoleCapture m_console;
 };
 
@@ -62,12 +59,11 @@ TEST_F(StoredDeviceTest, EveryPlaceAndTheLogHoldTheDevice)
         m_console.Text(),
         StartsWith(
             "addressString: 10.0.0.7\r\naddress2String: 10.0.0.7\r\ncommentPresents: 1\r\ncommentString: a\r\n[b]\r\n"
-            "connectionTypeDWORD: 1\r\ndeviceIdString: MFG:Q;MDL:T;\r\ndeviceNameString: Hall\r\n"
-            "deviceSelectDWORD: 0\r\nextDeviceIdString: ?\r\nhostNameString: host\r\nlocationString: K\xF6ln\r\n"
-            "macAddressString: 02-07\r\nmdlString: TARN\r\nmfgString: Quellon\r\npidDWORD: 6699 (0x1a2b)\r\n"
-            "portNameString: QP_1\r\nproductNameString: Scan\r\nserialNumberString: SN1\r\n"
-            "systemDeviceNameString: sys\r\nuiMode: 1\r\nuserLocationPresents 1\r\nuserLocationString Desk\r\n"
-            "vidDWORD: 4294967295 (0xffffffff)\r\n"));
+            "connectionTypeDWORD: 1\r\ndeviceIdString: MFG:Q;MDL:T;\r\ndeviceNameString: Hall\r\ndeviceSelectDWORD: 0"
+            "\r\nextDeviceIdString: ?\r\nhostNameString: host\r\nlocationString: K\xF6ln\r\nmacAddressString: 02-07\r\n"
+            "mdlString: TARN\r\nmfgString: Quellon\r\npidDWORD: 6699 (0x1a2b)\r\nportNameString: QP_1\r\n"
+            "productNameString: Scan\r\nserialNumberString: SN1\r\nsystemDeviceNameString: sys\r\nuiMode: 1\r\n"
+            "userLocationPresents 1\r\nuserLocationString Desk\r\nvidDWORD: 4294967295 (0xffffffff)\r\n"));
     EXPECT_THAT(
         StoredValues(HKEY_CURRENT_USER, productKey),
         testing::MatchesRegex(
@@ -77,10 +73,10 @@ TEST_F(StoredDeviceTest, EveryPlaceAndTheLogHoldTheDevice)
             "UI_Mode=#1\nVID=#4294967295\nsavedAt=\\d\\d\\d\\d/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d\n"));
     EXPECT_EQ(
         Utf16File(
-            L"[IO]\r\nAddress=10.0.0.7\r\nAddress2=10.0.0.7\r\nComment=a [b]\r\nConnectionType=1\r\n"
-            L"DeviceID=MFG:Q;MDL:T;\r\nDeviceName=Hall\r\nDeviceSelect=0\r\nExtDeviceID=\u65E5\r\nHostName=host\r\n"
-            L"Location=K\u00F6ln\r\nMACAddress=02-07\r\nMDL=TARN\r\nMFG=Quellon\r\nPID=6699\r\nPortName=QP_1\r\n"
-            L"ProductName=Scan\r\nSerial=SN1\r\nSystemDeviceName=sys\r\nVID=-1\r\n"),
+            L"[IO]\r\nAddress=10.0.0.7\r\nAddress2=10.0.0.7\r\nComment=a [b]\r\nConnectionType=1\r\nDeviceID=MFG:Q;"
+            L"MDL:T;\r\nDeviceName=Hall\r\nDeviceSelect=0\r\nExtDeviceID=\u65E5\r\nHostName=host\r\nLocation=K\u00F6ln"
+            L"\r\nMACAddress=02-07\r\nMDL=TARN\r\nMFG=Quellon\r\nPID=6699\r\nPortName=QP_1\r\nProductName=Scan\r\n"
+            L"Serial=SN1\r\nSystemDeviceName=sys\r\nVID=-1\r\n"),
         ReadFileBytes(m_configIni));
     EXPECT_EQ(
         Utf16File( // line ends as Wine's document model writes them
@@ -102,9 +98,8 @@ struct ListCase
 const std::string x61(61, 'x'), serial = "<serialnumber xml:space='preserve'>", end = "</serialnumber>";
 const std::string properties = oneModel + std::string("PropertiesUI=1\r\n");
 const ListCase listCases[] = {
-    {"Local", "iotype", "<iotype>Local</iotype>", "address2String: 10.0.0.7", "Address=USB1\n"},
     {"LetterCaseOfNetwork", "iotype", "<iotype>network</iotype>", "macAddressString: \r", "ConnectionType=#0\n"},
-    {"LocalWithPort", "iotype", "<iotype>Local</iotype>", "deviceSelectDWORD: 4", "MACAddress=\n"},
+    {"LocalWithPort", "iotype", "<iotype>Local</iotype>", "address2String: 10.0.0.7", "Address=USB1\n"},
     {"LocalWithEmptyPort", "iotype", "<iotype/><scannerport/>", "deviceSelectDWORD: 2", "Address=10.0.0.7\n"},
     {"NoComment", "comment", "", "commentPresents: 0", "Comment=\n"},
     {"NoHost", "hostname", "", "hostNameString: \r", "HostName=\n"},
@@ -118,9 +113,7 @@ const ListCase listCases[] = {
     {"UserLocation", "vid", "<vid>1</vid>", "locationString: Desk\r", "Location=Desk\n", properties},
     {"NoUserLocation", "userlocation", "", "userLocationPresents 0\r\nvid", "Location=K\xC3\xB6ln\n", properties},
 };
-class ListTest : public StoredDeviceTest, public testing::WithParamInterface<ListCase>
-{
-};
+using ListTest = AgentTestWith<ListCase, StoredDeviceTest>;
 TEST_P(ListTest, DecidesWhatIsStored)
 {
     const auto& [name, element, instead, log, registry, settings] = GetParam();
@@ -129,7 +122,7 @@ TEST_P(ListTest, DecidesWhatIsStored)
     EXPECT_THAT(m_console.Text(), HasSubstr(log));
     EXPECT_THAT(StoredValues(HKEY_CURRENT_USER, productKey), HasSubstr(registry));
     EXPECT_EQ("#1", Stored(HKEY_CURRENT_USER, productKey, L"Online")); // is not this list's
-    EXPECT_FALSE(FileExists(m_configIni));
+    EXPECT_FALSE(FileExists(m_configIni));                             // is the generic driver's
 }
 INSTANTIATE_TEST_SUITE_P(, ListTest, testing::ValuesIn(listCases), caseName);
 
@@ -146,34 +139,6 @@ TEST_F(StoredDeviceTest, FirstRequiredElementThatIsMissingIsReported)
         EXPECT_THAT(m_console.Reports(), ElementsAre(expression));
         EXPECT_EQ(element == "vid", ParseDeviceList(SampleWith(element, element, "<vid/>").c_str(), device));
     }
-    EXPECT_FALSE(ParseDeviceList(L"<iotype>", device));
-    EXPECT_THAT(m_console.Reports(), ElementsAre("loadXmlResult"));
-}
-
-TEST_F(StoredDeviceTest, ExistingConfigIniIsKeptAndOneUnwritablePlaceStopsNoOther)
-{
-    WriteFileBytes(m_configIni, "[Own]\r\na=1\r\n[IO]\r\nOnline=1\r\nAddress=old\r\n");
-    ASSERT_TRUE(StoreList(SampleWith("iotype", "iotype", "<iotype>Local</iotype>"), Options(L"")));
-    const std::string bytes = ReadFileBytes(m_configIni);
-    EXPECT_THAT(bytes, StartsWith("[Own]\r\na=1\r\n[IO]\r\nOnline=1\r\nAddress=USB1\r\nAddress2=10.0.0.7\r\n"));
-    SetReadOnly(m_configIni, true);
-    ::DeleteFileW(m_deviceXml.c_str());
-    ::CreateDirectoryW(m_deviceXml.c_str(), nullptr);
-    EXPECT_TRUE(StoreList(ToWide(sample), Options(L"/MODE 1 /M Driver")));
-    EXPECT_EQ("exportResult", m_console.Reports().back());
-    EXPECT_EQ("#4294967295", Stored(HKEY_CURRENT_USER, productKey, L"VID"));
-    EXPECT_EQ(bytes, ReadFileBytes(m_configIni));
-}
-
-TEST_F(StoredDeviceTest, WithoutTwainStorageTheUpdaterIsTriedAndNothingWritten)
-{
-    EXPECT_FALSE(StoreList(ToWide(sample), Options(L"/MODE 1 /M " + std::wstring(300, L'x'))));
-    EXPECT_EQ("twainStorage.IsValid()", m_console.Reports().back());
-    EXPECT_THAT(
-        m_console.Lines(), testing::Contains("Hueward not found at expected location \"" + ToUtf8(m_updater) + "\"."));
-    EXPECT_FALSE(FileExists(m_deviceXml) || FileExists(m_configIni));
-    CommonDataFolder::NameToShell(L"C:\\missing");
-    EXPECT_TRUE(DeviceXmlLocation().IsEmpty());
 }
 
 TEST_F(StoredDeviceTest, DeviceXmlIsReplacedAndOpenToEveryone)
@@ -194,24 +159,8 @@ TEST_F(StoredDeviceTest, DeviceXmlIsReplacedAndOpenToEveryone)
     ::ConvertSecurityDescriptorToStringSecurityDescriptorW(after, 1, DACL_SECURITY_INFORMATION, &text, nullptr);
     EXPECT_THAT(text, EndsWith(L"(A;OICI;0x1301ff;;;WD)")); // as Wine shows mode 0777
     ::LocalFree(text);
-}
-
-TEST_F(StoredDeviceTest, UpdaterReceivesTheNameInTheProgramsFolder)
-{
-    const std::wstring record = LocationOfModuleFile(L"Hueward.log").Text(); // in its working directory
-    WriteFileBytes(record, "");
-    ::CopyFileW(LocationOfModuleFile(L"..\\bin\\Hueward.exe").Text(), m_updater.c_str(), FALSE);
-    EXPECT_TRUE(StartColourProfileUpdater(L"Scan \u00D6"));
-    const std::string expected = "\"" + ToUtf8(m_updater) + "\" \"\"\"Scan \xC3\x96\"\"\"\n";
-    for (int waits = 0; waits < 100 && ReadFileBytes(record) != expected; ++waits)
-        ::Sleep(100);
-    EXPECT_EQ(expected, ReadFileBytes(record));
-    WriteFileBytes(m_updater, "no program");
-    EXPECT_FALSE(StartColourProfileUpdater(std::wstring(1017, L'x').c_str()));
-    ::DeleteFileW(m_updater.c_str());
-    EXPECT_THAT(m_console.Text(), HasSubstr("triple-quoted name \"\"\"" + std::string(1017, 'x') + "\"\"\r\n"));
-    EXPECT_THAT(m_console.Text(), HasSubstr("Hueward finished normally.\r\n"));
-    EXPECT_THAT(m_console.Text(), EndsWith("Hueward failed.\r\n"));
+    CommonDataFolder::NameToShell(L"C:\\missing");
+    EXPECT_TRUE(DeviceXmlLocation().IsEmpty());
 }
 
 } // namespace
