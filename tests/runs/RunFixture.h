@@ -6,7 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <set>
+#include <regex>
 
 namespace test
 {
@@ -127,11 +127,8 @@ protected:
     std::string Stored(const std::wstring& name) const { return test::Stored(HKEY_CURRENT_USER, m_key, name); }
     std::string StoredValues() const // all but the time
     {
-        std::string values;
-        const std::vector<std::string> names = StoredNames(HKEY_CURRENT_USER, m_key);
-        for (const std::string& name : std::set<std::string>(names.begin(), names.end()))
-            values += name == "savedAt" ? "" : name + "=" + Stored(ToWide(name)) + "\n";
-        return values;
+        const std::string values = test::StoredValues(HKEY_CURRENT_USER, m_key);
+        return std::regex_replace(values, std::regex("savedAt=.*\n"), "");
     }
     std::string ConfigIni() const { return Utf16TextFile(configIni); }
     std::string DeviceXml() const { return Utf16TextFile(deviceXml); }

@@ -1,15 +1,12 @@
-// What the tests of the agent's own functions share: COM, the "Agent" logger on the debugger console, options, a
-// registry of their own.
+// What the tests of the agent's own functions share.
 #pragma once
 
 #include "AgentOptions.h"
 #include "CaseName.h"
-#include "CodePage.h"
 #include "Loggers.h"
 #include "ResourceLocation.h"
 #include "TestSupport.h"
 
-#include <filesystem>
 #include <objbase.h>
 
 namespace test
@@ -28,6 +25,7 @@ public:
     }
 };
 
+/// COM, the "Agent" logger on the debugger console, and a registry of its own.
 class AgentTest : public testing::Test
 {
 protected:
@@ -35,9 +33,9 @@ protected:
     {
         ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         // A logger reads Debug.ini once, when it is created.
-        const std::wstring settings = scankelv::WideFromNarrow(scankelv::DebugIniLocation().View());
-        std::filesystem::create_directories(std::filesystem::path(settings).parent_path());
-        WriteFileBytes(settings, "[Modules]\r\nAgent=1\r\n");
+        const std::filesystem::path settings = scankelv::WideFromNarrow(scankelv::DebugIniLocation().View());
+        std::filesystem::create_directories(settings.parent_path());
+        WriteFileBytes(settings.native(), "[Modules]\r\nAgent=1\r\n");
         scankelv::AgentLogger();
         scankelv::DebugConsoleLogger();
         ::DeleteFileW(settings.c_str());

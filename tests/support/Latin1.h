@@ -8,14 +8,12 @@ namespace test
 
 inline constexpr scankelv::TextConversion latin1{
     [](std::wstring_view piece, scankelv::TextConversion::PieceBytes& bytes) {
-        const auto byteOf = [](wchar_t c) { return static_cast<char32_t>(c) <= 0xFF ? static_cast<char>(c) : '?'; };
-        std::ranges::transform(piece, bytes.begin(), byteOf);
+        std::ranges::transform(piece, bytes.begin(), [](wchar_t c) { return char(char32_t(c) <= 0xFF ? c : '?'); });
         return piece.size();
     },
     [](std::string_view text) {
-        std::wstring wide(text.size(), wchar_t());
-        std::ranges::transform(text, wide.begin(), [](char c) { return static_cast<unsigned char>(c); });
-        return wide;
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+        return std::wstring(bytes, bytes + text.size());
     }};
 
 } // namespace test

@@ -1,35 +1,76 @@
 // What the tests of the Windows sources share.
 #pragma once
 
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
-#include <string>
-#include <string_view>
-#include <utility>
+#include <map>
+#include <mutex>
+#include <ranges>
+#include <sstream>
 #include <variant>
-#include <vector>
 #include <windows.h>
 
 namespace test
 {
 
 /// UTF-16 of UTF-8 and back; a lone surrogate becomes U+FFFD.
-std::wstring ToWide(std::string_view utf8);
-std::string ToUtf8(std::wstring_view text);
+inline std::wstring ToWide(std::string_view utf8)
+{
+    std::wstring wide(utf8.size(), L'\0');
+    const int bytes = static_cast<int>(utf8.size());
+    wide.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), bytes)));
+    return wide;
+}
+inline std::string ToUtf8(std::wstring_view text)
+{
+    std::string utf8(text.size() * 3, '\0');
+    const int length = static_cast<int>(text.size()), space = static_cast<int>(utf8.size());
+    utf8.resize(static_cast<std::size_t>(
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), space, nullptr, nullptr)));
+    return utf8;
+}
+
+inline std::string Joined(const std::vector<std::string>& lines, const char* end = "\n")
+{
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + end;
+    return text;
+}
 
 /// The system's message for an error code, with its closing line break.
-std::string SystemMessage(DWORD code);
+inline std::string SystemMessage(DWORD code)
+{
+    char text[1024];
+    const DWORD flags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    return {text, ::FormatMessageA(flags, nullptr, code, 0, text, sizeof(text), nullptr)};
+}
 
-/// FF FE and the bytes of the text as UTF-16LE.
-std::string Utf16File(std::wstring_view text);
+inline std::string Utf16File(std::wstring_view text) // with its byte-order mark
+{
+    return "\xFF\xFE" + std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+}
 
 /// A new empty folder, removed with all it holds at the end, read-only files too.
 class TemporaryFolder
 {
 public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    TemporaryFolder()
+    {
+        int number = 0;
+        do
+            m_path = (std::filesystem::temp_directory_path() / ("scankelv-" + std::to_string(number++))).native();
+        while (!std::filesystem::create_directory(m_path));
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path, ignored))
+            std::filesystem::permissions(entry, std::filesystem::perms::all, ignored);
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    TemporaryFolder(TemporaryFolder&&) = delete;
 
     const std::wstring& Path() const { return m_path; } ///< without a closing backslash
     std::wstring File(std::wstring_view name) const { return m_path + L"\\" + std::wstring(name); }
@@ -38,59 +79,159 @@ private:
     std::wstring m_path;
 };
 
-bool FileExists(const std::wstring& path);
+inline bool FileExists(const std::wstring& path)
+{
+    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 /// Whole contents; a test failure and an empty text when it cannot be read.
-std::string ReadFileBytes(const std::wstring& path);
-void WriteFileBytes(const std::wstring& path, std::string_view bytes);
-void SetReadOnly(const std::wstring& path, bool readOnly);
+inline std::string ReadFileBytes(const std::wstring& path)
+{
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    EXPECT_TRUE(file) << "cannot open " << ToUtf8(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+inline void WriteFileBytes(const std::wstring& path, std::string_view bytes)
+{
+    std::ofstream file(std::filesystem::path(path), std::ios::binary);
+    EXPECT_TRUE((file << bytes).flush()) << "cannot write " << ToUtf8(path);
+}
+inline void SetReadOnly(const std::wstring& path, bool readOnly)
+{
+    ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL);
+}
 
 /// HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE of this process are new empty keys until the end.
-class PrivateRegistry
+struct PrivateRegistry
 {
-public:
-    PrivateRegistry();
-    ~PrivateRegistry();
-    PrivateRegistry(const PrivateRegistry&) = delete;
-    PrivateRegistry& operator=(const PrivateRegistry&) = delete;
+    PrivateRegistry()
+    {
+        ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\ScanKELVTests");
+        HKEY user = nullptr, machine = nullptr;
+        ::RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\ScanKELVTests\\User", &user);
+        ::RegCreateKeyW(HKEY_CURRENT_USER, L"Software\\ScanKELVTests\\Machine", &machine);
+        EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine));
+        EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_CURRENT_USER, user));
+        ::RegCloseKey(user);
+        ::RegCloseKey(machine);
+    }
+    ~PrivateRegistry()
+    {
+        ::RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+        ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        ::RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\ScanKELVTests");
+    }
 };
 
-/// Creates the key when it is absent, and the value with these bytes; exactly these: no terminator is added.
-void StoreBytes(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD type, std::string_view bytes);
-void Store(HKEY hive, const std::wstring& key, const std::wstring& name, std::wstring_view text); ///< REG_SZ
-void Store(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD number);           ///< REG_DWORD
-/// Names with their texts or numbers.
+/// Exactly these bytes: a terminator after them would be taken for the text's own.
+inline void StoreBytes(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD type, std::string_view bytes)
+{
+    const std::string data = std::string(bytes) + "##";
+    const auto size = static_cast<DWORD>(bytes.size());
+    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, key.c_str(), name.c_str(), type, data.data(), size));
+}
+inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, std::wstring_view text) // REG_SZ
+{
+    const std::string bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
+    StoreBytes(hive, key, name, REG_SZ, bytes + std::string(sizeof(wchar_t), '\0'));
+}
+inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD number) // REG_DWORD
+{
+    StoreBytes(hive, key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)});
+}
 using NamedValues = std::vector<std::pair<const wchar_t*, std::variant<DWORD, std::wstring>>>;
-void Store(HKEY hive, const std::wstring& key, const NamedValues& values);
+inline void Store(HKEY hive, const std::wstring& key, const NamedValues& values)
+{
+    for (const auto& [name, value] : values)
+        std::visit([&, name = name](const auto& content) { Store(hive, key, name, content); }, value);
+}
 
-/// A value's type and bytes as one text: "text", a REG_SZ with its terminator; "#7", a REG_DWORD; else "type 3: 0A FF";
-/// "absent" without value or key.
-std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name);
+/// A REG_DWORD as "#7", a REG_SZ as its text; "absent" without such a value.
+inline std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name)
+{
+    wchar_t text[32768];
+    DWORD number = 0, numberSize = sizeof(number), size = sizeof(text);
+    const auto get = [&](DWORD type, void* data, DWORD* bytes) {
+        return ::RegGetValueW(hive, key.c_str(), name.c_str(), type, nullptr, data, bytes) == ERROR_SUCCESS;
+    };
+    if (get(RRF_RT_REG_DWORD, &number, &numberSize))
+        return "#" + std::to_string(number);
+    return get(RRF_RT_REG_SZ, text, &size) ? ToUtf8({text, size / sizeof(wchar_t) - 1}) : "absent";
+}
 /// Every value of a key as "name=value" and a line feed, sorted by name.
-std::string StoredValues(HKEY hive, const std::wstring& key);
-/// The names of the values of a key, in no certain order.
-std::vector<std::string> StoredNames(HKEY hive, const std::wstring& key);
-
-/// The lines with a line end behind each.
-std::string Joined(const std::vector<std::string>& lines);
+inline std::string StoredValues(HKEY hive, const std::wstring& path)
+{
+    std::map<std::string, std::string> lines; // by name
+    HKEY key = nullptr;
+    ::RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key);
+    wchar_t name[256];
+    for (DWORD i = 0, length = 256;
+         ::RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++i, length = 256)
+        lines[ToUtf8(name)] = ToUtf8(name) + "=" + Stored(hive, path, name) + "\n";
+    ::RegCloseKey(key);
+    const auto values = std::views::values(lines);
+    return Joined({values.begin(), values.end()}, "");
+}
 
 /// Collects what this process writes to the debugger console while it lives, call by call. One at a time.
 class DebugConsoleCapture
 {
 public:
-    DebugConsoleCapture();
-    ~DebugConsoleCapture();
-    DebugConsoleCapture(const DebugConsoleCapture&) = delete;
-    DebugConsoleCapture& operator=(const DebugConsoleCapture&) = delete;
+    DebugConsoleCapture() { Clear(); }
+    ~DebugConsoleCapture() { ::RemoveVectoredExceptionHandler(m_handler); }
+    DebugConsoleCapture(DebugConsoleCapture&&) = delete;
 
-    std::vector<std::string> Calls() const;
-    std::string Text() const; ///< all of it, joined
-    /// The lines of the text that belong to no failure report.
-    std::vector<std::string> Lines() const;
-    /// The expressions of the failure reports in the text.
-    std::vector<std::string> Reports() const;
-    /// The same with the context of each report.
-    std::vector<std::pair<std::string, std::string>> ReportsWithContext() const;
-    void Clear();
+    std::vector<std::string> Calls() const
+    {
+        const std::lock_guard lock(s_mutex);
+        return s_calls;
+    }
+    void Clear()
+    {
+        const std::lock_guard lock(s_mutex);
+        s_calls.clear();
+    }
+    std::string Text() const { return Joined(Calls(), ""); }
+    std::vector<std::string> Lines() const ///< that belong to no failure report
+    {
+        std::vector<std::string> lines;
+        std::istringstream text(Text());
+        bool inReport = false;
+        for (std::string line; std::getline(text, line);)
+        {
+            inReport = inReport || line.find("Expression  ") != line.npos;
+            if (!inReport)
+                lines.push_back(line.substr(0, line.find('\r')));
+            inReport = inReport && line.find(".cpp(") == line.npos; // a report's last line
+        }
+        return lines;
+    }
+    /// The expressions of the failure reports, and their contexts.
+    std::vector<std::string> Reports() const { return Between("Expression  ", "  failed!\r\n"); }
+    std::vector<std::string> Contexts() const { return Between("Context: ", " \r\n"); }
+
+private:
+    std::vector<std::string> Between(std::string_view before, std::string_view after) const
+    {
+        std::vector<std::string> found;
+        const std::string text = Text();
+        for (auto at = text.find(before); at != text.npos; at = text.find(before, at + 1))
+            found.push_back(text.substr(at + before.size(), text.find(after, at) - at - before.size()));
+        return found;
+    }
+    static LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
+    {
+        const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
+        if (record.ExceptionCode != DBG_PRINTEXCEPTION_C || record.NumberParameters < 2)
+            return EXCEPTION_CONTINUE_SEARCH;
+        const std::lock_guard lock(s_mutex);
+        s_calls.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
+        ::SetLastError(ERROR_FILE_NOT_FOUND); // as after a text that nobody takes
+        return EXCEPTION_CONTINUE_EXECUTION;
+    }
+
+    static inline std::mutex s_mutex;
+    static inline std::vector<std::string> s_calls;
+    void* const m_handler = ::AddVectoredExceptionHandler(0, &OnException); // after the checked build's own
 };
 
 } // namespace test

@@ -7,28 +7,23 @@
 namespace test
 {
 
-/// What the document model makes of a built document; `tags` is the document without any white space between its tags.
-/// Wine's puts each child on a line of its own behind tabs. Windows' is documented to put nothing there, and to leave
-/// out the declared encoding.
+/// What Wine's document model makes of a document without white space between its tags: each child is on a line of its
+/// own after tabs. Windows' is documented to put nothing there.
 inline std::wstring Serialised(std::wstring_view tags)
 {
-    static const bool isWine = ::GetProcAddress(::GetModuleHandleW(L"ntdll"), "wine_get_version") != nullptr;
-    constexpr std::wstring_view encoding = L" encoding=\"UTF-16\"";
     std::wstring text;
-    std::size_t depth = 0;
-    bool isOpen = false; // the latest tag opened an element
-    for (std::size_t at = 0; at < tags.size(); text += tags[at++])
+    bool opened = false; // the latest tag opened an element
+    for (std::size_t at = 0, end = 0, depth = 0; at < tags.size(); at = end)
     {
-        const bool closes = tags.substr(at).starts_with(L"</");
-        depth -= closes || tags.substr(at).starts_with(L"/>") ? 1U : 0U;
-        if (!isWine && tags.substr(at).starts_with(encoding))
-            at += encoding.size();
-        if (tags[at] != L'<')
-            continue;
-        if (at != 0 && tags[at - 1] == L'>' && !(isOpen && closes) && (isWine || (depth == 0 && !closes)))
+        end = std::min(tags.find(L'<', at + 1), tags.size());
+        const std::wstring_view piece = tags.substr(at, end - at); // a tag, and the text up to the next
+        const bool closes = piece.starts_with(L"</");
+        depth -= closes ? 1 : 0;
+        if (text.ends_with(L'>') && !(opened && closes))
             text += L"\r\n" + std::wstring(depth, L'\t');
-        isOpen = !closes && tags[at + 1] != L'?' && tags[tags.find(L'>', at) - 1] != L'/';
-        depth += closes || tags[at + 1] == L'?' ? 0U : 1U;
+        text += piece;
+        opened = !closes && piece[1] != L'?' && piece.find(L"/>") == piece.npos;
+        depth += opened ? 1 : 0;
     }
     return text + L"\r\n";
 }
