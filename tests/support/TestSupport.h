@@ -231,7 +231,7 @@ private:
 
     static inline std::mutex s_mutex;
     static inline std::vector<std::string> s_calls;
-    void* const m_handler = ::AddVectoredExceptionHandler(0, &OnException); // behind the checked build's own
+    void* const m_handler = ::AddVectoredExceptionHandler(0, &OnException); // after the checked build's own
 };
 
 } // namespace test
