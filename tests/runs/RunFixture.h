@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 namespace test
 {
@@ -104,9 +103,10 @@ protected:
     }
     std::string Log() const { return TextFile(m_userFolder + L"Log.txt"); }
     std::string Stored(const std::wstring& name) const { return test::Stored(HKEY_CURRENT_USER, m_key, name); }
-    std::string StoredValues() const // all but the time
+    std::string StoredValues() const // all but the time, which is the last one
     {
-        return std::regex_replace(test::StoredValues(HKEY_CURRENT_USER, m_key), std::regex("savedAt=.*\n"), "");
+        const std::string values = test::StoredValues(HKEY_CURRENT_USER, m_key);
+        return values.substr(0, values.find("savedAt="));
     }
     std::string ConfigIni() const { return Utf16TextFile(configIni); }
     std::string DeviceXml() const { return Utf16TextFile(deviceXml); }
