@@ -85,7 +85,7 @@ public:
     ~NewFile()
     {
         m_hold.reset();
-        if (m_error == ERROR_SUCCESS)
+        if (!m_wasMoved) // a copy that failed may have left the start of the file
             ::DeleteFileW(m_path.c_str());
     }
     NewFile(const NewFile&) = delete;
@@ -125,7 +125,7 @@ public:
         m_hold.reset();
         if (::MoveFileExW(m_path.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0)
             return ::GetLastError();
-        m_error = ERROR_FILE_NOT_FOUND; // nothing is left to be removed
+        m_wasMoved = true;
         return ERROR_SUCCESS;
     }
 
@@ -133,6 +133,7 @@ private:
     std::wstring m_path;
     DWORD m_error = ERROR_SUCCESS;
     OwnedHandle m_hold;
+    bool m_wasMoved = false;
 };
 
 void LogUnchanged(const std::wstring& path, const char* step, DWORD error)
@@ -195,10 +196,14 @@ ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write
             return Outcome::Failed;
         }
     }
-    if (!write(file.Path().c_str()) || !file.Flush() ||
-        (!before.IsAbsent() && !file.TakeRightsOf(m_path, before.Attributes())))
+    if (!write(file.Path().c_str()))
     {
-        LogUnchanged(m_path, "writing", ::GetLastError());
+        AgentLogger().WriteLine("\"%ws\" stays as it was: the new file would be incomplete.", m_path);
+        return Outcome::Failed;
+    }
+    if (!file.Flush() || (!before.IsAbsent() && !file.TakeRightsOf(m_path, before.Attributes())))
+    {
+        LogUnchanged(m_path, "completing the new file", ::GetLastError());
         return Outcome::Failed;
     }
     if (!(State(m_path) == before))

@@ -57,7 +57,7 @@ TEST_F(ReplacedFileTest, StaysOldWhenTheNewOneIsIncomplete)
     EXPECT_THROW(Replace([](const wchar_t*) -> bool { throw std::bad_alloc(); }), std::bad_alloc);
     EXPECT_EQ("old", ReadFileBytes(m_file));
     EXPECT_THAT(Names(), ElementsAre(L"device.xml"));
-    EXPECT_THAT(m_console.Lines(), Contains(HasSubstr("stays as it was: writing failed")));
+    EXPECT_THAT(m_console.Lines(), Contains(HasSubstr("stays as it was: the new file would be incomplete")));
 }
 
 TEST_F(ReplacedFileTest, RemovesWhatKilledRunsLeftAndNothingElse)
