@@ -121,18 +121,35 @@ bool HasOtherNames(const wchar_t* path)
     return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 || information.nNumberOfLinks > 1;
 }
 
-/// Saves under a new name, and in place only a file that has no other name.
-bool SaveDeviceXml(const XmlDocument& document, const ResourceLocationWide& path)
+/// The document model does not tell when a full disk cuts the file. It is whole when its last tag is there.
+bool IsWhole(const wchar_t* path)
 {
-    return ReplacedFile(path).Replace(ReplacedFile::Begin::Empty, [&](const wchar_t* file) {
+    const OwnedHandle file = Own(::CreateFileW(
+        path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+        nullptr));
+    wchar_t last[32]{};
+    DWORD count = 0;
+    return file != nullptr &&
+           ::SetFilePointer(file.get(), -LONG{sizeof(last)}, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
+           ::ReadFile(file.get(), last, sizeof(last), &count, nullptr) != 0 &&
+           std::wstring_view(last, std::size(last)).find(L"</devicelist>") != std::wstring_view::npos;
+}
+
+/// Saves under a new name, and in place only a file that has no other name.
+/// @throws XmlError when the file is not replaced
+void SaveDeviceXml(const XmlDocument& document, const ResourceLocationWide& path)
+{
+    const bool replaced = ReplacedFile(path).Replace(ReplacedFile::Begin::Empty, [&](const wchar_t* file) {
         if (path.View() == file && HasOtherNames(file))
         {
             AgentLogger().WriteLine("\"%ws\" is a link or has a second name, it is not written.", file);
             return false;
         }
         XmlSave(document, file);
-        return true;
+        return IsWhole(file);
     });
+    if (!replaced)
+        throw XmlError(E_FAIL, IID{});
 }
 
 } // namespace
