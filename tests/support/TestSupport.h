@@ -52,7 +52,7 @@ inline std::string Utf16File(std::wstring_view text) // with its byte-order mark
     return "\xFF\xFE" + std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
 }
 
-/// A new empty folder, removed with all it holds at the end, read-only files too.
+/// A new empty folder, removed with all it holds at the end.
 class TemporaryFolder
 {
 public:
@@ -66,8 +66,6 @@ public:
     ~TemporaryFolder()
     {
         std::error_code ignored;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path, ignored))
-            std::filesystem::permissions(entry, std::filesystem::perms::all, ignored);
         std::filesystem::remove_all(m_path, ignored);
     }
     TemporaryFolder(TemporaryFolder&&) = delete;
@@ -172,7 +170,7 @@ inline std::string StoredValues(HKEY hive, const std::wstring& path)
     return Joined({values.begin(), values.end()}, "");
 }
 
-/// Collects what this process writes to the debugger console while it lives, call by call. One at a time.
+/// Collects what this process writes to the debugger console while it lives. One at a time.
 class DebugConsoleCapture
 {
 public:
@@ -180,17 +178,16 @@ public:
     ~DebugConsoleCapture() { ::RemoveVectoredExceptionHandler(m_handler); }
     DebugConsoleCapture(DebugConsoleCapture&&) = delete;
 
-    std::vector<std::string> Calls() const
+    std::string Text() const
     {
         const std::lock_guard lock(s_mutex);
-        return s_calls;
+        return s_text;
     }
     void Clear()
     {
         const std::lock_guard lock(s_mutex);
-        s_calls.clear();
+        s_text.clear();
     }
-    std::string Text() const { return Joined(Calls(), ""); }
     std::vector<std::string> Lines() const ///< that belong to no failure report
     {
         std::vector<std::string> lines;
@@ -205,32 +202,32 @@ public:
         }
         return lines;
     }
-    /// The expressions of the failure reports, and their contexts.
-    std::vector<std::string> Reports() const { return Between("Expression  ", "  failed!\r\n"); }
-    std::vector<std::string> Contexts() const { return Between("Context: ", " \r\n"); }
-
-private:
-    std::vector<std::string> Between(std::string_view before, std::string_view after) const
+    std::vector<std::string> Reports() const ///< the expressions of the failure reports
     {
+        const std::string text = Text(), before = "Expression  ";
         std::vector<std::string> found;
-        const std::string text = Text();
-        for (auto at = text.find(before); at != text.npos; at = text.find(before, at + 1))
-            found.push_back(text.substr(at + before.size(), text.find(after, at) - at - before.size()));
+        for (auto at = text.find(before); at != text.npos; at = text.find(before, at))
+        {
+            at += before.size();
+            found.push_back(text.substr(at, text.find("  failed!\r\n", at) - at));
+        }
         return found;
     }
+
+private:
     static LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
     {
         const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
         if (record.ExceptionCode != DBG_PRINTEXCEPTION_C || record.NumberParameters < 2)
             return EXCEPTION_CONTINUE_SEARCH;
         const std::lock_guard lock(s_mutex);
-        s_calls.emplace_back(reinterpret_cast<const char*>(record.ExceptionInformation[1]));
+        s_text += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
         ::SetLastError(ERROR_FILE_NOT_FOUND); // as after a text that nobody takes
         return EXCEPTION_CONTINUE_EXECUTION;
     }
 
     static inline std::mutex s_mutex;
-    static inline std::vector<std::string> s_calls;
+    static inline std::string s_text;
     void* const m_handler = ::AddVectoredExceptionHandler(0, &OnException); // after the checked build's own
 };
 

@@ -40,8 +40,6 @@ TEST(ConfigureFromDebugIniTest, SetsMaskAndPrefix)
         const bool done = ConfigureFromDebugIni(file.c_str(), "Agent", mask, time, module, thread);
         return Format<char>("%d: mask %lu, prefix %d%d%d", done, mask, time, module, thread);
     };
-    EXPECT_EQ("0: mask 0, prefix 000", configured(""));
-    EXPECT_EQ("1: mask 0, prefix 000", configured(ToUtf8(path)));
     WriteFileBytes(path, "[Modules]\r\nKELVClient=1\r\nagent=3\r\n[Format]\r\nShowTime=2\r\nShowModule=0\r\n");
     EXPECT_EQ("1: mask 3, prefix 100", configured(ToUtf8(path)));
     WriteFileBytes(path, "[Format]\r\nShowThread=6844\r\n");
