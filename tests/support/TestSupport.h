@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <map>
 #include <mutex>
-#include <ranges>
 #include <sstream>
 #include <variant>
 #include <windows.h>
@@ -166,8 +165,10 @@ inline std::string StoredValues(HKEY hive, const std::wstring& path)
          ::RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++i, length = 256)
         lines[ToUtf8(name)] = ToUtf8(name) + "=" + Stored(hive, path, name) + "\n";
     ::RegCloseKey(key);
-    const auto values = std::views::values(lines);
-    return Joined({values.begin(), values.end()}, "");
+    std::string text;
+    for (const auto& line : lines)
+        text += line.second;
+    return text;
 }
 
 /// Collects what this process writes to the debugger console while it lives. One at a time.

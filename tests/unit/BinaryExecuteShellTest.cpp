@@ -18,7 +18,6 @@ TEST(BinaryExecuteShellTest, StartsAProgramWithItsParametersInItsDirectory)
         ::Sleep(100);
     EXPECT_EQ("\"" + ToUtf8(program) + "\" /a  \"b c\" \xC3\xA4\n", ReadFileBytes(log));
     EXPECT_FALSE(BinaryExecuteShellNoWait(none.c_str(), L"open", L"", L""));
-    const std::string end = "> with argument \"\" in working directory \"\"...\r\n";
-    EXPECT_THAT(console.Text(), testing::HasSubstr("about to [open] <" + ToUtf8(none) + end));
+    EXPECT_THAT(console.Text(), testing::HasSubstr("about to [open] <" + ToUtf8(none) + "> with argument \"\" in"));
     EXPECT_EQ(std::vector{std::string("result")}, console.Reports());
 }
