@@ -22,7 +22,6 @@ static const struct { std::string_view name; void (*make)(); } plantedErrors[] =
     {"StackAfterScope", [] { { int inner = 1; numbers = &inner; } result = *numbers; }},
     {"GlobalRead", [] { numbers = global; result = numbers[eight]; }},
     {"HeapRead", [] { const auto block = std::make_unique<char[]>(13); result = block[eight + 5]; }},
-    {"HeapWriteBefore", [] { const auto block = std::make_unique<char[]>(13); block[eight - 9] = 1; }},
     {"UseAfterDelete", [] { numbers = new int; delete numbers; *numbers = 1; }},
     {"SecondDelete", [] { numbers = new int; delete numbers; delete numbers; }},
     {"SignedOverflow", [] { result = largest + 1; }},

@@ -14,7 +14,6 @@ const CommandLineCase commandLineCases[] = {
     {"SlashInTheProgramPath", L"C:/agent.exe /Q", L"agent.exe=;Q;"},
     {"OnlyBlanksSeparate", L"agent /L   de x /q\ty z", L"L=de;q\ty=z;"},
     {"QuotesKeepBlanksAndSlashes", L"\"C:\\Program Files\\agent.exe\" /M \" Big /Scan \"/Q", L"M= Big /Scan ;Q;"},
-    {"QuoteWithoutEnd", L"agent /M \"Big /Q ", L"M=Big /Q ;"},
     {"QuotesOfNothing", L"agent /M \"\" /M \"", L"M=;M=;"},
     {"QuotesAndSlashesInsideWords", L"agent /M a\"b c\" /More a/b /x/y", L"M=a\"b;More=a/b;x/y;"},
     {"NextCommandIsNoArgument", L"agent /U  /H /", L"U=;H=;;"},

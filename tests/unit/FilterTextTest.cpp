@@ -20,7 +20,6 @@ const char* const on = "Current device feature ON -";
 const FilterCase filterCases[] = {
     {"Defaults", 0, L"", "", L"0", L"Quellon Generic Scan Driver", L"Quellon", L"0", on},
     {"AnyNames", 1, L"/M <\x00F6> /V \"\"", "", L"1", L"&lt;\x00F6&gt;", L"", L"0", on},
-    {"CurrentDevice", 2, L"/prop", ONE "1", L"2", L"One", L"Quellon", L"0", on, L"current"},
     {"Off", 3, L"", ONE "0\nPropertiesUI=2", L"3", L"One", L"Quellon", L"1", "Current device feature OFF - not"},
     {"Wanted", 4, L"/prop", ONE "0\nPropertiesUI=1", L"4", L"One", L"Quellon", L"1", on, L"current"},
     {"NoSuchMode", 6, L"/more Rec", ONE "1", L"5", L"One", L"Quellon", L"0", "MultiSelect -", L"record"},

@@ -68,12 +68,3 @@ TEST_P(Formatter, PrintsAsMuchAsFitsAlikeIn8BitAndWide)
     expectInBuffersOfEverySize(latin1.toWide(GetParam().text));
 }
 INSTANTIATE_TEST_SUITE_P(, Formatter, testing::ValuesIn(formatCases), caseName);
-
-TEST(NarrowPieces, KeepSurrogatePairsWhole)
-{
-    std::size_t length = 0;
-    NarrowPieces(latin1, std::wstring(127, L'x') + L"\xD83D\xDE00", [&](std::string_view piece) {
-        EXPECT_NE(128U, length += piece.size()) << "a piece ends between both halves";
-    });
-    EXPECT_EQ(129U, length);
-}
