@@ -109,7 +109,6 @@ protected:
         return values.substr(0, values.find("savedAt="));
     }
     std::string ConfigIni() const { return Utf16TextFile(configIni); }
-    std::string DeviceXml() const { return Utf16TextFile(deviceXml); }
 
     /// Values that an earlier run or another program stored: a name, a value, a name, a value...
     template <class Value, class... More>
