@@ -66,3 +66,21 @@ TEST_P(CurrentDeviceTest, IsOfStorageFileAndOptions)
     EXPECT_EQ(lastLine, m_console.Lines().back());
 }
 INSTANTIATE_TEST_SUITE_P(, CurrentDeviceTest, testing::ValuesIn(currentCases), caseName);
+
+TEST_F(XmlTest, ADeviceXmlAboveOneMebibyteIsIgnored)
+{
+    const std::wstring path = DeviceXmlLocation().Text();
+    Store(HKEY_CURRENT_USER, key, L"PortName", L"P");
+    for (const std::size_t size : {0x100000U, 0x100001U})
+    {
+        std::string file = "<devicelist><device><MDL>T</MDL></device></devicelist>";
+        file.resize(size, ' ');
+        WriteFileBytes(path, file);
+        m_console.Clear();
+        XmlOptionAddDeviceListSingleSelect(Options(L"/M One"), m_document, m_option);
+        const bool isIgnored = m_console.Text().find("too large or no plain file, ignored") != std::string::npos;
+        EXPECT_EQ(size > 0x100000, isIgnored) << size;
+        EXPECT_EQ(isIgnored, m_console.Text().find("mdlString: T") == std::string::npos) << size;
+    }
+    ::DeleteFileW(path.c_str());
+}
