@@ -1,6 +1,7 @@
 #include "AgentClientAppHandler.h"
 
 #include "AgentTest.h"
+#include "ComThread.h"
 
 #include <thread>
 
@@ -29,6 +30,8 @@ TEST_F(AgentClientAppHandlerTest, AnswersOnAnyThreadAndLeavesItsComAsItWas)
             EXPECT_THAT(m_console.Reports(), testing::IsEmpty());
             EXPECT_EQ(had, ::CoInitializeEx(nullptr, COINIT_MULTITHREADED));
         }).join();
+    EXPECT_TRUE(ComThread().IsValid()); // this thread has had COM before
+    EXPECT_THAT(m_console.Reports(), testing::ElementsAre("comInitResult"));
 }
 
 } // namespace

@@ -51,7 +51,8 @@ TEST(ReportFailedExpressionTest, NamesWhatIsUnknownAndCutsWhatIsLong)
 {
     DebugConsoleLogger(); // whose first use writes its description
     const DebugConsoleCapture console;
-    ReportFailedExpression(DebugConsoleLogger(), nullptr, nullptr, nullptr, 7, nullptr, 0);
+    ReportFailedExpression(DebugConsoleLogger(), "silent", nullptr, nullptr, 7, nullptr, silentLevel);
+    ReportFailedExpression(DebugConsoleLogger(), nullptr, nullptr, nullptr, 7, nullptr, silentLevel + 1);
     ReportFailedExpression(DebugConsoleLogger(), xs.c_str(), xs.c_str(), "a", 7, xs.c_str(), 0);
     const std::string cut = "Expression  " + xs.substr(0, 1011) + "\r\n" + xs.substr(0, 1023) + "\r\n";
     EXPECT_EQ(ods + "\r\nUNKNOWN CALLER,\r\nUNKNOWN FILE(7)\r\n" + ods + cut, console.Text());

@@ -10,6 +10,21 @@ const TemporaryFolder folder;
 const std::wstring logPath = folder.File(L"Log.txt");
 const std::string logFile = ToUtf8(logPath), ms(127, 'm');
 
+static int tones = 0;
+
+static BOOL WINAPI CountTone(DWORD hertz, DWORD milliseconds)
+{
+    tones += hertz == 440 && milliseconds == 500 ? 1 : 100;
+    return TRUE;
+}
+// In the place of the import library's own: what this program calls as Beep.
+#ifdef _WIN64
+extern "C" decltype(&CountTone) importedBeep asm("__imp_Beep");
+#else
+extern "C" decltype(&CountTone) importedBeep asm("__imp__Beep@8");
+#endif
+decltype(&CountTone) importedBeep = &CountTone;
+
 /// Settings that are no path: a mask, and letters for what the prefix shows.
 static bool
 Configure(const char* settings, const char*, DWORD& mask, bool& showTime, bool& showModule, bool& showThread)
@@ -77,6 +92,13 @@ TEST(LoggerTest, WritesTextsOfEveryLengthWhole)
         EXPECT_EQ("Agent: " + text + "\r\n\r\n\r\n\r\n", console.Text());
         EXPECT_EQ(all += console.Text(), ReadFileBytes(logPath));
     }
+}
+
+TEST(LoggerTest, BeepsForPrefixTextAndLineEnd)
+{
+    tones = 0;
+    Make("4m")->WriteLine("text");
+    EXPECT_EQ(3, tones);
 }
 
 TEST(LoggerTest, AppendsToWhatOthersWriteAndKeepsTheLastError)

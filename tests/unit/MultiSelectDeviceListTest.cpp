@@ -73,6 +73,12 @@ TEST_F(RecordsTest, GiveThePortData)
     StoreRecord(0, {{L"Address", std::wstring(255, L'a')}});
     StoreRecord(1, {{L"Address", std::wstring(256, L'a')}}); // too long
     EXPECT_TRUE(XmlGeneratePrinterPortData(ports, L"Rec"));
+    std::wstring path = L"Rec"; // one of which a record's own path would be cut to that of another key
+    while (path.size() < 4085)
+        path += L"\\" + std::wstring(std::min<std::size_t>(200, 4084 - path.size()), L'p');
+    Store(HKEY_LOCAL_MACHINE, path + L"\\Printer00", L"Address", L"a");
+    _bstr_t none;
+    EXPECT_FALSE(XmlGeneratePrinterPortData(none, path.c_str()));
     EXPECT_EQ(Serialised(L"<ports><port>" + std::wstring(255, L'a') + L"</port><port></port></ports>"), ports.View());
     EXPECT_THAT(m_console.Lines(), testing::IsSupersetOf({"try to open Rec\\Printer001", "addressString: "}));
 }

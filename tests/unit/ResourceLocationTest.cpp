@@ -41,6 +41,7 @@ TEST(ResourceLocationShellTest, KnowsTheSystemsFolders)
     std::filesystem::remove_all(folder);
     EXPECT_EQ(folder + "\\Config.ini", WiaConfigLocation().Text());
     const DebugConsoleCapture console;
+    WiaConfigLocation(); // whose folders exist now
     EXPECT_TRUE(PathExists(ToWide(folder).c_str(), true) && !PathExists(folder.c_str(), false));
     EXPECT_TRUE(GetLocationByFolderID(0x7777).IsEmpty() && GetLocationByPIDL(nullptr).IsEmpty());
     EXPECT_THAT(console.Reports(), testing::ElementsAre("specialFolderLocationHResult", "gotPath"));

@@ -2,6 +2,7 @@
 #include "StoredDevice.h"
 
 #include "AgentTest.h"
+#include "ColourProfileUpdater.h"
 #include "DeviceListParsing.h"
 #include "DeviceXml.h"
 
@@ -157,6 +158,16 @@ TEST_F(StoredDeviceTest, DeviceXmlIsReplacedAndOpenToEveryone)
     ::ConvertSecurityDescriptorToStringSecurityDescriptorW(after, 1, DACL_SECURITY_INFORMATION, &text, nullptr);
     EXPECT_THAT(text, EndsWith(L"(A;OICI;0x1301ff;;;WD)")); // as Wine shows mode 0777
     ::LocalFree(text);
+}
+
+TEST_F(StoredDeviceTest, UpdatersNameIsCutAndAFailedStartIsLogged)
+{
+    const std::wstring updater = LocationOfModuleFile(L"Hueward.exe").Text();
+    WriteFileBytes(updater, "no program");
+    EXPECT_FALSE(StartColourProfileUpdater(std::wstring(1017, L'x').c_str()));
+    ::DeleteFileW(updater.c_str());
+    EXPECT_THAT(m_console.Text(), HasSubstr("triple-quoted name \"\"\"" + std::string(1017, 'x') + "\"\"\r\n"));
+    EXPECT_EQ("Hueward failed.", m_console.Lines().back());
 }
 
 } // namespace
