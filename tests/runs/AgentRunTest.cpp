@@ -52,7 +52,10 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceListEvenWithoutDeviceXmlAndUpdater)
         "ExtDeviceID=Ext\nHostName=host\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\n"
         "PortName=192.0.2.7\nProductName=Maker Model\nSerial=\nSystemDeviceName=System\nUI_Mode=#1\nVID=#3869\n",
         StoredValues());
-    EXPECT_THAT(Log(), AllOf(HasSubstr("\nHueward not found at "), HasSubstr("Expression  exportResult  failed!")));
+    EXPECT_THAT(
+        Log(), AllOf(
+                   HasSubstr("\ncommentPresents: 0\n"), HasSubstr("\nHueward not found at "),
+                   HasSubstr("Expression  exportResult  failed!")));
 }
 
 struct WayCase

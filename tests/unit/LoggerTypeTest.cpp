@@ -101,6 +101,11 @@ TEST(LoggerTest, BeepsForPrefixTextAndLineEnd)
     EXPECT_EQ(3, tones);
 }
 
+TEST(LoggerTest, OfTheDebuggerConsoleAloneHasNoOtherSink)
+{
+    EXPECT_FALSE(LoggerType<TextRenderDebugConsole>("A", &Configure, "", "12").IsEnabled());
+}
+
 TEST(LoggerTest, AppendsToWhatOthersWriteAndKeepsTheLastError)
 {
     DebugConsoleCapture console;
