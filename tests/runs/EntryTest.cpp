@@ -38,6 +38,13 @@ TEST_F(AgentRun, IsRefusedWithoutAUsableObject)
     EXPECT_EQ(1, Run(L"/Q"));
     EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to problem detecting other program instances!\n\n\n"));
     ::CloseHandle(event);
+    const HANDLE file = // its mapping cannot be viewed for writing
+        ::CreateFileW(File(L"ScanKELV.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE readOnly = ::CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 4, InstanceObject::name);
+    EXPECT_EQ(1, Run(L"/Q"));
+    EXPECT_THAT(Log(), EndsWith("\nKELV cannot run due to problem detecting other program instances!\n\n\n"));
+    ::CloseHandle(readOnly);
+    ::CloseHandle(file);
 }
 
 TEST_F(AgentRun, IsTheOnlyOneUntilItEnds)
