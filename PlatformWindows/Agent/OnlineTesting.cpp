@@ -75,10 +75,11 @@ void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
     AgentLogger().WriteLine(
         "patch device addresses %ws, %ws", answer.queriedAddress.text.data(), answer.queriedMacAddress.text.data());
     patch(storage);
-    if (const ResourceLocationWide path = WiaConfigLocationWide(); !path.View().empty())
-        WriteWiaStorage(path, patch);
-    else
+    const ResourceLocationWide path = WiaConfigLocationWide();
+    if (path.View().empty())
         AgentLogger().WriteLine("WIA storage invalid");
+    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // no empty file otherwise
+        WriteWiaStorage(path, patch);
 }
 
 void StoreAnswer(const wchar_t* productName, bool isNetwork)

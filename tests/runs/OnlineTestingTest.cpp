@@ -67,4 +67,12 @@ TEST_P(AnswerTest, IsWrittenBack)
 }
 INSTANTIATE_TEST_SUITE_P(, AnswerTest, testing::ValuesIn(answerCases), caseName);
 
+TEST_F(AgentRun, WritesNoAddressThatNobodyToldAndMakesNoFileForIt)
+{
+    LibraryGives("QueryDeviceAddress", "<address><null/></address><macaddress><null/></macaddress>");
+    EXPECT_EQ(0, Run(L"/Q"));
+    EXPECT_EQ("Changed=#1\nOnline=#1\n", StoredValues());
+    EXPECT_FALSE(FileExists(configIni));
+}
+
 } // namespace test

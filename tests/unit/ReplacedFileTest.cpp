@@ -104,9 +104,9 @@ TEST_F(WiaStorageTest, KeepsTheEntriesOfOthersAndTellsWhatTheCodePageLoses)
             keys.SetULong(L"PID", 7);
         });
     };
-    WriteFileBytes(m_file, "[User]\r\nmine=1\r\n; the end\r\n");
+    WriteFileBytes(m_file, "[ScanKELV]\r\nmine=1\r\n; the end\r\n");
     write(L"B\u00FCro");
-    EXPECT_EQ("[User]\r\nmine=1\r\n; the end\r\n[IO]\r\nLocation=B\xFCro\r\nPID=7\r\n", ReadFileBytes(m_file));
+    EXPECT_EQ("[ScanKELV]\r\nmine=1\r\n; the end\r\n[IO]\r\nLocation=B\xFCro\r\nPID=7\r\n", ReadFileBytes(m_file));
     EXPECT_THAT(m_console.Lines(), Not(Contains(HasSubstr("lost characters"))));
     write(L"\u4F1A");
     EXPECT_THAT(m_console.Lines(), Contains(HasSubstr("lost characters")));
