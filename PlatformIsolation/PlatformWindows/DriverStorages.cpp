@@ -2,30 +2,27 @@
 
 #include "Loggers.h"
 
+#include <algorithm>
 #include <atomic>
 
 namespace scankelv
 {
 
-/// Names that the code page cannot hold share one key: drivers read it so.
-void LogLossOnce(const wchar_t* productName)
-{
-    static std::atomic_flag said;
-    if (WideFromNarrow(NarrowFromWide(productName)) != productName && !said.test_and_set())
-        AgentLogger().WriteLine(
-            "The code page cannot hold the product name \"%ws\", others may share its key.", productName);
-}
-
 ResourceLocation TwainStoragePath(const wchar_t* productName)
 {
-    LogLossOnce(productName);
-    const auto print = [productName](std::span<char> buffer) {
-        return FormatInto(buffer, "Software\\%s\\%ws", "QLScan", productName);
-    };
-    ResourceLocation path;
-    if (const std::size_t length = print({}); path.Create(length + 1))
-        print({path.Elements(), path.Count()});
-    return path;
+    const std::wstring_view name = productName;
+    const std::string narrow = NarrowFromWide(name);
+    const std::wstring back = WideFromNarrow(narrow);
+    // A conversion that failed leaves characters out: that would be the key of another product.
+    const auto pairs = std::ranges::count_if(name, [](wchar_t c) { return IS_LOW_SURROGATE(c); });
+    if (back.size() + static_cast<std::size_t>(pairs) < name.size())
+        return {};
+    // Names that the code page cannot hold share one key: drivers read it so.
+    static std::atomic_flag said;
+    if (back != name && !said.test_and_set())
+        AgentLogger().WriteLine(
+            "The code page cannot hold the product name \"%ws\", others may share its key.", productName);
+    return ResourceLocation(Format<char>("Software\\%s\\%s", "QLScan", narrow.c_str()));
 }
 
 bool TwainStorageOpenRead(CrossProductStorage& storage, const wchar_t* productName)

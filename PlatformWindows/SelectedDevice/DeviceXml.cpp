@@ -158,7 +158,7 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
 {
     const XmlDocument document = XmlCreateDocumentInitialisingCom();
     if (!document)
-        return true;
+        throw XmlError(E_FAIL, IID_IXMLDOMDocument);
     XmlAddDeclaration(document);
     const XmlElement list = XmlCreateElement(document, L"devicelist");
     XmlSetAttribute(list, L"version", L"1.0.2");
@@ -169,8 +169,9 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
     XmlAppend(document.Get(), list.Get());
 
     const ResourceLocationWide file = DeviceXmlLocation();
-    if (!file.IsEmpty())
-        SaveDeviceXml(document, file);
+    if (file.IsEmpty())
+        throw XmlError(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), IID{});
+    SaveDeviceXml(document, file);
     return true;
 }
 

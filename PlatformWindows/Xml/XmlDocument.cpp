@@ -96,8 +96,9 @@ XmlDocument XmlCreateDocumentInitialisingCom()
     XmlCreateDocument(document, context);
     if (!document)
     {
-        // Not undone: the new document needs the thread's COM as long as it exists.
-        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        // The document needs the thread's COM as long as it exists. A thread that has it already (S_FALSE) keeps it.
+        if (::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED) == S_FALSE)
+            ::CoUninitialize();
         XmlCreateDocument(document, context);
     }
     if (document)
