@@ -1,6 +1,7 @@
 #include "DriverStorages.h"
 
 #include "Loggers.h"
+#include "VendorNames.h"
 
 #include <algorithm>
 #include <atomic>
@@ -22,7 +23,7 @@ ResourceLocation TwainStoragePath(const wchar_t* productName)
     if (back != name && !said.test_and_set())
         AgentLogger().WriteLine(
             "The code page cannot hold the product name \"%ws\", others may share its key.", productName);
-    return ResourceLocation(Format<char>("Software\\%s\\%s", "QLScan", narrow.c_str()));
+    return ResourceLocation(Format<char>("Software\\%s\\%s", VENDOR_DRIVER_STORE, narrow.c_str()));
 }
 
 bool TwainStorageOpenRead(CrossProductStorage& storage, const wchar_t* productName)

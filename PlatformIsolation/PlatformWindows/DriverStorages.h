@@ -7,7 +7,8 @@
 namespace scankelv
 {
 
-/// "Software\QLScan\" and the product name, in the system's 8-bit code page; empty when it cannot be converted.
+/// "Software\", the vendor's key and the product name, in the system's 8-bit code page; empty when it cannot be
+/// converted.
 ResourceLocation TwainStoragePath(const wchar_t* productName);
 
 bool TwainStorageOpenRead(CrossProductStorage& storage, const wchar_t* productName); ///< user hive, then system hive

@@ -3,6 +3,7 @@
 #include "Loggers.h"
 #include "Owners.h"
 #include "ResourceLocation.h"
+#include "VendorNames.h"
 
 #include <new>
 
@@ -19,8 +20,7 @@ class SingleInstance
 public:
     SingleInstance()
         : m_mapping(::CreateFileMappingW(
-              INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD),
-              L"{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}")),
+              INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD), L"" VENDOR_INSTANCE_GUARD)),
           m_creationError(::GetLastError())
     {
         if (m_mapping != nullptr)
@@ -35,15 +35,15 @@ public:
         constexpr DWORD uninstallUnderWay = 0;
         constexpr DWORD agentMayRun = 1;
         if (m_mapping == nullptr)
-            return "ScanKELV cannot run due to problem detecting other program instances!";
+            return VENDOR_PROGRAM " cannot run due to problem detecting other program instances!";
         const bool created = m_creationError == ERROR_SUCCESS;
         if (m_word == nullptr || (!created && m_creationError != ERROR_ALREADY_EXISTS))
-            return "KELV cannot run due to problem detecting other program instances!";
+            return VENDOR_SHORT_NAME " cannot run due to problem detecting other program instances!";
         const DWORD word = *m_word; // read once, as another process may change it
         if (created || word == agentMayRun)
             return nullptr;
-        return word == uninstallUnderWay ? "ScanKELV cannot run due to uninstall!"
-                                         : "ScanKELV cannot run due to other program instances running!";
+        return word == uninstallUnderWay ? VENDOR_PROGRAM " cannot run due to uninstall!"
+                                         : VENDOR_PROGRAM " cannot run due to other program instances running!";
     }
 
     /// Records this process as the running agent; call it only when Refusal() is null. @return the process id
@@ -76,9 +76,9 @@ std::wstring ProgramVersion()
 void LogVersion()
 {
     if (const std::wstring version = ProgramVersion(); !version.empty())
-        ClientLogger().WriteLine("ScanKELV version %S", version.c_str());
+        ClientLogger().WriteLine(VENDOR_PROGRAM " version %S", version.c_str());
     else
-        ClientLogger().WriteLine("ScanKELV version UNKNOWN!");
+        ClientLogger().WriteLine(VENDOR_PROGRAM " version UNKNOWN!");
 }
 
 bool RunAsSingleInstance()
@@ -89,9 +89,9 @@ bool RunAsSingleInstance()
         ClientLogger().WriteLine("%s", refusal);
         return false;
     }
-    ClientLogger().WriteLine("KELV process Id: %lu", instance.Occupy());
+    ClientLogger().WriteLine(VENDOR_SHORT_NAME " process Id: %lu", instance.Occupy());
     const bool done = RunAgent();
-    ClientLogger().WriteLine("KELV port configuration %s.", done ? "done" : "not done");
+    ClientLogger().WriteLine(VENDOR_SHORT_NAME " port configuration %s.", done ? "done" : "not done");
     return done;
 }
 
@@ -112,6 +112,6 @@ try
 catch (const std::bad_alloc&)
 {
     // Written without a logger, as its creation may have run out of memory.
-    ::OutputDebugStringA("ScanKELV cannot run, memory ran out!\r\n");
+    ::OutputDebugStringA(VENDOR_PROGRAM " cannot run, memory ran out!\r\n");
     return 1;
 }

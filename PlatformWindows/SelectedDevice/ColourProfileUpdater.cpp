@@ -4,6 +4,7 @@
 #include "FolderOperations.h"
 #include "Loggers.h"
 #include "ResourceLocation.h"
+#include "VendorNames.h"
 
 namespace scankelv
 {
@@ -18,10 +19,10 @@ constexpr std::size_t argumentCapacity = 1023;
 bool StartColourProfileUpdater(const wchar_t* productName)
 {
     LoggerTypeAbstract& logger = AgentLogger();
-    const ResourceLocationWide updater = LocationOfModuleFile(L"Hueward.exe");
+    const ResourceLocationWide updater = LocationOfModuleFile(VENDOR_UPDATER L".exe");
     if (!PathExists(updater.Text(), false))
     {
-        logger.WriteLine("Hueward not found at expected location \"%ws\".", updater.Text());
+        logger.WriteLine(VENDOR_UPDATER " not found at expected location \"%ws\".", updater.Text());
         return false;
     }
     wchar_t argument[argumentCapacity];
@@ -30,7 +31,7 @@ bool StartColourProfileUpdater(const wchar_t* productName)
 
     const bool started =
         BinaryExecuteShellNoWait(updater.Text(), L"open", argument, ModuleFolderLocation<wchar_t>().Text());
-    logger.WriteLine("Hueward %s.", started ? "finished normally" : "failed");
+    logger.WriteLine(VENDOR_UPDATER " %s.", started ? "finished normally" : "failed");
     return started;
 }
 
