@@ -97,6 +97,34 @@ class Compilation(ProductTest):
         self.check_version((WORK / "vendor" / resource).read_bytes(), "2.30.4.5", **texts)
 
 
+class Messages(ProductTest):
+    """Each narrow text literal of the agent's sources is a text that it can write, but for these. A text is compared by
+    the pieces between what varies, as some are written piece by piece; a piece has two letters at least."""
+    NOT_WRITTEN = set("Changed|Config.ini|Debug.ini|DllGetVersion|FATAL|FindwellDlg.dll|Format|Log.txt|Modules|Online|"
+                      "QLScan|Quellon Generic Scan Driver|ScanKELV|ShowModule|ShowThread|ShowTime|Software\\\\|UI_Mode|"
+                      "[ScanKELV-EndOfFile] end=1|an argument is a number, an 8-bit or a wide text|diuxX|diuxXcsS|"
+                      "savedAt".split("|"))
+    LITERAL = re.compile(r"""//.*|#.*|'(?:\\.|[^'\\\n])+'|L"(?:\\.|[^"\\])*"|((?:"(?:\\.|[^"\\])*"\s*)+)""")
+
+    def pieces(self, text):
+        found = {" ".join(piece.split()).strip(" :") for piece in text.split("…")}
+        return {piece for piece in found if re.search("[A-Za-z]{2}", piece)}
+
+    def test_every_text_has_an_entry_and_every_entry_a_text(self):
+        written, entries = set(), set()
+        for folder in "diagnostics", "PlatformIsolation", "PlatformWindows":
+            for file in (HERE / folder).rglob("*.[ch]*"):
+                for literal in self.LITERAL.findall(file.read_text()):
+                    text = "".join(re.findall(r'"((?:\\.|[^"\\])*)"', literal))
+                    text = re.sub(r"\\x\w\w|\\[nr]", " ", text).replace('\\"', '"')
+                    written |= self.pieces(re.sub(r"%[\d.-]*l?(ws|[a-zA-Z])", "…", text))
+        for row in re.findall(r"^\|(.*?)\|", (HERE / "docs/Messages.md").read_text(), re.M):
+            for text in re.findall("`(.*?)`", row):
+                entries |= self.pieces(text)
+        self.assertEqual(set(), written - entries - self.NOT_WRITTEN, "no entry in docs/Messages.md")
+        self.assertEqual(set(), entries - written, "no such text in the sources")
+
+
 class PlantedErrors(ProductTest):
     PROGRAM = BUILD / "tests/product/product_PlantedErrors.exe"
 
