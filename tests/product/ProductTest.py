@@ -104,7 +104,8 @@ class Messages(ProductTest):
                       "QLScan|Quellon Generic Scan Driver|ScanKELV|ShowModule|ShowThread|ShowTime|Software\\\\|UI_Mode|"
                       "[ScanKELV-EndOfFile] end=1|an argument is a number, an 8-bit or a wide text|diuxX|diuxXcsS|"
                       "savedAt".split("|"))
-    LITERAL = re.compile(r"""//.*|#.*|'(?:\\.|[^'\\\n])+'|L"(?:\\.|[^"\\])*"|((?:"(?:\\.|[^"\\])*"\s*)+)""")
+    LITERAL = re.compile(r"""//.*|#.*|'(?:\\.|[^'\\\n])+'|L"(?:\\.|[^"\\])*"(?:\s*L?"(?:\\.|[^"\\])*")*"""
+                         r"""|((?:"(?:\\.|[^"\\])*"\s*)+)""")
 
     def pieces(self, text):
         found = {" ".join(piece.split()).strip(" :") for piece in text.split("…")}
@@ -112,9 +113,14 @@ class Messages(ProductTest):
 
     def test_every_text_has_an_entry_and_every_entry_a_text(self):
         written, entries = set(), set()
+        settings = "".join(map(Path.read_text, HERE.glob("vendor/*.cmake")))
+        names = dict(re.findall(r'set\((VENDOR_\w+) ["[]*(.*?)["\])]', settings))
         for folder in "diagnostics", "PlatformIsolation", "PlatformWindows":
             for file in (HERE / folder).rglob("*.[ch]*"):
-                for literal in self.LITERAL.findall(file.read_text()):
+                source = re.sub(r"\bVENDOR_\w+", lambda macro: f'"{names.get(macro[0])}"', file.read_text())
+                for macro, value in re.findall(r'#define (\w+) (".*")', source):
+                    source = re.sub(rf"\b{macro}\b", lambda _: value, source)
+                for literal in self.LITERAL.findall(source):
                     text = "".join(re.findall(r'"((?:\\.|[^"\\])*)"', literal))
                     text = re.sub(r"\\x\w\w|\\[nr]", " ", text).replace('\\"', '"')
                     written |= self.pieces(re.sub(r"%[\d.-]*l?(ws|[a-zA-Z])", "…", text))
