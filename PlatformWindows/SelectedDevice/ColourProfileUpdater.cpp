@@ -5,6 +5,8 @@
 #include "Loggers.h"
 #include "ResourceLocation.h"
 
+#include <algorithm>
+
 namespace scankelv
 {
 namespace
@@ -24,8 +26,11 @@ bool StartColourProfileUpdater(const wchar_t* productName)
         logger.WriteLine("Hueward not found at expected location \"%ws\".", updater.Text());
         return false;
     }
+    // The name is a device's: a quote in it would end the argument and begin others.
+    std::wstring name = productName;
+    std::ranges::replace(name, L'"', L'\'');
     wchar_t argument[argumentCapacity];
-    FormatInto(std::span<wchar_t>(argument), "\"\"\"%ws\"\"\"", productName);
+    FormatInto(std::span<wchar_t>(argument), "\"\"\"%ws\"\"\"", name);
     logger.WriteLine("triple-quoted name %ws", std::wstring_view(argument));
 
     const bool started =
