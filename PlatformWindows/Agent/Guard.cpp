@@ -97,11 +97,16 @@ std::wstring Hold(const InstanceObject& object, DWORD seconds)
     }
 }
 
+/// Ctrl+C ends the command, and the guard after it.
+BOOL WINAPI IgnoreControl(DWORD)
+{
+    return TRUE;
+}
+
 /// @return the command's exit code, nothing if it cannot be started
 std::optional<DWORD> Run(std::wstring& command)
 {
-    // Ctrl+C ends the command, and the guard after it.
-    ::SetConsoleCtrlHandler([](DWORD) { return TRUE; }, TRUE);
+    ::SetConsoleCtrlHandler(&IgnoreControl, TRUE);
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process;
