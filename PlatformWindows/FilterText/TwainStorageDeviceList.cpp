@@ -86,6 +86,9 @@ void PresetFromDeviceXml(StoredValues& values)
         AgentLogger().WriteLine("device.xml is too large or no plain file, ignored");
         return;
     }
+    if (!XmlForbidExternals(document))
+        return;
+    XmlForbidDocumentType(document);
     XmlLoadFile(document, path.Text());
     const XmlNode device = XmlFirstOf(document.Get(), L"/devicelist/device");
     if (!device)

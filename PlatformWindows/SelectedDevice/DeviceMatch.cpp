@@ -49,7 +49,7 @@ bool XmlDeviceMatch(const AgentOptions& options, const wchar_t* deviceXml) noexc
 try
 {
     XmlDocument document;
-    if (!XmlOpenDocument(document))
+    if (!XmlOpenDocument(document) || !XmlForbidExternals(document))
         return false;
     if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
         return false;

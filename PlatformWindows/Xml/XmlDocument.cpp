@@ -3,14 +3,19 @@
 #include "Loggers.h"
 #include "XmlCharacters.h"
 
+#include <msxml2.h>
 #include <objbase.h>
 #include <ole2.h>
 #include <type_traits>
+#undef CLSID_DOMDocument // msxml2.h gives another class this name
 
 namespace scankelv
 {
 namespace
 {
+
+constexpr IID documentWithProperties = // IXMLDOMDocument2, which no import library names
+    {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
 template <class Interface>
 extern const IID& interfaceId;
@@ -40,6 +45,11 @@ VARIANT TextVariant(const _bstr_t& text)
     variant.vt = VT_BSTR;
     variant.bstrVal = text.Get();
     return variant;
+}
+
+bool Succeeded(HRESULT result, const char* expression, const PlaceHere& place)
+{
+    return Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(result), expression, 1, place);
 }
 
 // A document that does not load is no exception, whatever code the model returns.
@@ -75,12 +85,6 @@ HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext)
     }
     else
         result = create(IID_IXMLDOMDocument, created);
-    if (SUCCEEDED(result))
-    {
-        // By default the model fetches and follows what a text names outside itself; anybody may write device.xml.
-        created->put_resolveExternals(VARIANT_FALSE);
-        created->put_validateOnParse(VARIANT_FALSE);
-    }
     document = SUCCEEDED(result) ? std::move(created) : XmlDocument();
     return result;
 }
@@ -103,11 +107,26 @@ XmlDocument XmlCreateDocumentInitialisingCom()
 
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place)
 {
-    const auto succeeded = [&place](HRESULT result, const char* expression) {
-        return Checked(AgentLogger, CheckErrorCode, static_cast<DWORD>(result), expression, 1, place);
-    };
-    return succeeded(XmlCreateDocument(document), "createInstanceResult") &&
-           succeeded(document.Get()->put_async(VARIANT_FALSE), "putAsyncResult");
+    return Succeeded(XmlCreateDocument(document), "createInstanceResult", place) &&
+           Succeeded(document.Get()->put_async(VARIANT_FALSE), "putAsyncResult", place);
+}
+
+bool XmlForbidExternals(const XmlDocument& document, PlaceHere place)
+{
+    return Succeeded(document.Get()->put_resolveExternals(VARIANT_FALSE), "resolveExternalsResult", place) &&
+           Succeeded(document.Get()->put_validateOnParse(VARIANT_FALSE), "validateOnParseResult", place);
+}
+
+void XmlForbidDocumentType(const XmlDocument& document)
+{
+    Microsoft::WRL::ComPtr<IXMLDOMDocument2> newer;
+    if (FAILED(document.Get()->QueryInterface(
+            documentWithProperties, reinterpret_cast<void**>(newer.ReleaseAndGetAddressOf()))))
+        return;
+    VARIANT yes{};
+    yes.vt = VT_BOOL;
+    yes.boolVal = VARIANT_TRUE;
+    newer->setProperty(_bstr_t(L"ProhibitDTD").Get(), yes);
 }
 
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text)

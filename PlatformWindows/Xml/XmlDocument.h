@@ -17,9 +17,8 @@ using XmlElement = Microsoft::WRL::ComPtr<IXMLDOMElement>;
 using XmlNode = Microsoft::WRL::ComPtr<IXMLDOMNode>;
 using XmlNodeList = Microsoft::WRL::ComPtr<IXMLDOMNodeList>;
 
-/// Creates a document of class DOMDocument that neither validates nor reads anything outside its text; the handle stays
-/// empty on failure. With a local or remote server in the context the object is created for IUnknown, started, and then
-/// asked for the document interface.
+/// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
+/// context the object is created for IUnknown, started, and then asked for the document interface.
 HRESULT XmlCreateDocument(XmlDocument& document, DWORD classContext = CLSCTX_INPROC_SERVER);
 /// For callers that can go on without a document. Creates one in process or in a local server; when that fails, once
 /// more after initialising COM for the thread. Switches it to synchronous loading if possible. @return may be empty
@@ -29,6 +28,12 @@ XmlDocument XmlCreateDocumentInitialisingCom();
 /// "createInstanceResult" or "putAsyncResult" with the caller's location. @return false then
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place = {});
 
+/// Before a load: by default the document model validates, and fetches what a text names outside itself. A failure is
+/// reported to the "Agent" logger as "resolveExternalsResult" or "validateOnParseResult" with the caller's location.
+/// @return whether the document may be loaded
+bool XmlForbidExternals(const XmlDocument& document, PlaceHere place = {});
+/// From now on a text with a document type does not load, where the document model can refuse one.
+void XmlForbidDocumentType(const XmlDocument& document);
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path);
 /// @throws XmlError

@@ -40,6 +40,19 @@ TEST_F(XmlTest, BuildsWhatLoadsAgain)
     EXPECT_FALSE(XmlLoadFile(m_document, _bstr_t(folder.File(L"b.xml"))) || XmlFirstOf(m_document.Get(), L"/list"));
 }
 
+TEST_F(XmlTest, LoadsNothingFromOutside)
+{
+    VARIANT_BOOL resolves = VARIANT_TRUE, validates = VARIANT_TRUE; // as is Windows' default
+    m_document->put_resolveExternals(resolves);
+    m_document->put_validateOnParse(validates);
+    EXPECT_TRUE(XmlForbidExternals(m_document));
+    m_document->get_resolveExternals(&resolves);
+    m_document->get_validateOnParse(&validates);
+    EXPECT_TRUE(resolves == VARIANT_FALSE && validates == VARIANT_FALSE);
+    XmlForbidDocumentType(m_document); // shown on Windows only: Wine takes the property and loads a document type
+    EXPECT_TRUE(XmlLoadText(m_document, L"<a/>"));
+}
+
 TEST_F(XmlTest, Selects)
 {
     EXPECT_FALSE(XmlLoadText(m_document, L"<a><a/>") || XmlLoadText(m_document, _bstr_t()));
