@@ -9,7 +9,7 @@ endif()
 
 # The sources of all layers that call no Windows function. They are also built natively, under sanitizers.
 add_library(PlatformFree STATIC)
-target_link_libraries(PlatformFree PRIVATE ScanKELVWarnings)
+target_link_libraries(PlatformFree PRIVATE Vendor ScanKELVWarnings)
 
 # scankelv_layer(NAME [SOURCES ...] [PLATFORM_FREE ...] [USES ...]): one layer of the agent. It exports its own folder
 # and sees only the folders of the layers in USES and of those below them, so that an upward include does not compile.

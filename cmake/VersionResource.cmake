@@ -1,26 +1,16 @@
 enable_language(RC)
 
-# The texts of the version information that a vendor sets for his own build.
-set(VERSION_COMPANY_NAME "Quellon" CACHE STRING "Company in the version information")
-set(VERSION_PRODUCT_NAME "ScanKELV" CACHE STRING "Product in the version information")
-set(VERSION_COPYRIGHT "The ScanKELV authors" CACHE STRING "Copyright in the version information")
-
-if(NOT PROJECT_VERSION MATCHES "^[0-9]+[.][0-9]+[.][0-9]+[.][0-9]+$")
-  message(FATAL_ERROR "SCANKELV_VERSION is ${PROJECT_VERSION}; it must be four numbers, such as 1.1.39.0")
-endif()
-
-# version_resource(TARGET ORIGINAL_NAME DESCRIPTION): adds the version resource, with the project's version, and to a
-# program the manifest.
-function(version_resource target original_name description)
+# version_resource(TARGET ORIGINAL_NAME): adds the version resource, with the vendor's version and texts, and to a program
+# the manifest.
+function(version_resource target original_name)
   set(VERSION_ORIGINAL_NAME ${original_name})
-  set(VERSION_DESCRIPTION ${description})
   cmake_path(GET original_name STEM VERSION_INTERNAL_NAME)
   get_target_property(type ${target} TYPE)
   set(VERSION_FILE_TYPE 1) # VFT_APP
   if(NOT type STREQUAL "EXECUTABLE")
     set(VERSION_FILE_TYPE 2) # VFT_DLL
   endif()
-  foreach(text VERSION_COMPANY_NAME VERSION_PRODUCT_NAME VERSION_COPYRIGHT)
+  foreach(text VENDOR_COMPANY VENDOR_PRODUCT VENDOR_DESCRIPTION VENDOR_COPYRIGHT)
     string(REPLACE "\\" "\\\\" ${text} "${${text}}")
     string(REPLACE "\"" "\"\"" ${text} "${${text}}")
   endforeach()

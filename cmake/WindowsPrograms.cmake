@@ -29,15 +29,17 @@ function(windows_product target)
     VERBATIM)
 endfunction()
 
-# windows_program(TARGET): a windowless program whose entry is wWinMain, in the installation folder.
-function(windows_program target)
-  set_target_properties(${target} PROPERTIES WIN32_EXECUTABLE ON RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+# windows_program(TARGET NAME): NAME.exe, a windowless program whose entry is wWinMain, in the installation folder.
+function(windows_program target name)
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${name} WIN32_EXECUTABLE ON RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
   windows_product(${target})
   target_link_options(${target} PRIVATE -municode)
 endfunction()
 
-# windows_library(TARGET): a library named TARGET.dll in the installation folder.
-function(windows_library target)
-  set_target_properties(${target} PROPERTIES PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
+# windows_library(TARGET NAME): NAME.dll in the installation folder.
+function(windows_library target name)
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${name} PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${INSTALLATION_FOLDER})
   windows_product(${target})
 endfunction()

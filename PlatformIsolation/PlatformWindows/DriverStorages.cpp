@@ -1,6 +1,7 @@
 #include "DriverStorages.h"
 
 #include "Loggers.h"
+#include "VendorNames.h"
 
 #include <atomic>
 
@@ -20,7 +21,7 @@ ResourceLocation TwainStoragePath(const wchar_t* productName)
 {
     LogLossOnce(productName);
     const auto print = [productName](std::span<char> buffer) {
-        return FormatInto(buffer, "Software\\%s\\%ws", "QLScan", productName);
+        return FormatInto(buffer, "Software\\%s\\%ws", VENDOR_DRIVER_STORE, productName);
     };
     ResourceLocation path;
     if (const std::size_t length = print({}); path.Create(length + 1))

@@ -7,7 +7,7 @@
 namespace scankelv
 {
 
-/// "Software\QLScan\" and the product name, in the system's 8-bit code page; empty when memory runs out.
+/// "Software\", the vendor's key and the product name, in the system's 8-bit code page; empty when memory runs out.
 ResourceLocation TwainStoragePath(const wchar_t* productName);
 
 bool TwainStorageOpenRead(CrossProductStorage& storage, const wchar_t* productName); ///< user hive, then system hive

@@ -2,6 +2,7 @@
 
 #include "Loggers.h"
 #include "Owners.h"
+#include "VendorNames.h"
 
 #include <memory>
 
@@ -11,7 +12,7 @@ namespace
 {
 
 /// Between the name of the file that is replaced and what tells its new ones apart.
-constexpr const wchar_t* leftoverMark = L".ScanKELV-";
+constexpr const wchar_t* leftoverMark = L"." VENDOR_PROGRAM L"-";
 
 constexpr DWORD shareReadAndWrite = FILE_SHARE_READ | FILE_SHARE_WRITE; // not: delete
 

@@ -4,6 +4,7 @@
 #include "CodePage.h"
 #include "FolderOperations.h"
 #include "ResourceLocationShell.h"
+#include "VendorNames.h"
 
 namespace scankelv
 {
@@ -15,7 +16,7 @@ HMODULE programModule = nullptr;
 ResourceLocation LogFolderFile(const char* name)
 {
     const ResourceLocation root = UserDataRootLocation();
-    return root.IsEmpty() ? ResourceLocation() : ComposeLocation(root.Text(), nullptr, "ScanKELV", name, false);
+    return root.IsEmpty() ? ResourceLocation() : ComposeLocation(root.Text(), nullptr, VENDOR_LOG_FOLDER, name, false);
 }
 
 } // namespace
@@ -143,8 +144,9 @@ ResourceLocation LogFileLocation()
 ResourceLocation WiaConfigLocation()
 {
     const ResourceLocation root = CommonDataRootLocation();
-    return root.IsEmpty() ? ResourceLocation()
-                          : ComposeLocation(root.Text(), "QLScan", "Quellon Generic Scan Driver", "Config.ini", true);
+    return root.IsEmpty()
+               ? ResourceLocation()
+               : ComposeLocation(root.Text(), VENDOR_DRIVER_STORE, VENDOR_DEFAULT_PRODUCT, "Config.ini", true);
 }
 
 } // namespace scankelv

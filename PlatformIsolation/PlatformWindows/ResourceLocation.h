@@ -123,8 +123,8 @@ BasicResourceLocation<CharType> LocationOfModuleFile(const CharType* name);
 ResourceLocation
 ComposeLocation(const char* root, const char* part1, const char* part2, const char* part3, bool create);
 
-ResourceLocation DebugIniLocation();  ///< "ScanKELV\Debug.ini" below the user's data folder; creates nothing
-ResourceLocation LogFileLocation();   ///< "ScanKELV\Log.txt" below the user's data folder; creates nothing
+ResourceLocation DebugIniLocation();  ///< Debug.ini in the vendor's folder of the user's data; creates nothing
+ResourceLocation LogFileLocation();   ///< Log.txt beside it; creates nothing
 ResourceLocation WiaConfigLocation(); ///< Config.ini of the WIA storage; creates its folders
 
 } // namespace scankelv

@@ -3,6 +3,7 @@
 #include "Loggers.h"
 #include "Owners.h"
 #include "ReplacedFile.h"
+#include "VendorNames.h"
 
 namespace scankelv
 {
@@ -29,8 +30,8 @@ OwnedHandle Open(const wchar_t* path, DWORD access)
 /// there the file is whole, and it is taken off again.
 bool IsWhole(const wchar_t* path)
 {
-    constexpr std::string_view end = "[ScanKELV-EndOfFile]\r\nend=1\r\n";
-    if (::WritePrivateProfileStringW(L"ScanKELV-EndOfFile", L"end", L"1", path) == 0)
+    constexpr std::string_view end = "[" VENDOR_PROGRAM "-EndOfFile]\r\nend=1\r\n";
+    if (::WritePrivateProfileStringW(VENDOR_PROGRAM L"-EndOfFile", L"end", L"1", path) == 0)
         return false;
     const OwnedHandle file = Open(path, GENERIC_READ | GENERIC_WRITE);
     if (file == nullptr)

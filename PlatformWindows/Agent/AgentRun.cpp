@@ -10,6 +10,7 @@
 #include "Loggers.h"
 #include "OnlineTesting.h"
 #include "StoredDevice.h"
+#include "Vendor.h"
 #include "XmlDocument.h"
 
 #include <algorithm>
@@ -100,7 +101,7 @@ bool ObtainDevice(
     else
     {
         const ArgumentBuffer hiddenUiArgument = Argument(options.HiddenUiArgument());
-        const ArgumentBuffer community = Argument(L"LANTERN");
+        const ArgumentBuffer community = Argument(vendor::community);
         if (library.GetDeviceInformation()(hiddenUiArgument.data(), deviceList.Receive(), community.data()) != 0)
             return Fail("\nGetDeviceInformation failed!\n");
     }

@@ -4,6 +4,7 @@
 #include "Loggers.h"
 #include "LogSinks.h"
 #include "ResourceLocation.h"
+#include "VendorNames.h"
 
 #include <algorithm>
 
@@ -78,7 +79,7 @@ const KELVFindwellLibrary::EntrySlot KELVFindwellLibrary::entrySlots[10] = {
 
 KELVFindwellLibrary::KELVFindwellLibrary()
 {
-    const ResourceLocation path = LocationOfModuleFile("FindwellDlg.dll");
+    const ResourceLocation path = LocationOfModuleFile(VENDOR_LIBRARY ".dll");
     // Takes the place of the current folder, where anybody may have put a library that ours depends on.
     ::SetDllDirectoryW(ModuleFolderLocation<wchar_t>().Text());
     const bool loadLibrary = m_module.Load(path.Text());

@@ -1,4 +1,4 @@
-// The binding of the device search library FindwellDlg.dll, which is stored beside the program.
+// The binding of the device search library, which is stored beside the program.
 #pragma once
 
 #include "FindwellDlg.h"

@@ -3,6 +3,7 @@
 #include "Loggers.h"
 #include "MultiSelectDeviceList.h"
 #include "TwainStorageDeviceList.h"
+#include "Vendor.h"
 
 #include <iterator>
 #include <utility>
@@ -32,7 +33,7 @@ constexpr FilterElement filterElements[] = {
     {L"xmldevicepath", &VaryingTexts::path},
     {L"iprangepath", &VaryingTexts::path},
     {L"dialogmode", &VaryingTexts::dialogMode},
-    {L"snmp_community_key", L"LANTERN"},
+    {L"snmp_community_key", vendor::community},
     {L"vendor", &VaryingTexts::vendor},
     {L"appname", &VaryingTexts::productName},
     {L"iotype", L"All"},
@@ -40,7 +41,7 @@ constexpr FilterElement filterElements[] = {
     {L"updateonselect", L"0"},
     {L"searchusbscanner", L"1"},
     {L"dialogcaption", L"Available Scan"},
-    {L"codejock", L"KELV.cjstyles"},
+    {L"codejock", vendor::dialogStyle},
     {L"properties", &VaryingTexts::properties},
 };
 
@@ -68,7 +69,7 @@ bool XmlGenerateFilterText(
     const XmlElement option = XmlCreateElement(document, L"option");
     const _bstr_t productName = options.ProductName();
     const VaryingTexts varying = {
-        .path = L"ScanKELV-" + productName,
+        .path = VENDOR_PROGRAM L"-" + productName,
         .dialogMode = DialogModeText(mode),
         .vendor = options.VendorName(),
         .productName = productName,

@@ -1,5 +1,5 @@
-// The binary interface of the device search library FindwellDlg.dll: undecorated C names, the C calling convention
-// (__cdecl on 32-bit Windows), 32-bit unsigned results, UTF-16 texts.
+// The binary interface of the device search library: undecorated C names, the C calling convention (__cdecl on 32-bit
+// Windows), 32-bit unsigned results, UTF-16 texts.
 #pragma once
 
 #include <cstdint>

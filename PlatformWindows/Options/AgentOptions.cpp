@@ -6,6 +6,7 @@
 #include "Loggers.h"
 #include "ProfileFile.h"
 #include "TextScan.h"
+#include "Vendor.h"
 
 #include <algorithm>
 #include <iterator>
@@ -13,6 +14,8 @@
 #include <span>
 #include <utility>
 #include <variant>
+
+#define SETTINGS_FILE VENDOR_PROGRAM ".ini" // a macro, as messages are literals
 
 namespace scankelv
 {
@@ -22,8 +25,7 @@ namespace
 constexpr UINT inconsistentSettings = 3; // exit code
 
 const wchar_t* const settingsSection = L"Settings";
-constexpr const wchar_t* defaultProductName = L"Quellon Generic Scan Driver";
-constexpr const wchar_t* defaultVendorName = L"Quellon";
+constexpr const wchar_t* defaultProductName = L"" VENDOR_DEFAULT_PRODUCT;
 
 /// Logs a message. @return false when it is one that ends the process
 bool GoesOnAfter(const char* message)
@@ -59,16 +61,18 @@ private:
         const char* whenAbsent;
     };
     static constexpr SettingsKey settingsKeys[] = {
-        {L"ProductName", &AgentOptions::productName, "FATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini."},
-        {L"LanguageCode", &AgentOptions::languageCode, "LanguageCode absent in ScanKELV.ini."},
-        {L"VendorName", &AgentOptions::vendorName, "VendorName absent in ScanKELV.ini."},
-        {L"ModelName", &AgentOptions::modelName, "ModelName absent in ScanKELV.ini."},
-        {L"VendorId", &AgentOptions::vendorId, "VendorId absent in ScanKELV.ini."},
-        {L"ProductId", &AgentOptions::productId, "ProductId absent in ScanKELV.ini."},
-        {L"SUIFT", &AgentOptions::suift, "SUIFT absent in ScanKELV.ini."},
-        {L"Mode", &AgentOptions::gsdMode, "Mode absent in ScanKELV.ini."},
-        {L"CurrentDeviceFeature", &AgentOptions::currentDeviceFeature, "CurrentDeviceFeature absent in ScanKELV.ini."},
-        {L"PropertiesUI", &AgentOptions::propertiesUI, "PropertiesUI absent in ScanKELV.ini."},
+        {L"ProductName", &AgentOptions::productName,
+         "FATAL: ProductName absent in " SETTINGS_FILE "! Check " SETTINGS_FILE "."},
+        {L"LanguageCode", &AgentOptions::languageCode, "LanguageCode absent in " SETTINGS_FILE "."},
+        {L"VendorName", &AgentOptions::vendorName, "VendorName absent in " SETTINGS_FILE "."},
+        {L"ModelName", &AgentOptions::modelName, "ModelName absent in " SETTINGS_FILE "."},
+        {L"VendorId", &AgentOptions::vendorId, "VendorId absent in " SETTINGS_FILE "."},
+        {L"ProductId", &AgentOptions::productId, "ProductId absent in " SETTINGS_FILE "."},
+        {L"SUIFT", &AgentOptions::suift, "SUIFT absent in " SETTINGS_FILE "."},
+        {L"Mode", &AgentOptions::gsdMode, "Mode absent in " SETTINGS_FILE "."},
+        {L"CurrentDeviceFeature", &AgentOptions::currentDeviceFeature,
+         "CurrentDeviceFeature absent in " SETTINGS_FILE "."},
+        {L"PropertiesUI", &AgentOptions::propertiesUI, "PropertiesUI absent in " SETTINGS_FILE "."},
     };
 
     struct DefaultText
@@ -78,7 +82,7 @@ private:
     };
     static constexpr DefaultText withoutSettingsFile[] = {
         {&AgentOptions::productName, defaultProductName},
-        {&AgentOptions::vendorName, defaultVendorName},
+        {&AgentOptions::vendorName, vendor::deviceVendor},
         {&AgentOptions::vendorId, L"0"},
         {&AgentOptions::productId, L"0"},
         {&AgentOptions::gsdMode, L"1"},
@@ -117,21 +121,23 @@ private:
     };
     static constexpr Check settingsChecks[] = {
         {[](const AgentOptions& o) { return !o.modelName && !o.productId; },
-         "FATAL: both ModelName and ProductId absent in ScanKELV.ini! Check ScanKELV.ini."},
+         "FATAL: both ModelName and ProductId absent in " SETTINGS_FILE "! Check " SETTINGS_FILE "."},
         {[](const AgentOptions& o) { return o.modelName && o.productId; },
-         "both ModelName and ProductId present in ScanKELV.ini. Verify they do not conflict."},
+         "both ModelName and ProductId present in " SETTINGS_FILE ". Verify they do not conflict."},
         {[](const AgentOptions& o) { return o.IsGsdMode() && !o.IsDefaultProductName(); },
-         "Warning: Mode=1 specified in ScanKELV.ini, but ProductName is not default one! Check ScanKELV.ini."},
+         "Warning: Mode=1 specified in " SETTINGS_FILE ", but ProductName is not default one! Check " SETTINGS_FILE
+         "."},
         {[](const AgentOptions& o) { return !o.IsGsdMode() && o.IsDefaultProductName(); },
-         "Warning: default ProductName specified in ScanKELV.ini for non-GSD mode (0 or none)! Check ScanKELV.ini."},
+         "Warning: default ProductName specified in " SETTINGS_FILE
+         " for non-GSD mode (0 or none)! Check " SETTINGS_FILE "."},
     };
     static constexpr Check wholeChecks[] = {
         {[](const AgentOptions& o) { return !o.gsdMode; },
-         "FATAL: GSD/Single mode not specified! Check ScanKELV.ini and command line."},
+         "FATAL: GSD/Single mode not specified! Check " SETTINGS_FILE " and command line."},
         {[](const AgentOptions& o) { return o.IsGsdMode() && o.modelName; },
-         "WARNING: Model name filter specified for GSD! Check ScanKELV.ini and command line."},
+         "WARNING: Model name filter specified for GSD! Check " SETTINGS_FILE " and command line."},
         {[](const AgentOptions& o) { return !o.IsGsdMode() && !o.modelName; },
-         "FATAL: No model name provided for GSD! Check ScanKELV.ini and command line."},
+         "FATAL: No model name provided for GSD! Check " SETTINGS_FILE " and command line."},
     };
 
     /// @return false after the message of a condition that ends the process
@@ -169,7 +175,7 @@ private:
         ProfileFileWide file{ResourceLocationWide(settingsPath)};
         if (!file.IsValid() || !PathExists<wchar_t>(settingsPath, false))
         {
-            AgentLogger().WriteLine("ScanKELV.ini not found. Initialize GSD mode defaults.");
+            AgentLogger().WriteLine(SETTINGS_FILE " not found. Initialize GSD mode defaults.");
             for (const auto& [field, text] : withoutSettingsFile)
                 Assign(options.*field, text);
             return true;
@@ -183,7 +189,7 @@ private:
         }
 
         if (!options.gsdMode && !Assign(options.gsdMode, L"0"))
-            return GoesOnAfter("FATAL: error initializing Mode from ScanKELV.ini! Close programs to free memory.");
+            return GoesOnAfter("FATAL: error initializing Mode from " SETTINGS_FILE "! Close programs to free memory.");
         if (!options.currentDeviceFeature)
             Assign(options.currentDeviceFeature, L"1");
         return Consistent(options, settingsChecks);
@@ -239,7 +245,7 @@ private:
 const AgentOptions& AgentOptions::Instance()
 {
     static const AgentOptions options = [] {
-        const ResourceLocationWide settings = LocationOfModuleFile<wchar_t>(L"ScanKELV.ini");
+        const ResourceLocationWide settings = LocationOfModuleFile<wchar_t>(VENDOR_PROGRAM L".ini");
         std::optional<AgentOptions> built = Build(settings.Text(), ::GetCommandLineW());
         if (!built)
             ::ExitProcess(inconsistentSettings);
@@ -265,7 +271,7 @@ bool AgentOptions::IsDefaultProductName() const
 
 const wchar_t* AgentOptions::VendorName() const
 {
-    return TextOr(vendorName, defaultVendorName);
+    return TextOr(vendorName, vendor::deviceVendor);
 }
 
 bool AgentOptions::IsGsdMode() const

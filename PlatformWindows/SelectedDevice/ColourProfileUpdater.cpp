@@ -4,6 +4,7 @@
 #include "FolderOperations.h"
 #include "Loggers.h"
 #include "ResourceLocation.h"
+#include "VendorNames.h"
 
 #include <algorithm>
 
@@ -20,10 +21,10 @@ constexpr std::size_t argumentCapacity = 1023;
 bool StartColourProfileUpdater(const wchar_t* productName)
 {
     LoggerTypeAbstract& logger = AgentLogger();
-    const ResourceLocationWide updater = LocationOfModuleFile(L"Hueward.exe");
+    const ResourceLocationWide updater = LocationOfModuleFile(VENDOR_UPDATER L".exe");
     if (!PathExists(updater.Text(), false))
     {
-        logger.WriteLine("Hueward not found at expected location \"%ws\".", updater.Text());
+        logger.WriteLine(VENDOR_UPDATER " not found at expected location \"%ws\".", updater.Text());
         return false;
     }
     // The name is a device's: a quote in it would end the argument and begin others.
@@ -35,7 +36,7 @@ bool StartColourProfileUpdater(const wchar_t* productName)
 
     const bool started =
         BinaryExecuteShellNoWait(updater.Text(), L"open", argument, ModuleFolderLocation<wchar_t>().Text());
-    logger.WriteLine("Hueward %s.", started ? "finished normally" : "failed");
+    logger.WriteLine(VENDOR_UPDATER " %s.", started ? "finished normally" : "failed");
     return started;
 }
 

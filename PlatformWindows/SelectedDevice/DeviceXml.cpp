@@ -4,6 +4,7 @@
 #include "Loggers.h"
 #include "Owners.h"
 #include "ReplacedFile.h"
+#include "VendorNames.h"
 #include "XmlDocument.h"
 
 #include <aclapi.h>
@@ -161,10 +162,10 @@ ResourceLocationWide DeviceXmlLocation()
     wchar_t root[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, root)) || root[0] == 0)
         return {};
-    std::wstring path = std::wstring(root) + L"\\Quellon\\ScanKELV";
+    std::wstring path = std::wstring(root) + L"\\" VENDOR_DATA_FOLDER;
     ::SHCreateDirectoryExW(nullptr, path.c_str(), nullptr);
     // Always this folder, wherever the shell keeps its data: elsewhere the folder keeps its inherited access list.
-    if (const OwnedHandle folder = OpenOwnFolder(L"C:\\ProgramData\\Quellon\\ScanKELV"))
+    if (const OwnedHandle folder = OpenOwnFolder(L"C:\\ProgramData\\" VENDOR_DATA_FOLDER))
         OpenFolderToEveryone(folder.get());
     return ResourceLocationWide(path += L"\\device.xml");
 }

@@ -1,7 +1,7 @@
 #include "LegacyModels.h"
 
 #include "AsciiCase.h"
-#include "LegacyModelTables.h"
+#include "Vendor.h"
 
 #include <algorithm>
 #include <span>
@@ -18,12 +18,8 @@ constexpr bool IsFamilyName(std::wstring_view name)
            std::ranges::all_of(name, [](wchar_t letter) { return UpperAscii(letter) == letter; });
 }
 
-constexpr auto namesAlsoLocal = std::ranges::count_if(
-    LegacyNetworkModels, [](std::wstring_view name) { return std::ranges::count(LegacyLocalModels, name) == 1; });
-
-static_assert(std::size(LegacyNetworkModels) == 28 && std::size(LegacyLocalModels) == 43 && namesAlsoLocal == 25);
-static_assert(std::ranges::all_of(LegacyNetworkModels, IsFamilyName));
-static_assert(std::ranges::all_of(LegacyLocalModels, IsFamilyName));
+static_assert(std::ranges::all_of(vendor::LegacyNetworkModels, IsFamilyName));
+static_assert(std::ranges::all_of(vendor::LegacyLocalModels, IsFamilyName));
 
 bool ContainsAny(std::wstring_view model, std::span<const std::wstring_view> families)
 {
@@ -37,12 +33,12 @@ bool ContainsAny(std::wstring_view model, std::span<const std::wstring_view> fam
 
 bool IsLegacyNetworkModel(std::wstring_view model) noexcept
 {
-    return ContainsAny(model, LegacyNetworkModels);
+    return ContainsAny(model, vendor::LegacyNetworkModels);
 }
 
 bool IsLegacyLocalModel(std::wstring_view model) noexcept
 {
-    return ContainsAny(model, LegacyLocalModels);
+    return ContainsAny(model, vendor::LegacyLocalModels);
 }
 
 } // namespace scankelv

@@ -2,16 +2,10 @@
 
 #include "DeviceIdentifier.h"
 #include "LegacyModels.h"
+#include "Vendor.h"
 
 namespace scankelv
 {
-namespace
-{
-
-/// The vendor whose older devices scan without announcing it, whatever vendor is configured.
-constexpr std::wstring_view legacyVendor = L"Quellon";
-
-} // namespace
 
 std::optional<std::wstring_view> ModelIn(std::wstring_view identifier) noexcept
 {
@@ -29,7 +23,7 @@ bool CanScan(std::wstring_view identifier, bool isNetwork) noexcept
     if (DeviceIdHasScanMode(identifier))
         return true;
     const std::optional<std::wstring_view> model = ModelIn(identifier);
-    if (!model || !DeviceIdManufacturerIs(identifier, legacyVendor))
+    if (!model || !DeviceIdManufacturerIs(identifier, vendor::deviceVendor))
         return false;
     return isNetwork ? IsLegacyNetworkModel(*model) : IsLegacyLocalModel(*model);
 }

@@ -1,5 +1,7 @@
 #include "Behaviour.h"
 
+#include "VendorNames.h"
+
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
@@ -62,10 +64,10 @@ std::wstring BesideLibrary(std::wstring_view name)
 
 std::wstring RecordPath()
 {
-    return NamedOrBeside(L"FINDWELL_RECORD", L"FindwellDlg.log");
+    return NamedOrBeside(L"FINDWELL_RECORD", VENDOR_LIBRARY L".log");
 }
 
-Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(L"FINDWELL_SETTINGS", L"FindwellDlg.xml"))) {}
+Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(L"FINDWELL_SETTINGS", VENDOR_LIBRARY L".xml"))) {}
 
 std::vector<Device> Behaviour::Devices() const
 {

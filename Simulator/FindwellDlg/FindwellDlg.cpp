@@ -4,6 +4,7 @@
 
 #include "Behaviour.h"
 #include "Export.h"
+#include "VendorNames.h"
 
 #include <algorithm>
 #include <chrono>
@@ -248,7 +249,7 @@ std::uint32_t QueryDeviceAddress(
         if (behaviour.Text(name, "thread", GivenText()) == std::wstring(L"own"))
         {
             // The application may free the library while the thread is on its way back: this keeps it for good.
-            ::LoadLibraryW(BesideLibrary(L"FindwellDlg.dll").c_str());
+            ::LoadLibraryW(BesideLibrary(VENDOR_LIBRARY L".dll").c_str());
             std::thread([report = std::move(report)] { report.Deliver(); }).detach();
         }
         else

@@ -88,13 +88,53 @@ class Compilation(ProductTest):
             text = self.output_of(COMPILER, "-fsyntax-only", "-std=c++20", f"-I{HERE}/diagnostics", file, exit_code=bad)
             self.assertEqual(bad, len(re.findall("error: call to .*FormatDoesNotFitItsArguments", text)), text)
 
-    def test_version_and_texts_of_a_vendor(self):
-        texts = {"CompanyName": 'Müller "& Söhne" \\ Co', "ProductName": 'a\\b "c"', "LegalCopyright": '"'}
-        options = map("-DVERSION_{}={}".format, ("COMPANY_NAME", "PRODUCT_NAME", "COPYRIGHT"), texts.values())
-        self.output_of("cmake", "--preset", BUILD.name, "-B", WORK / "vendor", "-DSCANKELV_VERSION=2.30.4.5", *options)
-        resource = "PlatformWindows/Agent/CMakeFiles/ScanKELV.dir/ScanKELV.rc.res"
-        self.output_of("ninja", "-C", WORK / "vendor", resource)
-        self.check_version((WORK / "vendor" / resource).read_bytes(), "2.30.4.5", **texts)
+
+class SecondVendor(ProductTest):
+    FOLDER = HERE / "build/second-vendor"
+    VALUES = {  # of vendor.cmake; the simulated library finds a device of the maker Brindle Optics
+        "VERSION": "2.30.4.5", "COMPANY": 'Müller "& Söhne" \\ Co', "PRODUCT": 'a\\b "c"', "DESCRIPTION": "Brindle Agent",
+        "COPYRIGHT": '"', "PROGRAM": "BrindleAgent", "LIBRARY": "BrindleSearch", "UPDATER": "BrindleColour",
+        "SHORT_NAME": "BRN", "INSTALLATION_FOLDER": "Brindle Files", "UPGRADE_CODE": "{D5}", "DRIVER_STORE": "BrindleStore",
+        "DEFAULT_PRODUCT": "Brindle Driver", "DATA_FOLDER": r"Brindle Data\Agent", "LOG_FOLDER": "Brindle Log",
+        "INSTANCE_GUARD": "{8E92}"}
+    CONSTANTS = {"Quellon": "Brindle Optics", "LANTERN": "CANDLE", "KELV.cjstyles": "BRN.cjstyles"}  # of Vendor.h
+    OTHERS = rb"(?i)quellon|qlscan|lantern|kelv|findwelldlg|hueward|7a41c0d3"
+    # Texts that stay: modules of Debug.ini, source files, signatures and types of C++.
+    STAYING = rb"KELVClient|KELVFindwellLibrary|.*[.](cpp|h)|.*(\bscankelv::|8scankelv).*"
+
+    def test_names_and_run(self):
+        header = (HERE / "vendor/Vendor.h").read_text()
+        for old, new in self.CONSTANTS.items():
+            header = header.replace(f'L"{old}"', f'L"{new}"')
+        (WORK / "Vendor.h").write_text(header)
+        (WORK / "vendor.cmake").write_text("".join(map("set(VENDOR_{0[0]} [[{0[1]}]])\n".format, self.VALUES.items())))
+        shutil.rmtree(self.FOLDER / "bin", ignore_errors=True)
+        self.output_of("cmake", "--preset", BUILD.name, "-B", self.FOLDER, f"-DSCANKELV_VENDOR={WORK}")
+        self.output_of("ninja", "-C", self.FOLDER, "ScanKELV", "FindwellDlg", "Hueward")
+        program = (self.FOLDER / "bin/BrindleAgent.exe").read_bytes()
+        self.check_version(program, "2.30.4.5", CompanyName=self.VALUES["COMPANY"], ProductName=self.VALUES["PRODUCT"],
+                           FileDescription="Brindle Agent", LegalCopyright='"', OriginalFilename="BrindleAgent.exe")
+        wide = [text[::2] for text in re.findall(rb"(?:[ -~]\0){4,}", program)]
+        texts = [text for text in re.findall(rb"[ -~]{4,}", program) if not re.fullmatch(self.STAYING, text)] + wide
+        self.assertEqual([], [text for text in texts if re.search(self.OTHERS, text)])
+        self.output_of("scripts/package", "--uncommitted", "--output", WORK, self.FOLDER)
+        self.assertEqual(2, len(list(WORK.glob("BrindleAgent*-2.30.4.5*.zip"))))
+
+        wine, disk = ("env", f"SCANKELV_WINE_PREFIX={WORK}/prefix", *WINE), WORK / "prefix/drive_c"
+        self.output_of(*wine, "cmd", "/c", "exit")
+        (log,) = (user / "Brindle Log" for user in disk.glob("users/*/AppData/Local"))
+        log.mkdir()
+        (log / "Debug.ini").write_text("[Modules]\nAgent=2\nKELVClient=2\n")
+        self.output_of(*wine, self.FOLDER / "bin/BrindleAgent.exe", "/L", "en")
+        data = disk / "ProgramData"
+        self.assertEqual({log / "Debug.ini", log / "Log.txt", data / "Brindle Data/Agent/device.xml",
+                          data / "BrindleStore/Brindle Driver/Config.ini"},
+                         {*data.rglob("*.*"), *log.parent.rglob("*.*")})
+        for part in ("BrindleAgent version 2.30.04", "BRN process Id", "<vendor>Brindle Optics<", "CANDLE", "BRN.cjstyles",
+                     "BrindleAgent.ini not found", "<xmldevicepath>BrindleAgent-", "BrindleColour finished normally"):
+            self.assertIn(part, (log / "Log.txt").read_text(encoding="cp1252"))
+        key = r"HKCU\Software\BrindleStore\Brindle Driver"
+        self.assertIn("Brindle Flat 80", self.output_of(*wine, "reg", "query", key, "/v", "DeviceName"))
 
 
 class Messages(ProductTest):

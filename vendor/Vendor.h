@@ -1,12 +1,23 @@
-// Data of the product line: the legacy model families. A vendor replaces this file by one with its own names.
+// What a vendor changes in the program, and nothing else needs to know. All of it may change with each release. The
+// names of files, folders and keys are in vendor.cmake; C++ sources have them from VendorNames.h.
 #pragma once
+
+#include "VendorNames.h"
 
 #include <string_view>
 
-namespace scankelv
+namespace scankelv::vendor
 {
 
-// Upper-case family names, each ending in the word "SERIES". 25 of them are in both tables.
+/// The maker that devices announce. The agent searches for it by default, and knows its legacy models.
+inline constexpr const wchar_t* deviceVendor = L"Quellon";
+/// SNMP community that the search library reads devices with; at most 63 characters.
+inline constexpr const wchar_t* community = L"LANTERN";
+/// The style of the library's dialog: a file that the library knows.
+inline constexpr const wchar_t* dialogStyle = L"KELV.cjstyles";
+
+// Families of older models that scan without announcing it: upper-case names, each ending in the word "SERIES".
+// A vendor without any writes std::array<std::wstring_view, 0> (<array>).
 
 inline constexpr std::wstring_view LegacyNetworkModels[] = {
     L"TARN 110 SERIES",      L"TARN 120 SERIES",     L"TARN 240 SERIES",     L"TARN 260 SERIES",
@@ -32,4 +43,4 @@ inline constexpr std::wstring_view LegacyLocalModels[] = {
     L"FORDEL F1 SERIES",     L"FORDEL F2 SERIES",    L"FORDEL F3 SERIES",
 };
 
-} // namespace scankelv
+} // namespace scankelv::vendor
