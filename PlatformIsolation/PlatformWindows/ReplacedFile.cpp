@@ -137,6 +137,18 @@ private:
     bool m_wasMoved = false;
 };
 
+/// A link leads elsewhere, and a second name to the same content.
+bool HasOtherNames(const std::wstring& path)
+{
+    const OwnedHandle file = Own(::CreateFileW(
+        path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+        FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (file == nullptr || ::GetFileInformationByHandle(file.get(), &information) == 0)
+        return false;
+    return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 || information.nNumberOfLinks > 1;
+}
+
 void LogUnchanged(const std::wstring& path, const char* step, DWORD error)
 {
     AgentLogger().WriteLine("\"%ws\" stays as it was: %s failed, error %lu.", path, step, error);
@@ -226,10 +238,18 @@ ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write
 
 bool ReplacedFile::WriteInPlace(Begin begin, const Write& write) const
 {
+    if (HasOtherNames(m_path))
+    {
+        AgentLogger().WriteLine("\"%ws\" is a link or has a second name, it is not written.", m_path);
+        return false;
+    }
     AgentLogger().WriteLine("\"%ws\" cannot be replaced as a whole, it is written in place.", m_path);
     if (begin == Begin::ProfileCopy && State(m_path).HasNoContent())
         WriteByteOrderMark(m_path, OPEN_ALWAYS);
-    return write(m_path.c_str());
+    if (write(m_path.c_str()))
+        return true;
+    AgentLogger().WriteLine("\"%ws\" was not written whole.", m_path);
+    return false;
 }
 
 } // namespace scankelv

@@ -13,7 +13,8 @@ namespace scankelv
 ///
 /// In place, as it is then, it is written only where the folder takes no new file, somebody holds it open, or it cannot
 /// be opened for writing. A change by another program meanwhile is not undone: the writing begins again, three times at
-/// most, and then goes on in place.
+/// most, and then goes on in place. A link, or a file with a second name, is never written in place: it may be made by
+/// somebody who lets the agent write what he may not write himself.
 class ReplacedFile
 {
 public:

@@ -6,6 +6,8 @@
 #include "ResourceLocation.h"
 #include "VendorNames.h"
 
+#include <algorithm>
+
 namespace scankelv
 {
 namespace
@@ -25,8 +27,11 @@ bool StartColourProfileUpdater(const wchar_t* productName)
         logger.WriteLine(VENDOR_UPDATER " not found at expected location \"%ws\".", updater.Text());
         return false;
     }
+    // The name is a device's: a quote in it would end the argument and begin others.
+    std::wstring name = productName;
+    std::ranges::replace(name, L'"', L'\'');
     wchar_t argument[argumentCapacity];
-    FormatInto(std::span<wchar_t>(argument), "\"\"\"%ws\"\"\"", productName);
+    FormatInto(std::span<wchar_t>(argument), "\"\"\"%ws\"\"\"", name);
     logger.WriteLine("triple-quoted name %ws", std::wstring_view(argument));
 
     const bool started =

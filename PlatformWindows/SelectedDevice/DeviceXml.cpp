@@ -110,18 +110,6 @@ OwnedHandle OpenOwnFolder(const std::wstring& path)
     return nullptr;
 }
 
-/// A link leads elsewhere, and a second name to the same content.
-bool HasOtherNames(const wchar_t* path)
-{
-    const OwnedHandle file = Own(::CreateFileW(
-        path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
-        FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
-    BY_HANDLE_FILE_INFORMATION information{};
-    if (file == nullptr || ::GetFileInformationByHandle(file.get(), &information) == 0)
-        return false;
-    return (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 || information.nNumberOfLinks > 1;
-}
-
 /// The document model does not tell when a full disk cuts the file. It is whole when its last tag is there.
 bool IsWhole(const wchar_t* path)
 {
@@ -136,16 +124,10 @@ bool IsWhole(const wchar_t* path)
            std::wstring_view(last, std::size(last)).find(L"</devicelist>") != std::wstring_view::npos;
 }
 
-/// Saves under a new name, and in place only a file that has no other name.
 /// @throws XmlError when the file is not replaced
 void SaveDeviceXml(const XmlDocument& document, const ResourceLocationWide& path)
 {
     const bool replaced = ReplacedFile(path).Replace(ReplacedFile::Begin::Empty, [&](const wchar_t* file) {
-        if (path.View() == file && HasOtherNames(file))
-        {
-            AgentLogger().WriteLine("\"%ws\" is a link or has a second name, it is not written.", file);
-            return false;
-        }
         XmlSave(document, file);
         return IsWhole(file);
     });

@@ -137,6 +137,40 @@ class SecondVendor(ProductTest):
         self.assertIn("Brindle Flat 80", self.output_of(*wine, "reg", "query", key, "/v", "DeviceName"))
 
 
+class Messages(ProductTest):
+    """Each narrow text literal of the agent's sources is a text that it can write, but for these. A text is compared by
+    the pieces between what varies, as some are written piece by piece; a piece has two letters at least."""
+    NOT_WRITTEN = set("Changed|Config.ini|Debug.ini|DllGetVersion|FATAL|FindwellDlg.dll|Format|Log.txt|Modules|Online|"
+                      "QLScan|Quellon Generic Scan Driver|ScanKELV|ShowModule|ShowThread|ShowTime|Software\\\\|UI_Mode|"
+                      "[ScanKELV-EndOfFile] end=1|an argument is a number, an 8-bit or a wide text|diuxX|diuxXcsS|"
+                      "savedAt".split("|"))
+    LITERAL = re.compile(r"""//.*|#.*|'(?:\\.|[^'\\\n])+'|L"(?:\\.|[^"\\])*"(?:\s*L?"(?:\\.|[^"\\])*")*"""
+                         r"""|((?:"(?:\\.|[^"\\])*"\s*)+)""")
+
+    def pieces(self, text):
+        found = {" ".join(piece.split()).strip(" :") for piece in text.split("…")}
+        return {piece for piece in found if re.search("[A-Za-z]{2}", piece)}
+
+    def test_every_text_has_an_entry_and_every_entry_a_text(self):
+        written, entries = set(), set()
+        settings = "".join(map(Path.read_text, HERE.glob("vendor/*.cmake")))
+        names = dict(re.findall(r'set\((VENDOR_\w+) ["[]*(.*?)["\])]', settings))
+        for folder in "diagnostics", "PlatformIsolation", "PlatformWindows":
+            for file in (HERE / folder).rglob("*.[ch]*"):
+                source = re.sub(r"\bVENDOR_\w+", lambda macro: f'"{names.get(macro[0])}"', file.read_text())
+                for macro, value in re.findall(r'#define (\w+) (".*")', source):
+                    source = re.sub(rf"\b{macro}\b", lambda _: value, source)
+                for literal in self.LITERAL.findall(source):
+                    text = "".join(re.findall(r'"((?:\\.|[^"\\])*)"', literal))
+                    text = re.sub(r"\\x\w\w|\\[nr]", " ", text).replace('\\"', '"')
+                    written |= self.pieces(re.sub(r"%[\d.-]*l?(ws|[a-zA-Z])", "…", text))
+        for row in re.findall(r"^\|(.*?)\|", (HERE / "docs/Messages.md").read_text(), re.M):
+            for text in re.findall("`(.*?)`", row):
+                entries |= self.pieces(text)
+        self.assertEqual(set(), written - entries - self.NOT_WRITTEN, "no entry in docs/Messages.md")
+        self.assertEqual(set(), entries - written, "no such text in the sources")
+
+
 class PlantedErrors(ProductTest):
     PROGRAM = BUILD / "tests/product/product_PlantedErrors.exe"
 

@@ -1,6 +1,7 @@
 #include "KELVFindwellLibrary.h"
 
 #include "AgentTest.h"
+#include "Owners.h"
 
 #include <set>
 
@@ -26,4 +27,17 @@ TEST(KELVFindwellLibraryTest, MissingEntryIsNamedAndIsNoLibraryWhereRequired)
         EXPECT_THAT(console.Text(), testing::StartsWith("Function " + name + " not resolved due to <127>!\n"));
     }
     ::DeleteFileW(LocationOfModuleFile(L"FindwellDlg.dll").Text());
+}
+
+TEST(KELVFindwellLibraryTest, OthersAreNotSearchedInTheCurrentFolder)
+{
+    const TemporaryFolder folder;
+    const auto before = std::filesystem::current_path();
+    std::filesystem::copy_file(LocationOfModuleFile(L"..\\bin\\FindwellDlg.dll").Text(), folder.File(L"planted.dll"));
+    std::filesystem::current_path(folder.Path());
+    ::SetDllDirectoryW(nullptr); // as a process begins
+    EXPECT_NE(nullptr, OwnedModule(::LoadLibraryW(L"planted.dll")));
+    const KELVFindwellLibrary library;
+    EXPECT_EQ(nullptr, OwnedModule(::LoadLibraryW(L"planted.dll")));
+    std::filesystem::current_path(before);
 }

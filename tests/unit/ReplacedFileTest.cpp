@@ -69,6 +69,12 @@ TEST_F(ReplacedFileTest, IsWrittenInPlaceWhileSomebodyHoldsIt)
     EXPECT_EQ(m_file, m_paths.back());
     EXPECT_EQ("new", ReadFileBytes(m_file));
     EXPECT_THAT(m_console.Lines(), Contains(HasSubstr("written in place")));
+    EXPECT_FALSE(Replace([&](const wchar_t* path) { return path != m_file; })) << "a disk that is full";
+    EXPECT_THAT(m_console.Lines(), Contains(HasSubstr("was not written whole")));
+    WriteFileBytes(m_file, "somebody's");
+    ASSERT_TRUE(::CreateHardLinkW((m_file + L".other").c_str(), m_file.c_str(), nullptr));
+    EXPECT_FALSE(Replace());
+    EXPECT_EQ("somebody's", ReadFileBytes(m_file));
 }
 
 TEST_F(ReplacedFileTest, BeginsAgainAfterTheChangeOfAnother)

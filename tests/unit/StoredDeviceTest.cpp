@@ -160,13 +160,13 @@ TEST_F(StoredDeviceTest, DeviceXmlIsReplacedAndOpenToEveryone)
     ::LocalFree(text);
 }
 
-TEST_F(StoredDeviceTest, UpdatersNameIsCutAndAFailedStartIsLogged)
+TEST_F(StoredDeviceTest, UpdatersNameIsOneArgumentAndCutAndAFailedStartIsLogged)
 {
     const std::wstring updater = LocationOfModuleFile(L"Hueward.exe").Text();
     WriteFileBytes(updater, "no program");
-    EXPECT_FALSE(StartColourProfileUpdater(std::wstring(1017, L'x').c_str()));
+    EXPECT_FALSE(StartColourProfileUpdater((L"\" /" + std::wstring(1014, L'x')).c_str()));
     ::DeleteFileW(updater.c_str());
-    EXPECT_THAT(m_console.Text(), HasSubstr("triple-quoted name \"\"\"" + std::string(1017, 'x') + "\"\"\r\n"));
+    EXPECT_THAT(m_console.Text(), HasSubstr("triple-quoted name \"\"\"' /" + std::string(1014, 'x') + "\"\"\r\n"));
     EXPECT_EQ("Hueward failed.", m_console.Lines().back());
 }
 
