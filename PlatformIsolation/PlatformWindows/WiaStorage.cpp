@@ -36,17 +36,19 @@ bool IsWhole(const wchar_t* path)
     const OwnedHandle file = Open(path, GENERIC_READ | GENERIC_WRITE);
     if (file == nullptr)
         return false;
-    std::string expected;
-    const bool isWide = BeginsWithByteOrderMark(file.get());
-    for (const char c : end)
-        expected.append(1, c).append(isWide ? 1 : 0, '\0');
-    const auto size = static_cast<DWORD>(expected.size());
-    std::string last(size, '\0');
+    // As long as the end is in UTF-16, in either byte order; without its zeros it is the same in every encoding.
+    std::string last(2 * end.size(), '\0');
+    const auto size = static_cast<LONG>(last.size());
     DWORD count = 0;
-    const auto toEnd = [&] {
-        return ::SetFilePointer(file.get(), -static_cast<LONG>(size), nullptr, FILE_END) != INVALID_SET_FILE_POINTER;
-    };
-    return toEnd() && ::ReadFile(file.get(), last.data(), size, &count, nullptr) != 0 && last == expected && toEnd() &&
+    if (::SetFilePointer(file.get(), -size, nullptr, FILE_END) == INVALID_SET_FILE_POINTER)
+        ::SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN); // a shorter file
+    if (::ReadFile(file.get(), last.data(), static_cast<DWORD>(size), &count, nullptr) == 0)
+        return false;
+    last.resize(count);
+    const auto zeros = std::erase(last, '\0');
+    const LONG length = zeros == 0 ? size / 2 : size;
+    return last.ends_with(end) &&
+           ::SetFilePointer(file.get(), -length, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
            ::SetEndOfFile(file.get()) != 0;
 }
 

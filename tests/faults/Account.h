@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <windows.h>
@@ -15,50 +14,38 @@ namespace faults
 {
 
 // Set from the environment before anything else runs.
-inline unsigned faultAt = 0;              ///< FAULT_AT: number of the call, counted from 1; 0: none
-inline bool endsThere = false;            ///< FAULT_ACTION=end: the process ends before that call
-inline bool isLasting = false;            ///< FAULT_ACTION=lasting: that call and all behind it fail; else it alone
-inline DWORD error = ERROR_ACCESS_DENIED; ///< FAULT_ERROR
-
-/// FAULT_REPORT names a file of zeros. It is mapped, so that what was said stays when the process is killed.
-inline char* report = nullptr;
-inline std::atomic<unsigned> reported = 0;
+inline unsigned faultAt = 0;        ///< FAULT_AT: number of the call, counted from 1; 0: none
+inline std::string_view action;     ///< FAULT_ACTION: fail, lasting (all behind it too), throw, end (of the process)
+inline DWORD error = ERROR_SUCCESS; ///< FAULT_ERROR: what a failed call tells
+inline std::atomic<unsigned> calls = 0; ///< so far
 constexpr unsigned reportSize = 1U << 20;
+inline char* report = nullptr; ///< FAULT_REPORT: a file of zeros, mapped, so that it stays when the process is killed
+inline std::atomic<unsigned> reported = 0;
 
 [[gnu::format(gnu_printf, 1, 2)]] inline void Say(const char* format, ...)
 {
     char line[1024];
     va_list values;
     va_start(values, format);
-    const auto length = static_cast<unsigned>(
-        std::clamp(std::vsnprintf(line, sizeof(line), format, values), 0, static_cast<int>(sizeof(line)) - 1));
+    const auto length = static_cast<unsigned>(std::clamp(std::vsnprintf(line, sizeof(line), format, values), 0, 1023));
     va_end(values);
     const unsigned at = reported.fetch_add(length);
     if (report != nullptr && at < reportSize - length)
         std::memcpy(report + at, line, length);
 }
 
-inline void OpenReport(const char* path)
-{
-    const HANDLE file = ::CreateFileA(path, GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
-    const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, reportSize, nullptr);
-    report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, reportSize));
-}
-
-inline std::atomic<unsigned> calls = 0;
-
-/// Counts a call. @return whether it is one to fail
+/// Counts a call. @return whether it is to fail
 inline bool IsMet(const char* name, bool writes = false)
 {
     const unsigned number = ++calls;
     const DWORD last = ::GetLastError();
     Say("%s %s\n", writes ? "write" : "call", name);
     ::SetLastError(last);
-    if (faultAt == 0 || number < faultAt || (number > faultAt && !isLasting))
+    if (faultAt == 0 || number < faultAt || (number > faultAt && action != "lasting"))
         return false;
     if (number == faultAt)
         Say("met %s\n", name);
-    if (endsThere)
+    if (action == "end")
         ::TerminateProcess(::GetCurrentProcess(), 9);
     return true;
 }
@@ -82,9 +69,9 @@ inline void Exchange(const void* what, const Held& with)
     const auto place = std::ranges::find(held, what, &Held::what);
     if (place != held.end())
         *place = with;
-    heldIsTaken.clear();
-    if (place == held.end())
+    else
         Say("not held: %p, released by %s\n", what, with.from);
+    heldIsTaken.clear();
 }
 inline void Give(const void* what, const char* from)
 {
@@ -94,13 +81,11 @@ inline void TakeBack(const void* what, const char* by)
 {
     Exchange(what, {nullptr, by, calls});
 }
-
-inline void ReportEnd()
+inline void ReportHeld()
 {
     for (const Held& one : held)
         if (one.what != nullptr)
             Say("held: %p of %s, call %u\n", one.what, one.from, one.call);
-    Say("end\n");
 }
 
 } // namespace faults

@@ -1,5 +1,5 @@
 // The agent with its imports redirected to this file: each call of the system, the document model, the search library
-// and of operator new can fail, or the process end there. Account.h says how that is set; run.py does.
+// and of operator new can fail, or the process end there. run.py sets what Account.h reads, and judges what is left.
 #include "Account.h"
 #include "FindwellDlg.h"
 #include "GuardPages.h"
@@ -18,145 +18,57 @@ namespace
 
 using namespace faults;
 
-/// How a function tells that it failed.
-enum class Failure
-{
-    None,   // it cannot, and is not counted
-    Null,   // nothing or FALSE, and the last error
-    Minus,  // -1, and the last error
-    Code,   // the error itself
-    Result, // the error as HRESULT
+// What else a call does: once before it, without a result, and once after it.
+constexpr auto nothing = [](const char*, auto*, auto&&...) {};
+constexpr auto gives = [](const char* name, auto* result, auto&&...) { // its result
+    if (result != nullptr)
+        Give(reinterpret_cast<const void*>(*result), name);
 };
-
-// What a function does that matters here; rows of the tables below name one.
-struct Call
-{
-    static constexpr bool writes = false;
-    static void Before(auto&&...) {}
-    static void After(auto&&...) {}
+template <std::size_t At>
+constexpr auto givesAt = []<class Result>(const char* name, Result* result, auto... parameters) { // by a parameter
+    if (result != nullptr && (std::is_same_v<Result, BOOL> ? *result != Result() : *result == Result()))
+        Give(*std::get<At>(std::tuple(parameters...)), name);
 };
-struct Writes : Call
-{
-    static constexpr bool writes = true;
+constexpr auto takes = [](const char* name, auto* result, auto what, auto...) { // its first parameter
+    if (result == nullptr)
+        TakeBack(what, name);
 };
-template <class Base = Call>
-struct Gives : Base // its result
-{
-    static void After(const char* name, auto& result, auto&&...) { Give(reinterpret_cast<const void*>(result), name); }
+constexpr auto takesText = [](const char* name, auto* result, wchar_t** text) { takes(name, result, *text); };
+constexpr auto givesObject = [](const char* name, HRESULT* result, REFCLSID, IUnknown*, DWORD, REFIID id, void** out) {
+    if (result != nullptr && SUCCEEDED(*result))
+        WatchAs(id, *out, name);
 };
-template <std::size_t At, class Base = Call>
-struct GivesAt : Base // where one of its parameters points to
-{
-    template <class Result>
-    static void After(const char* name, Result& result, auto... parameters)
-    {
-        if (std::is_same_v<Result, BOOL> ? result != Result() : result == Result())
-            Give(*std::get<At>(std::tuple(parameters...)), name);
-    }
+constexpr auto givesProcess = [](const char* name, auto* result, SHELLEXECUTEINFOW* information) {
+    if (result != nullptr)
+        Give(information->hProcess, name);
 };
-struct Takes : Call // its first parameter
-{
-    static void Before(const char* name, auto what, auto...) { TakeBack(what, name); }
+constexpr auto entersApartment = [](const char* name, HRESULT* result, auto...) {
+    if (result != nullptr && SUCCEEDED(*result))
+        Give(&calls, name);
 };
-struct TakesText : Call
-{
-    static void Before(const char* name, wchar_t** text) { TakeBack(*text, name); }
-};
-struct GivesObject : Call
-{
-    static void After(const char* name, HRESULT& result, REFCLSID, IUnknown*, DWORD, REFIID id, void** out)
-    {
-        if (SUCCEEDED(result))
-            WatchAs(id, *out, name);
-    }
-};
-struct GivesProcess : Call
-{
-    static void After(const char* name, BOOL, SHELLEXECUTEINFOW* info) { Give(info->hProcess, name); }
-};
-struct GivesApartment : Call
-{
-    static void After(const char* name, HRESULT& result, auto...) { Give(SUCCEEDED(result) ? &calls : nullptr, name); }
-};
-struct TakesApartment : Call
-{
-    static void Before(const char* name) { TakeBack(&calls, name); }
-};
-struct ReadsSetting : Call // one that cannot be read is the default
-{
-    static UINT Fail(auto*, auto*, INT otherwise, auto*) { return static_cast<UINT>(otherwise); }
-    static DWORD Fail(const wchar_t*, const wchar_t*, const wchar_t* otherwise, wchar_t* to, DWORD size, const wchar_t*)
-    {
-        return static_cast<DWORD>(std::wstring_view(::lstrcpynW(to, otherwise, static_cast<int>(size))).size());
-    }
-};
-struct Tells : Call
-{
-    static void Before(const char*, const char* text) { Say("told %s", text); }
-};
-struct Ends : Call
-{
-    static void Before(const char*, UINT);
-};
-struct GivesFunction : Call
-{
-    static void After(const char*, FARPROC& result, HMODULE, const char* name);
-};
-
-template <class Row, class Result, class... Parameters>
-Result Run(Parameters... parameters)
-{
-    using Effect = typename Row::Effect;
-    if constexpr (Row::failure != Failure::None)
-        if (IsMet(Row::name, Effect::writes))
-        {
-            (Clear(parameters), ...);
-            ::SetLastError(error);
-            if constexpr (requires { Effect::Fail(parameters...); })
-                return Effect::Fail(parameters...);
-            const auto value = static_cast<std::intptr_t>(
-                Row::failure == Failure::Null    ? 0
-                : Row::failure == Failure::Minus ? -1
-                : Row::failure == Failure::Code  ? static_cast<int>(error)
-                                                 : HRESULT_FROM_WIN32(error));
-            if constexpr (std::is_pointer_v<Result>)
-                return reinterpret_cast<Result>(value);
-            else
-                return static_cast<Result>(value);
-        }
-    Effect::Before(Row::name, parameters...);
-    if constexpr (std::is_void_v<Result>)
-        Row::Original()(parameters...);
-    else
-    {
-        Result result = Row::Original()(parameters...);
-        const DWORD last = ::GetLastError();
-        Effect::After(Row::name, result, parameters...);
-        ::SetLastError(last);
-        return result;
-    }
-}
-
-#define HOOK(name, convention)                                                                                         \
-    template <class Row, class Result, class... Parameters>                                                            \
-    Result convention name(Parameters... parameters)                                                                   \
-    {                                                                                                                  \
-        return Run<Row, Result>(parameters...);                                                                        \
-    }                                                                                                                  \
-    template <class Row, class Result, class... Parameters>                                                            \
-    constexpr auto HookOf(Result(convention*)(Parameters...))->Result(convention*)(Parameters...)                      \
-    {                                                                                                                  \
-        return &name<Row, Result, Parameters...>;                                                                      \
-    }
-HOOK(Hook, WINAPI)
-#ifdef __i386__ // elsewhere both conventions are one
-HOOK(HookC, __cdecl)
-#define SYMBOL "_"
-#define TARGET ""
-#else
-#define SYMBOL ""
-#define TARGET "(%rip)"
+constexpr auto leavesApartment = [](const char* name, auto*) { TakeBack(&calls, name); };
+constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s", text); };
+constexpr auto ends = [](const char*, auto*, UINT exitCode) {
+    Say("ends with %u\n", exitCode);
+#ifdef FAULTS_COVERAGE
+    __gcov_dump();
 #endif
+};
+void ReplaceFunction(FARPROC& function, std::string_view name);
+constexpr auto givesFunction = [](const char*, FARPROC* result, HMODULE, const char* name) {
+    if (result != nullptr && *result != nullptr)
+        ReplaceFunction(*result, name);
+};
+
+// A setting that cannot be read is its default.
+UINT Default(auto*, auto*, INT otherwise, auto*)
+{
+    return static_cast<UINT>(otherwise);
+}
+DWORD Default(auto*, auto*, const wchar_t* otherwise, wchar_t* to, DWORD size, auto*)
+{
+    return static_cast<DWORD>(std::wstring_view(::lstrcpynW(to, otherwise, static_cast<int>(size))).size());
+}
 
 /// Two agents with different FAULT_LOGON do not see each other, as those of two logons.
 HANDLE WINAPI CreateMappingOfLogon(
@@ -168,195 +80,151 @@ HANDLE WINAPI CreateMappingOfLogon(
     return ::CreateFileMappingW(file, security, protection, high, low, nameOfLogon);
 }
 
+template <class Row, class Returned, class... Parameters>
+Returned Run(Parameters... parameters)
+{
+    if constexpr (Row::isCounted)
+        if (IsMet(Row::name, Row::writes))
+        {
+            (Result(parameters, Row::name, true), ...);
+            if (action == "throw")
+                throw 1;
+            ::SetLastError(error);
+            return static_cast<Returned>(Row::Fail(parameters...));
+        }
+    Row::effect(
+        Row::name, static_cast<std::conditional_t<std::is_void_v<Returned>, int, Returned>*>(nullptr), parameters...);
+    if constexpr (std::is_void_v<Returned>)
+        Row::original(parameters...);
+    else
+    {
+        Returned result = Row::original(parameters...);
+        const DWORD last = ::GetLastError();
+        Row::effect(Row::name, &result, parameters...);
+        ::SetLastError(last);
+        return result;
+    }
+}
+
+// clang-format off
+#define HOOK(name, convention) \
+    template <class Row, class Returned, class... Parameters> \
+    Returned convention name(Parameters... parameters) { return Run<Row, Returned>(parameters...); } \
+    template <class Row, class Returned, class... Parameters> \
+    constexpr auto HookOf(Returned(convention*)(Parameters...)) -> Returned(convention*)(Parameters...) \
+    { return &name<Row, Returned, Parameters...>; }
+HOOK(Hook, WINAPI)
+#ifdef __i386__ // elsewhere both conventions are one
+HOOK(HookC, __cdecl)
+#define SYMBOL "_"
+#define TARGET ""
+#else
+#define SYMBOL ""
+#define TARGET "(%rip)"
+#endif
 } // namespace
 
-// The agent's objects know each function by a pointer to it, Fault_X, or call it directly, as Direct_X.
-#define INSTEAD(function, how, effect, original)                                                                       \
-    namespace                                                                                                          \
-    {                                                                                                                  \
-    struct Row_##function                                                                                              \
-    {                                                                                                                  \
-        static constexpr const char* name = #function;                                                                 \
-        static constexpr Failure failure = Failure::how;                                                               \
-        using Effect = effect;                                                                                         \
-        static auto Original() { return &original; }                                                                   \
-    };                                                                                                                 \
-    }                                                                                                                  \
-    constinit decltype(&::function) Fault_##function = HookOf<Row_##function>(decltype (&::function)());
-#define FUNCTION(function, how, effect) INSTEAD(function, how, effect, ::function)
-#define DIRECT(function)                                                                                               \
-    asm(".globl " SYMBOL "Direct_" #function "\n" SYMBOL "Direct_" #function ": jmp *" SYMBOL                          \
-        "Fault_" #function TARGET);
+// One row for each function: how a failure is told, what else it does. The agent's objects know it by a pointer,
+// Fault_X, or call it directly, as Direct_X.
+#define ROW(function, type, first, counted, isWrite, failure, what) \
+    namespace { struct Row_##function { \
+        static constexpr const char* name = #function; \
+        static constexpr bool isCounted = counted, writes = isWrite; \
+        static constexpr auto effect = what; \
+        static inline type* original = first; \
+        static auto Fail([[maybe_unused]] auto... parameters) { return failure; } \
+    }; }
+#define POINTER(function) constinit decltype(&::function) Fault_##function = HookOf<Row_##function>(decltype(&::function)());
+#define CALL(function, failure, what) ROW(function, decltype(::function), &::function, true, false, failure, what) POINTER(function)
+#define WRITE(function, failure, what) ROW(function, decltype(::function), &::function, true, true, failure, what) POINTER(function)
+#define PASS(function, what) ROW(function, decltype(::function), &::function, false, false, 0, what) POINTER(function)
+#define INSTEAD(function, counted, other, what) ROW(function, decltype(::function), &other, counted, false, nullptr, what) POINTER(function)
+#define LIBRARY(function, counted, failure, what) ROW(function, function##Function, nullptr, counted, false, failure, what)
+#define DIRECT(function) asm(".globl " SYMBOL "Direct_" #function "\n" SYMBOL "Direct_" #function ": jmp *" SYMBOL "Fault_" #function TARGET);
+#define RESULT HRESULT_FROM_WIN32(error)
 
-FUNCTION(AllocateAndInitializeSid, Null, GivesAt<10>)
-FUNCTION(FreeSid, None, Takes)
-FUNCTION(InitializeSecurityDescriptor, Null, Call)
-FUNCTION(SetSecurityDescriptorDacl, Null, Call)
-FUNCTION(SetEntriesInAclW, Code, GivesAt<3>)
-FUNCTION(SetKernelObjectSecurity, Null, Writes)
-FUNCTION(GetFileSecurityW, Null, Call)
-FUNCTION(SetFileSecurityW, Null, Writes)
-FUNCTION(RegOpenKeyExA, Code, GivesAt<4>)
-FUNCTION(RegOpenKeyExW, Code, GivesAt<4>)
-using MakesKey = GivesAt<7, Writes>;
-FUNCTION(RegCreateKeyExA, Code, MakesKey)
-FUNCTION(RegCreateKeyExW, Code, MakesKey)
-FUNCTION(RegCloseKey, None, Takes)
-FUNCTION(RegQueryValueExA, Code, Call)
-FUNCTION(RegQueryValueExW, Code, Call)
-FUNCTION(RegSetValueExA, Code, Writes)
-FUNCTION(RegSetValueExW, Code, Writes)
-FUNCTION(RegDeleteValueA, Code, Writes)
-FUNCTION(CreateFileA, Minus, Gives<Writes>)
-FUNCTION(CreateFileW, Minus, Gives<Writes>)
-FUNCTION(CloseHandle, None, Takes)
-FUNCTION(ReadFile, Null, Call)
-FUNCTION(WriteFile, Null, Writes)
-FUNCTION(SetFilePointer, Minus, Call)
-FUNCTION(SetEndOfFile, Null, Writes)
-FUNCTION(FlushFileBuffers, Null, Call)
-FUNCTION(CopyFileW, Null, Writes)
-FUNCTION(MoveFileExW, Null, Writes)
-FUNCTION(DeleteFileW, Null, Writes)
-FUNCTION(CreateDirectoryA, Null, Writes)
-FUNCTION(FindFirstFileW, Minus, Gives<>)
-FUNCTION(FindNextFileW, Null, Call)
-FUNCTION(FindClose, None, Takes)
-FUNCTION(GetFileAttributesExW, Null, Call)
-FUNCTION(SetFileAttributesW, Null, Writes)
-FUNCTION(GetFileInformationByHandle, Null, Call)
-FUNCTION(GetFileSizeEx, Null, Call)
-FUNCTION(GetFileType, Null, Call)
-FUNCTION(GetFinalPathNameByHandleW, Null, Call)
-FUNCTION(GetShortPathNameW, Null, Call)
-FUNCTION(GetTempPathA, Null, Call)
-FUNCTION(GetTempPathW, Null, Call)
-FUNCTION(GetModuleFileNameA, Null, Call)
-FUNCTION(GetModuleFileNameW, Null, Call)
-FUNCTION(GetEnvironmentVariableW, Null, Call)
-FUNCTION(GetPrivateProfileIntA, Null, ReadsSetting)
-FUNCTION(GetPrivateProfileIntW, Null, ReadsSetting)
-FUNCTION(GetPrivateProfileStringW, Null, ReadsSetting)
-FUNCTION(WritePrivateProfileStringW, Null, Writes)
-INSTEAD(CreateFileMappingW, Null, Gives<>, CreateMappingOfLogon)
-FUNCTION(MapViewOfFile, Null, Gives<>)
-FUNCTION(UnmapViewOfFile, None, Takes)
-FUNCTION(LoadLibraryA, Null, Gives<>)
-FUNCTION(LoadLibraryW, Null, Gives<>)
-FUNCTION(GetProcAddress, Null, GivesFunction)
-FUNCTION(FreeLibrary, None, Takes)
-FUNCTION(FormatMessageA, Null, Call)
-FUNCTION(MultiByteToWideChar, Null, Call)
-FUNCTION(WideCharToMultiByte, Null, Call)
-FUNCTION(OutputDebugStringA, None, Tells)
-FUNCTION(ExitProcess, None, Ends)
-FUNCTION(LocalAlloc, Null, Gives<>)
-FUNCTION(LocalFree, None, Takes)
-FUNCTION(CoInitializeEx, Result, GivesApartment)
-FUNCTION(CoUninitialize, None, TakesApartment)
-FUNCTION(CoCreateInstance, Result, GivesObject)
-FUNCTION(OleRun, Result, Call)
-INSTEAD(SysAllocStringLen, Null, Gives<>, AllocateString)
-INSTEAD(SysFreeString, None, Takes, ReleaseString)
-FUNCTION(SHCreateDirectoryExW, Code, Writes)
-FUNCTION(SHGetFolderPathW, Result, Call)
-FUNCTION(SHGetSpecialFolderLocation, Result, Call)
-FUNCTION(SHGetPathFromIDListA, Null, Call)
-FUNCTION(SHGetPathFromIDListW, Null, Call)
-FUNCTION(SHGetMalloc, Result, Call)
-FUNCTION(ShellExecuteExW, Null, GivesProcess)
-FUNCTION(GetFileVersionInfoSizeW, Null, Call)
-DIRECT(GetFileVersionInfoSizeW)
-FUNCTION(GetFileVersionInfoW, Null, Call)
-DIRECT(GetFileVersionInfoW)
-FUNCTION(VerQueryValueW, Null, Call)
-DIRECT(VerQueryValueW)
-INSTEAD(calloc, Null, Gives<>, AllocateZeros)
-DIRECT(calloc)
-INSTEAD(free, None, Takes, Release)
-DIRECT(free)
+CALL(AllocateAndInitializeSid, 0, givesAt<10>) PASS(FreeSid, takes) CALL(InitializeSecurityDescriptor, 0, nothing)
+CALL(SetSecurityDescriptorDacl, 0, nothing) CALL(SetEntriesInAclW, error, givesAt<3>) WRITE(SetKernelObjectSecurity, 0, nothing)
+CALL(GetFileSecurityW, 0, nothing) WRITE(SetFileSecurityW, 0, nothing)
+CALL(RegOpenKeyExA, error, givesAt<4>) CALL(RegOpenKeyExW, error, givesAt<4>) WRITE(RegCreateKeyExA, error, givesAt<7>)
+WRITE(RegCreateKeyExW, error, givesAt<7>) PASS(RegCloseKey, takes) CALL(RegQueryValueExA, error, nothing)
+CALL(RegQueryValueExW, error, nothing) WRITE(RegSetValueExA, error, nothing) WRITE(RegSetValueExW, error, nothing)
+WRITE(RegDeleteValueA, error, nothing)
+WRITE(CreateFileA, INVALID_HANDLE_VALUE, gives) WRITE(CreateFileW, INVALID_HANDLE_VALUE, gives) PASS(CloseHandle, takes)
+CALL(ReadFile, 0, nothing) WRITE(WriteFile, 0, nothing) CALL(SetFilePointer, INVALID_SET_FILE_POINTER, nothing)
+WRITE(SetEndOfFile, 0, nothing) CALL(FlushFileBuffers, 0, nothing) WRITE(CopyFileW, 0, nothing) WRITE(MoveFileExW, 0, nothing)
+WRITE(DeleteFileW, 0, nothing) WRITE(CreateDirectoryA, 0, nothing) CALL(FindFirstFileW, INVALID_HANDLE_VALUE, gives)
+CALL(FindNextFileW, 0, nothing) PASS(FindClose, takes) CALL(GetFileAttributesExW, 0, nothing) WRITE(SetFileAttributesW, 0, nothing)
+CALL(GetFileInformationByHandle, 0, nothing) CALL(GetFileSizeEx, 0, nothing) CALL(GetFileType, 0, nothing)
+CALL(GetFinalPathNameByHandleW, 0, nothing) CALL(GetShortPathNameW, 0, nothing) CALL(GetTempPathA, 0, nothing)
+CALL(GetTempPathW, 0, nothing) CALL(GetModuleFileNameA, 0, nothing) CALL(GetModuleFileNameW, 0, nothing)
+CALL(GetEnvironmentVariableW, 0, nothing) CALL(GetPrivateProfileIntA, Default(parameters...), nothing)
+CALL(GetPrivateProfileIntW, Default(parameters...), nothing) CALL(GetPrivateProfileStringW, Default(parameters...), nothing)
+WRITE(WritePrivateProfileStringW, 0, nothing)
+INSTEAD(CreateFileMappingW, true, CreateMappingOfLogon, gives) CALL(MapViewOfFile, nullptr, gives) PASS(UnmapViewOfFile, takes)
+CALL(LoadLibraryA, nullptr, gives) CALL(LoadLibraryW, nullptr, gives) CALL(GetProcAddress, nullptr, givesFunction)
+PASS(FreeLibrary, takes) CALL(SetDllDirectoryW, 0, nothing) CALL(FormatMessageA, 0, nothing) CALL(MultiByteToWideChar, 0, nothing)
+CALL(WideCharToMultiByte, 0, nothing) PASS(OutputDebugStringA, tells) PASS(ExitProcess, ends)
+CALL(LocalAlloc, nullptr, gives) PASS(LocalFree, takes) CALL(CoInitializeEx, RESULT, entersApartment)
+PASS(CoUninitialize, leavesApartment) CALL(CoCreateInstance, RESULT, givesObject) CALL(OleRun, RESULT, nothing)
+INSTEAD(SysAllocStringLen, true, AllocateString, gives) INSTEAD(SysFreeString, false, ReleaseString, takes)
+WRITE(SHCreateDirectoryExW, error, nothing) CALL(SHGetFolderPathW, RESULT, nothing)
+CALL(SHGetSpecialFolderLocation, RESULT, nothing) CALL(SHGetPathFromIDListA, 0, nothing) CALL(SHGetPathFromIDListW, 0, nothing)
+CALL(SHGetMalloc, RESULT, nothing) CALL(ShellExecuteExW, 0, givesProcess)
+CALL(GetFileVersionInfoSizeW, 0, nothing) DIRECT(GetFileVersionInfoSizeW) CALL(GetFileVersionInfoW, 0, nothing)
+DIRECT(GetFileVersionInfoW) CALL(VerQueryValueW, 0, nothing) DIRECT(VerQueryValueW)
+void* AllocateZeros(std::size_t count, std::size_t size) { return Allocate(count * size); }
+INSTEAD(calloc, true, AllocateZeros, gives) DIRECT(calloc) INSTEAD(free, false, Release, takes) DIRECT(free)
+LIBRARY(GetDeviceList_LCode, true, error, givesAt<4>) LIBRARY(GetDeviceInformation, true, error, givesAt<1>)
+LIBRARY(ShowPropertiesUI, true, error, givesAt<1>) LIBRARY(MergeDevicelistXML, true, 0, nothing)
+LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false, 0, takesText)
+    // clang-format on
 
-namespace
+    namespace
 {
 
-#define LIBRARY_FUNCTION(function, how, effect)                                                                        \
-    struct Row_##function                                                                                              \
-    {                                                                                                                  \
-        static constexpr const char* name = #function;                                                                 \
-        static constexpr Failure failure = Failure::how;                                                               \
-        using Effect = effect;                                                                                         \
-        static inline function##Function* original = nullptr;                                                          \
-        static auto Original() { return original; }                                                                    \
-    };
-LIBRARY_FUNCTION(GetDeviceList_LCode, Code, GivesAt<4>)
-LIBRARY_FUNCTION(GetDeviceInformation, Code, GivesAt<1>)
-LIBRARY_FUNCTION(ShowPropertiesUI, Code, GivesAt<1>)
-LIBRARY_FUNCTION(MergeDevicelistXML, Null, Call)
-LIBRARY_FUNCTION(QueryDeviceAddress, Code, Call)
-LIBRARY_FUNCTION(FreeDeviceList, None, TakesText)
-
-template <class... Rows>
-void ReplaceFunction(FARPROC& function, std::string_view name)
-{
-    const auto replace = [&function]<class Row>(Row) {
-        using Plain = void (*)(); // functions of different types are not converted into each other directly
-        Row::original = reinterpret_cast<decltype(Row::original)>(reinterpret_cast<Plain>(function));
-        function = reinterpret_cast<FARPROC>(reinterpret_cast<Plain>(HookOf<Row>(Row::original)));
-    };
-    ((name == Rows::name ? replace(Rows()) : void()), ...);
-}
-void GivesFunction::After(const char*, FARPROC& result, HMODULE, const char* name)
-{
-    if (result != nullptr)
-        ReplaceFunction<
-            Row_GetDeviceList_LCode, Row_GetDeviceInformation, Row_ShowPropertiesUI, Row_MergeDevicelistXML,
-            Row_QueryDeviceAddress, Row_FreeDeviceList>(result, name);
-}
-
-#ifdef FAULTS_COVERAGE
-extern "C" void __gcov_dump();
-#else
-void __gcov_dump() {}
-#endif
-void Ends::Before(const char*, UINT exitCode)
-{
-    Say("ends with %u\n", exitCode);
-    ReportEnd();
-    __gcov_dump();
-}
-
-[[noreturn]] void EndWith(UINT exitCode)
-{
-    __gcov_dump();
-    ::TerminateProcess(::GetCurrentProcess(), exitCode);
-    __builtin_unreachable();
-}
-
-const struct Start
-{
-    Start()
+    void ReplaceFunction(FARPROC & function, std::string_view name)
     {
-        const auto text = [](const char* name) { // nothing is allocated here: operator new is below
-            const char* const value = std::getenv(name);
-            return std::string_view(value == nullptr ? "" : value);
+        const auto replace = [&]<class Row>(Row) {
+            using Plain = void (*)(); // functions of different types are not converted into each other directly
+            if (name != Row::name)
+                return;
+            Row::original = reinterpret_cast<decltype(Row::original)>(reinterpret_cast<Plain>(function));
+            function = reinterpret_cast<FARPROC>(reinterpret_cast<Plain>(HookOf<Row>(Row::original)));
         };
-        faultAt = static_cast<unsigned>(std::atoi(text("FAULT_AT").data()));
-        endsThere = text("FAULT_ACTION") == "end";
-        isLasting = text("FAULT_ACTION") == "lasting";
-        error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR").data()));
-        OpenReport(text("FAULT_REPORT").data());
-        // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit code 3.
-        ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {
-            Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
-            EndWith(77);
-        });
-        std::signal(SIGABRT, [](int) {
-            Say("abort\n");
-            EndWith(78);
-        });
-        std::atexit(&ReportEnd); // the first to be registered is the last to be called
+        replace(Row_GetDeviceList_LCode()), replace(Row_GetDeviceInformation()), replace(Row_ShowPropertiesUI());
+        replace(Row_MergeDevicelistXML()), replace(Row_QueryDeviceAddress()), replace(Row_FreeDeviceList());
     }
-} start __attribute__((init_priority(101)));
+
+    // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit code 3.
+    LONG WINAPI OnCrash(EXCEPTION_POINTERS * what)
+    {
+        Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
+        return ::TerminateProcess(::GetCurrentProcess(), 77);
+    }
+    void OnAbort(int)
+    {
+        Say("abort\n");
+        ::TerminateProcess(::GetCurrentProcess(), 78);
+    }
+
+    const struct Start
+    {
+        Start() // nothing is allocated here: operator new is below
+        {
+            const auto text = [](const char* name) { return std::getenv(name) == nullptr ? "" : std::getenv(name); };
+            faultAt = static_cast<unsigned>(std::atoi(text("FAULT_AT")));
+            action = text("FAULT_ACTION");
+            error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR")));
+            const HANDLE file = ::CreateFileA(
+                text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
+            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, reportSize, nullptr);
+            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, reportSize));
+            ::SetUnhandledExceptionFilter(&OnCrash);
+            std::signal(SIGABRT, &OnAbort);
+            std::atexit(&ReportHeld); // the first to be registered is the last to be called
+        }
+    } start __attribute__((init_priority(101)));
 
 } // namespace
 

@@ -1,5 +1,5 @@
-// Memory of the agent between pages that nobody may touch: each block ends where its page ends, and nobody can touch it
-// after its release. Code that is not instrumented, the system's own too, is caught here.
+// Memory of the agent between pages that nobody may touch: each block ends where its page does, and nobody can touch it
+// after its release. This sees code that is not instrumented, the system's own too.
 #pragma once
 
 #include <algorithm>
@@ -11,80 +11,63 @@ namespace faults
 {
 
 constexpr std::size_t pageSize = 4096;
-constexpr char fence = '\xF9'; // before a block, as it does not begin where its page does
+constexpr char fence = '\xF9'; // on the block's page before it
 
-struct Head // on the page before the block
+struct Head // on a page of its own
 {
-    std::size_t size;
+    std::size_t whole; // pages of the block, in bytes
     const void* block;
 };
 
-inline std::size_t WholePages(std::size_t size)
-{
-    return std::max((size + pageSize - 1) / pageSize, std::size_t{1}) * pageSize;
-}
-
-/// @return the reservation that `memory` is in, null for none; its first page is readable until the release
-inline char* ReservationOf(const void* memory)
+inline Head* HeadOf(const void* memory)
 {
     MEMORY_BASIC_INFORMATION about{};
     ::VirtualQuery(memory, &about, sizeof(about));
-    return static_cast<char*>(about.AllocationBase);
+    return static_cast<Head*>(about.AllocationBase);
 }
 
 inline void* Allocate(std::size_t size)
 {
-    const std::size_t whole = WholePages(size);
+    const std::size_t whole = std::max((size + pageSize - 1) / pageSize, std::size_t{1}) * pageSize;
     auto* const base = static_cast<char*>(::VirtualAlloc(nullptr, whole + 2 * pageSize, MEM_RESERVE, PAGE_NOACCESS));
-    if (base == nullptr || ::VirtualAlloc(base, pageSize + whole, MEM_COMMIT, PAGE_READWRITE) == nullptr)
+    if (base == nullptr || ::VirtualAlloc(base, pageSize + whole, MEM_COMMIT, PAGE_READWRITE) == nullptr) // zeros
         return nullptr;
     char* const block = base + pageSize + whole - size;
     std::fill(base + pageSize, block, fence);
-    *reinterpret_cast<Head*>(base) = {size, block};
+    *reinterpret_cast<Head*>(base) = {whole, block};
     return block;
 }
 
 inline void Release(void* memory)
 {
+    Head* const head = HeadOf(memory);
     if (memory == nullptr)
         return;
-    char* const base = ReservationOf(memory);
-    if (base == nullptr)
-        __builtin_trap();
-    const Head head = *reinterpret_cast<const Head*>(base); // a crash when it was released before
     const auto isFence = [](char c) { return c == fence; };
-    if (head.block != memory || !std::all_of(base + pageSize, static_cast<char*>(memory), isFence))
+    // A block that was released before has no readable head: that is a crash.
+    if (head->block != memory ||
+        !std::all_of(reinterpret_cast<char*>(head) + pageSize, static_cast<char*>(memory), isFence))
         __builtin_trap();
-    ::VirtualFree(base, pageSize + WholePages(head.size), MEM_DECOMMIT); // stays reserved: no later block is there
-}
-
-inline void* AllocateZeros(std::size_t count, std::size_t size)
-{
-    void* const memory = Allocate(count * size);
-    return memory == nullptr ? nullptr : std::memset(memory, 0, count * size);
+    ::VirtualFree(head, pageSize + head->whole, MEM_DECOMMIT); // stays reserved: no later block is there
 }
 
 /// A BSTR: its length in bytes stands before the text.
 inline BSTR WINAPI AllocateString(const OLECHAR* text, UINT length)
 {
-    const UINT bytes = length * static_cast<UINT>(sizeof(OLECHAR));
-    auto* const memory = static_cast<char*>(AllocateZeros(1, sizeof(UINT) + bytes + sizeof(OLECHAR)));
+    const std::size_t bytes = length * sizeof(OLECHAR);
+    auto* const memory = static_cast<UINT*>(Allocate(sizeof(UINT) + bytes + sizeof(OLECHAR)));
     if (memory == nullptr)
         return nullptr;
-    std::memcpy(memory, &bytes, sizeof(bytes));
-    if (text != nullptr)
-        std::memcpy(memory + sizeof(UINT), text, bytes);
-    return reinterpret_cast<BSTR>(memory + sizeof(UINT));
+    *memory = static_cast<UINT>(bytes);
+    return static_cast<BSTR>(text == nullptr ? memory + 1 : std::memcpy(memory + 1, text, bytes));
 }
 
 inline void WINAPI ReleaseString(BSTR text)
 {
-    char* const memory = reinterpret_cast<char*>(text) - sizeof(UINT);
-    const char* const base = text == nullptr ? nullptr : ReservationOf(memory);
-    if (base != nullptr && reinterpret_cast<const Head*>(base)->block == memory)
-        Release(memory);
-    else
-        ::SysFreeString(text); // the document model's own
+    auto* const memory = reinterpret_cast<char*>(text) - sizeof(UINT);
+    if (text == nullptr || HeadOf(memory) == nullptr || HeadOf(memory)->block != memory)
+        return ::SysFreeString(text); // the document model's own
+    Release(memory);
 }
 
 } // namespace faults

@@ -9,65 +9,45 @@ namespace
 
 using namespace test;
 
-std::vector<HANDLE> processes;
-
 HKEY Hive(const std::string& name)
 {
     return name == "HKCU" ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
 }
 
-std::vector<std::string> Words(const std::string& line) // between tabs
-{
-    std::vector<std::string> words;
-    std::istringstream rest(line);
-    for (std::string word; std::getline(rest, word, '\t');)
-        words.push_back(word);
-    words.resize(5);
-    return words;
-}
-
-void Start(const std::string& commandLine)
+HANDLE Start(std::wstring commandLine)
 {
     STARTUPINFOW startup{};
     PROCESS_INFORMATION process{};
-    std::wstring command = ToWide(commandLine);
-    if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process) ==
-        0)
+    if (!::CreateProcessW(
+            nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
         std::cout << "error " << ::GetLastError() << "\n";
     ::CloseHandle(process.hThread);
-    processes.push_back(process.hProcess);
+    return process.hProcess;
 }
 
-/// Waits for the programs that were started last; those that still run at the end of the time are killed.
-void Finish(int milliseconds, int exceptFirst)
+/// Shows the exit code of a program, or kills it when it has none at the end of the time.
+void Finish(HANDLE process, ULONGLONG end)
 {
-    const ULONGLONG end = ::GetTickCount64() + static_cast<ULONGLONG>(milliseconds);
-    for (; processes.size() > static_cast<std::size_t>(exceptFirst); processes.pop_back())
-    {
-        const HANDLE process = processes.back();
-        const ULONGLONG now = ::GetTickCount64();
-        const bool isKilled =
-            ::WaitForSingleObject(process, now < end ? static_cast<DWORD>(end - now) : 0) != WAIT_OBJECT_0 &&
-            ::TerminateProcess(process, 9) != 0;
-        ::WaitForSingleObject(process, INFINITE);
-        DWORD exitCode = 0;
-        ::GetExitCodeProcess(process, &exitCode);
-        std::cout << (isKilled ? "killed" : std::to_string(exitCode)) << "\n";
-        ::CloseHandle(process);
-    }
+    const ULONGLONG now = ::GetTickCount64();
+    const bool isLate = ::WaitForSingleObject(process, now < end ? static_cast<DWORD>(end - now) : 0) != WAIT_OBJECT_0;
+    const bool isKilled = isLate && ::TerminateProcess(process, 9) != 0;
+    ::WaitForSingleObject(process, INFINITE);
+    DWORD exitCode = 0;
+    ::GetExitCodeProcess(process, &exitCode);
+    ::CloseHandle(process);
+    std::cout << (isKilled ? "killed" : std::to_string(exitCode)) << "\n";
 }
 
-void ShowValues(HKEY hive, const std::string& hiveName, const std::wstring& path)
+void ShowValues(const std::string& hive, const std::wstring& path)
 {
-    std::istringstream values(StoredValues(hive, path));
-    std::cout << hiveName << "\\" << ToUtf8(path) << "\n";
+    std::istringstream values("\n" + StoredValues(Hive(hive), path));
     for (std::string line; std::getline(values, line);)
-        std::cout << hiveName << "\\" << ToUtf8(path) << "\\" << line << "\n";
-    HKEY key = nullptr;
-    ::RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key);
+        std::cout << hive << "\\" << ToUtf8(path) << "\\" << line << "\n";
     wchar_t name[256];
+    HKEY key = nullptr;
+    ::RegOpenKeyExW(Hive(hive), path.c_str(), 0, KEY_READ, &key);
     for (DWORD i = 0; ::RegEnumKeyW(key, i, name, 256) == ERROR_SUCCESS; ++i)
-        ShowValues(hive, hiveName, path + L"\\" + name);
+        ShowValues(hive, path + L"\\" + name);
     ::RegCloseKey(key);
 }
 
@@ -75,32 +55,36 @@ void ShowValues(HKEY hive, const std::string& hiveName, const std::wstring& path
 
 int main()
 {
+    std::vector<HANDLE> processes;
     HANDLE heldFile = INVALID_HANDLE_VALUE;
     for (std::string line; std::getline(std::cin, line); std::cout << "." << std::endl)
     {
-        const auto words = Words(line);
+        std::vector<std::string> words;
+        std::istringstream rest(line);
+        for (std::string word; std::getline(rest, word, '\t');)
+            words.push_back(word);
+        words.resize(5);
         const std::string& command = words[0];
         if (command == "clear") // HIVE
             ::RegDeleteTreeW(Hive(words[1]), L"Software\\QLScan");
-        else if (command == "text") // HIVE KEY NAME TEXT
+        else if (command == "store" && words[4].starts_with('#')) // HIVE KEY NAME #NUMBER
+            Store(Hive(words[1]), ToWide(words[2]), ToWide(words[3]), DWORD{std::stoul(words[4].substr(1))});
+        else if (command == "store") // HIVE KEY NAME TEXT
             Store(Hive(words[1]), ToWide(words[2]), ToWide(words[3]), ToWide(words[4]));
-        else if (command == "number") // HIVE KEY NAME NUMBER
-            Store(Hive(words[1]), ToWide(words[2]), ToWide(words[3]), static_cast<DWORD>(std::stoul(words[4])));
-        else if (command == "values")
-            for (const char* const hive : {"HKCU", "HKLM"})
-                ShowValues(Hive(hive), hive, L"Software\\QLScan");
+        else if (command == "values") // HIVE
+            ShowValues(words[1], L"Software\\QLScan");
         else if (command == "set") // NAME TEXT, of the environment
             ::SetEnvironmentVariableW(ToWide(words[1]).c_str(), ToWide(words[2]).c_str());
         else if (command == "start") // COMMAND
-            Start(words[1]);
-        else if (command == "finish") // MILLISECONDS NUMBER: of the first ones, which go on
-            Finish(std::stoi(words[1]), std::stoi(words[2]));
+            processes.push_back(Start(ToWide(words[1])));
+        else if (command == "finish") // MILLISECONDS NUMBER: of the first programs, which go on
+            for (const ULONGLONG end = ::GetTickCount64() + std::stoul(words[1]);
+                 processes.size() > std::stoul(words[2]); processes.pop_back())
+                Finish(processes.back(), end);
         else if (command == "hold") // PATH: nobody else can open it, until another one is held
         {
             ::CloseHandle(heldFile);
             heldFile = ::CreateFileW(ToWide(words[1]).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         }
-        else
-            std::cout << "unknown: " << line << "\n";
     }
 }

@@ -14,34 +14,6 @@ namespace faults
 template <class Interface>
 void Watch(Interface* object, const char* from);
 
-// What a failed call leaves in its parameters, and what a successful one gives by them.
-template <class Parameter>
-void Clear(Parameter)
-{
-}
-inline void Clear(BSTR* out)
-{
-    *out = nullptr;
-}
-template <std::derived_from<IUnknown> Interface>
-void Clear(Interface** out)
-{
-    *out = nullptr;
-}
-template <class Parameter>
-void TakeOver(Parameter, const char*)
-{
-}
-inline void TakeOver(BSTR* out, const char* from)
-{
-    Give(*out, from);
-}
-template <std::derived_from<IUnknown> Interface>
-void TakeOver(Interface** out, const char* from)
-{
-    Watch(*out, from);
-}
-
 inline void WatchAs(REFIID id, void* object, const char* from)
 {
     if (IsEqualIID(id, IID_IXMLDOMDocument))
@@ -52,50 +24,59 @@ inline void WatchAs(REFIID id, void* object, const char* from)
         Watch(static_cast<IUnknown*>(object), from);
 }
 
+/// What a call gives by one of its parameters: nothing when it failed.
+template <class Parameter>
+void Result([[maybe_unused]] Parameter parameter, [[maybe_unused]] const char* from, [[maybe_unused]] bool failed)
+{
+    if constexpr (std::is_same_v<Parameter, BSTR*>)
+        failed ? void(*parameter = nullptr) : Give(*parameter, from);
+    else if constexpr (requires { static_cast<IUnknown*>(*parameter); } && std::is_pointer_v<Parameter>)
+        failed ? void(*parameter = nullptr) : Watch(*parameter, from);
+}
+
 /// Whether the agent's own code called, not the document model or the search library.
 inline bool IsAgents(const void* caller)
 {
-    static const auto program = reinterpret_cast<const char*>(::GetModuleHandleW(nullptr));
-    static const DWORD size = reinterpret_cast<const IMAGE_NT_HEADERS*>(
-                                  program + reinterpret_cast<const IMAGE_DOS_HEADER*>(program)->e_lfanew)
-                                  ->OptionalHeader.SizeOfImage;
-    return static_cast<std::size_t>(static_cast<const char*>(caller) - program) < size;
+    HMODULE module = nullptr;
+    constexpr DWORD flags = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    return ::GetModuleHandleExW(flags, static_cast<const wchar_t*>(caller), &module) != 0 &&
+           module == ::GetModuleHandleW(nullptr);
 }
 
 template <auto Member>
 struct Method;
-template <class Interface, class Result, class... Parameters, Result (WINAPI Interface::*Member)(Parameters...)>
+template <class Interface, class Returned, class... Parameters, Returned (WINAPI Interface::*Member)(Parameters...)>
 struct Method<Member>
 {
-    using Function = Result WINAPI(Interface*, Parameters...);
-    static inline const char* name = nullptr;
-    static inline std::array<std::pair<void**, Function*>, 16> originals; // one for each class of objects
+    using Function = Returned WINAPI(Interface*, Parameters...);
+    static inline std::string_view name;
+    static inline std::array<std::pair<void**, Function*>, 16> originals; // by the table of each class of objects
 
-    static auto OriginalOf(void** table)
+    static auto* OriginalOf(void** table)
     {
-        return std::ranges::find(originals, table, [](const auto& one) { return one.first; });
+        return std::ranges::find(originals, table, &std::pair<void**, Function*>::first);
     }
 
-    static Result WINAPI Call(Interface* object, Parameters... parameters)
+    static Returned WINAPI Call(Interface* object, Parameters... parameters)
     {
-        void** const table = *reinterpret_cast<void***>(object);
-        Function* const original = OriginalOf(table)->second;
+        Function* const original = OriginalOf(*reinterpret_cast<void***>(object))->second;
         if (!IsAgents(__builtin_return_address(0)))
             return original(object, parameters...);
-        constexpr bool writes = std::string_view(__PRETTY_FUNCTION__).find("::save") != std::string_view::npos;
-        if constexpr (std::is_same_v<Result, ULONG>) // AddRef and Release
-            std::string_view(name).ends_with("Release") ? TakeBack(object, name) : Give(object, name);
-        else if (IsMet(name, writes))
+        if constexpr (std::is_same_v<Returned, ULONG>) // AddRef and Release
         {
-            (Clear(parameters), ...);
-            return HRESULT_FROM_WIN32(error);
+            name.ends_with("Release") ? TakeBack(object, name.data()) : Give(object, name.data());
+            return original(object, parameters...);
         }
-        const Result result = original(object, parameters...);
-        if constexpr ((std::is_same_v<Parameters, void**> || ...)) // QueryInterface
-            SUCCEEDED(result) ? [](REFIID id, void** out) { WatchAs(id, *out, name); }(parameters...) : void();
-        else if constexpr (std::is_same_v<Result, HRESULT>)
-            SUCCEEDED(result) ? (TakeOver(parameters, name), ...) : void();
-        return result;
+        else
+        {
+            const bool failed = IsMet(name.data(), name.ends_with("save"));
+            const HRESULT result = failed ? HRESULT_FROM_WIN32(error) : original(object, parameters...);
+            if constexpr ((std::is_same_v<Parameters, void**> || ...)) // QueryInterface
+                SUCCEEDED(result) ? [](REFIID id, void** out) { WatchAs(id, *out, "query"); }(parameters...) : void();
+            else
+                (Result(parameters, name.data(), FAILED(result)), ...);
+            return result;
+        }
     }
 
     static void ReplaceIn(void** table, const char* ownName)
@@ -112,13 +93,8 @@ struct Method<Member>
         DWORD protection = 0;
         ::VirtualProtect(entry, sizeof(void*), PAGE_READWRITE, &protection);
         *entry = reinterpret_cast<void*>(&Call);
-        ::VirtualProtect(entry, sizeof(void*), protection, &protection);
     }
 };
-
-#define METHOD(interface, method)                                                                                      \
-    if constexpr (std::derived_from<Interface, interface>)                                                             \
-        Method<&interface::method>::ReplaceIn(table, #interface "::" #method);
 
 template <class Interface>
 void Watch(Interface* object, const char* from)
@@ -128,26 +104,21 @@ void Watch(Interface* object, const char* from)
         return;
     void** const table = *reinterpret_cast<void***>(object);
     constexpr auto query = static_cast<HRESULT (WINAPI IUnknown::*)(REFIID, void**)>(&IUnknown::QueryInterface);
-    Method<query>::ReplaceIn(table, "IUnknown::QueryInterface");
-    METHOD(IUnknown, AddRef)
-    METHOD(IUnknown, Release)
-    METHOD(IXMLDOMNode, get_xml)
-    METHOD(IXMLDOMNode, get_text)
-    METHOD(IXMLDOMNode, appendChild)
-    METHOD(IXMLDOMNode, selectSingleNode)
-    METHOD(IXMLDOMNode, selectNodes)
-    METHOD(IXMLDOMNodeList, get_length)
-    METHOD(IXMLDOMNodeList, get_item)
+    Method<query>::ReplaceIn(table, "QueryInterface");
+    // clang-format off
+#define METHOD(interface, method) \
+    if constexpr (std::derived_from<Interface, interface>) \
+        Method<&interface::method>::ReplaceIn(table, #interface "::" #method);
+    METHOD(IUnknown, AddRef) METHOD(IUnknown, Release)
+    METHOD(IXMLDOMNode, get_xml) METHOD(IXMLDOMNode, get_text) METHOD(IXMLDOMNode, appendChild)
+    METHOD(IXMLDOMNode, selectSingleNode) METHOD(IXMLDOMNode, selectNodes)
+    METHOD(IXMLDOMNodeList, get_length) METHOD(IXMLDOMNodeList, get_item)
     METHOD(IXMLDOMElement, setAttribute)
-    METHOD(IXMLDOMDocument, put_async)
-    METHOD(IXMLDOMDocument, put_resolveExternals)
-    METHOD(IXMLDOMDocument, put_validateOnParse)
-    METHOD(IXMLDOMDocument, loadXML)
-    METHOD(IXMLDOMDocument, load)
-    METHOD(IXMLDOMDocument, save)
-    METHOD(IXMLDOMDocument, createElement)
-    METHOD(IXMLDOMDocument, createTextNode)
+    METHOD(IXMLDOMDocument, put_async) METHOD(IXMLDOMDocument, put_resolveExternals)
+    METHOD(IXMLDOMDocument, put_validateOnParse) METHOD(IXMLDOMDocument, loadXML) METHOD(IXMLDOMDocument, load)
+    METHOD(IXMLDOMDocument, save) METHOD(IXMLDOMDocument, createElement) METHOD(IXMLDOMDocument, createTextNode)
     METHOD(IXMLDOMDocument, createProcessingInstruction)
+    // clang-format on
 }
 
 } // namespace faults
