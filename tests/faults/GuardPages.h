@@ -54,12 +54,14 @@ inline void Release(void* memory)
 /// A BSTR: its length in bytes stands before the text.
 inline BSTR WINAPI AllocateString(const OLECHAR* text, UINT length)
 {
-    const std::size_t bytes = length * sizeof(OLECHAR);
-    auto* const memory = static_cast<UINT*>(Allocate(sizeof(UINT) + bytes + sizeof(OLECHAR)));
+    const auto bytes = static_cast<UINT>(length * sizeof(OLECHAR));
+    auto* const memory = static_cast<char*>(Allocate(sizeof(bytes) + bytes + sizeof(OLECHAR)));
     if (memory == nullptr)
         return nullptr;
-    *memory = static_cast<UINT>(bytes);
-    return static_cast<BSTR>(text == nullptr ? memory + 1 : std::memcpy(memory + 1, text, bytes));
+    std::memcpy(memory, &bytes, sizeof(bytes));
+    if (text != nullptr)
+        std::memcpy(memory + sizeof(bytes), text, bytes);
+    return reinterpret_cast<BSTR>(memory + sizeof(bytes));
 }
 
 inline void WINAPI ReleaseString(BSTR text)

@@ -375,13 +375,13 @@ def work(machines, title, rounds):
     return len(faults)
 
 
-def contexts(references, every, by_kind):
+def contexts(references, every):
     """(reference, calls): each call with the two before it once, or one of so many."""
     seen = set()
     for reference in references:
         names, calls = [name for _, name in reference.calls], []
         for i in range(len(names)):
-            context = reference.kind if by_kind else "", *names[max(i - 2, 0):i + 1]
+            context = tuple(names[max(i - 2, 0):i + 1])
             if context not in seen and len(seen) % every == 0:
                 calls.append(i + 1)
             seen.add(context)
@@ -415,9 +415,8 @@ def main():
     def writes(reference):
         return [call for call, (how, _) in enumerate(reference.calls, 1) if how == "write"]
     if not options.all:
-        for title, by_kind, fault in (("fails", True, {"action": "fail", "error": 5}),
-                                      ("and all behind it fail", False, {"action": "lasting", "error": 112})):
-            chosen = list(contexts(references.values(), options.every, by_kind))
+        chosen = list(contexts(references.values(), options.every))
+        for title, fault in ("fails", {"action": "fail", "error": 5}), ("and all behind it fail", {"action": "lasting", "error": 112}):
             faults += work(machines, "each call in its context " + title, (
                 round for reference, calls in chosen for round in Sweep(reference, calls, **fault)))
         faults += work(machines, "the process ends before each write", (
@@ -425,11 +424,10 @@ def main():
             for round in Sweep(reference, writes(reference)[::options.every], action="end", error=0)))
         return faults != 0
     for (kind, used), reference in references.items():
-        for action, error in itertools.product(("fail", "lasting"), (5, 112)):
-            faults += work(machines, f"{kind}{', used' * used}: each call, {action}, error {error}",
-                           Sweep(reference, action=action, error=error))
-        faults += work(machines, f"{kind}{', used' * used}: the process ends before each write",
-                       Sweep(reference, writes(reference), action="end", error=0))
+        title = kind + ", used" * used
+        for action, error, calls in ("fail", 5, None), ("lasting", 112, None), ("fail", 112, writes(reference)), (
+                "lasting", 5, writes(reference)), ("end", 0, writes(reference)):
+            faults += work(machines, f"{title}: {action}, error {error}", Sweep(reference, calls, action=action, error=error))
     faults += work(machines, "killed at random moments", Kills(generic, 500, 200))
     faults += work(machines, "two logons", [lambda machine: two_logons(machine, generic, online)] * 200)
     faults += work(machines, "one of a hundred", [lambda machine: hundred(machine, online)] * 50)
