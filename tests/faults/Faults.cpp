@@ -13,6 +13,12 @@
 #include <shlobj.h>
 #include <tuple>
 
+#ifdef FAULTS_COVERAGE
+extern "C" void __gcov_dump(); // an end by ExitProcess would lose the lines
+#else
+static void __gcov_dump() {}
+#endif
+
 namespace
 {
 
@@ -50,9 +56,7 @@ constexpr auto leavesApartment = [](const char* name, auto*) { TakeBack(&calls, 
 constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s", text); };
 constexpr auto ends = [](const char*, auto*, UINT exitCode) {
     Say("ends with %u\n", exitCode);
-#ifdef FAULTS_COVERAGE
     __gcov_dump();
-#endif
 };
 void ReplaceFunction(FARPROC& function, std::string_view name);
 constexpr auto givesFunction = [](const char*, FARPROC* result, HMODULE, const char* name) {
@@ -140,7 +144,7 @@ HOOK(HookC, __cdecl)
 #define PASS(function, what) ROW(function, decltype(::function), &::function, false, false, 0, what) POINTER(function)
 #define INSTEAD(function, counted, other, what) ROW(function, decltype(::function), &other, counted, false, nullptr, what) POINTER(function)
 #define LIBRARY(function, counted, failure, what) ROW(function, function##Function, nullptr, counted, false, failure, what)
-#define DIRECT(function) asm(".globl " SYMBOL "Direct_" #function "\n" SYMBOL "Direct_" #function ": jmp *" SYMBOL "Fault_" #function TARGET);
+#define DIRECT(function) asm(".text\n.globl " SYMBOL "Direct_" #function "\n" SYMBOL "Direct_" #function ": jmp *" SYMBOL "Fault_" #function TARGET);
 #define RESULT HRESULT_FROM_WIN32(error)
 
 CALL(AllocateAndInitializeSid, 0, givesAt<10>) PASS(FreeSid, takes) CALL(InitializeSecurityDescriptor, 0, nothing)
