@@ -1,0 +1,358 @@
+#include "Chooser.h"
+
+#include <algorithm>
+#include <bit>
+#include <commctrl.h>
+#include <exception>
+#include <stdexcept>
+
+namespace simulator
+{
+namespace
+{
+
+using std::chrono::steady_clock;
+
+/// The numbers in Dialogs.rc.
+enum ControlNumber : int
+{
+    introductionText = 100,
+    presentText,
+    deviceList,
+    progressBar,
+    searchButton,
+    statusText,
+    languageText,
+    addButton,
+    propertiesButton,
+    firstProperty = 200
+};
+
+/// A dialog from this library's resources, shown until the user closes it.
+class Dialog
+{
+public:
+    virtual ~Dialog() = default;
+
+    /// @return whether the user closed it by OK
+    bool Show(Record& record, const wchar_t* resource, HWND parent)
+    {
+        USEROBJECTFLAGS station{};
+        ::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &station, sizeof(station), nullptr);
+        const INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_LISTVIEW_CLASSES | ICC_PROGRESS_CLASS};
+        ::InitCommonControlsEx(&classes);
+        // In full resolution, not stretched by the system. Systems older than Windows 10 do not have the function.
+        using SetContext = DPI_AWARENESS_CONTEXT WINAPI(DPI_AWARENESS_CONTEXT);
+        auto* const setContext = std::bit_cast<SetContext*>(
+            ::GetProcAddress(::GetModuleHandleW(L"user32.dll"), "SetThreadDpiAwarenessContext"));
+        const auto before = setContext == nullptr ? nullptr : setContext(DPI_AWARENESS_CONTEXT_SYSTEM_AWARE);
+        const INT_PTR closedBy =
+            (station.dwFlags & WSF_VISIBLE) == 0
+                ? -1 // nobody could ever close it
+                : ::DialogBoxParamW(ThisLibrary(), resource, parent, &Procedure, std::bit_cast<LPARAM>(this));
+        const DWORD error = ::GetLastError();
+        if (setContext != nullptr)
+            setContext(before);
+        if (m_thrown)
+            std::rethrow_exception(m_thrown);
+        if (closedBy <= 0)
+            record.Line("  error: the dialog cannot be shown; system error " + std::to_string(error));
+        return closedBy == IDOK;
+    }
+
+protected:
+    virtual void OnOpened() = 0;
+    virtual void OnButton(int control) = 0;
+    virtual LRESULT OnNotify(const NMHDR&) { return 0; }
+    virtual void OnTimer() {}
+
+    HWND Window() const { return m_window; }
+    HWND Control(int number) const { return ::GetDlgItem(m_window, number); }
+    void SetText(int number, const std::wstring& text) const { ::SetDlgItemTextW(m_window, number, text.c_str()); }
+    void Close(int button) const { ::EndDialog(m_window, button); }
+
+private:
+    static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+    {
+        if (message == WM_INITDIALOG)
+            ::SetWindowLongPtrW(window, DWLP_USER, lParam);
+        auto* const dialog = std::bit_cast<Dialog*>(::GetWindowLongPtrW(window, DWLP_USER));
+        if (dialog == nullptr) // messages before that one
+            return FALSE;
+        dialog->m_window = window;
+        try
+        {
+            if (message == WM_INITDIALOG)
+                dialog->OnOpened();
+            else if (message == WM_COMMAND && HIWORD(wParam) == BN_CLICKED)
+                dialog->OnButton(LOWORD(wParam));
+            else if (message == WM_TIMER)
+                dialog->OnTimer();
+            else if (message == WM_NOTIFY)
+                ::SetWindowLongPtrW(window, DWLP_MSGRESULT, dialog->OnNotify(*std::bit_cast<const NMHDR*>(lParam)));
+            else
+                return FALSE;
+        }
+        catch (const std::exception&) // which must not pass through the system's functions
+        {
+            dialog->m_thrown = std::current_exception();
+            dialog->Close(IDCANCEL);
+        }
+        return TRUE;
+    }
+
+    HWND m_window = nullptr;
+    std::exception_ptr m_thrown;
+};
+
+/// The user may enter the first two.
+constexpr const char* properties[] = {"userlocation", "comment",    "modelname",
+                                      "devicepath",   "macaddress", "serialnumber"};
+constexpr int entered = 2;
+
+class PropertiesPage : public Dialog
+{
+public:
+    explicit PropertiesPage(IXMLDOMNode& device) : m_device(device) {}
+
+private:
+    void OnOpened() override
+    {
+        ::SetWindowTextW(Window(), (L"Properties of " + ChildText(m_device, "devicename")).c_str());
+        for (int field = firstProperty; const char* const property : properties)
+            SetText(field++, ChildText(m_device, property));
+    }
+
+    void OnButton(int control) override
+    {
+        for (int i = 0; control == IDOK && i < entered; ++i)
+        {
+            wchar_t text[256] = L"";
+            ::GetDlgItemTextW(Window(), firstProperty + i, text, static_cast<int>(std::size(text)));
+            if (text != ChildText(m_device, properties[i])) // an empty element says something else than none
+                SetChildText(m_device, properties[i], text);
+        }
+        if (control == IDOK || control == IDCANCEL)
+            Close(control);
+    }
+
+    IXMLDOMNode& m_device;
+};
+
+struct Found
+{
+    explicit Found(Device& of)
+        : device(&of),
+          list(LoadXmlText(of.list.c_str())),
+          element(SelectFirst(*list, "/devicelist/device"))
+    {
+    }
+    std::wstring Text(const char* name) const { return ChildText(*element, name); }
+
+    Device* device;
+    Node list, element;
+    bool present = false;  ///< the application uses it already
+    bool accepted = false; ///< by the application
+};
+
+struct Column
+{
+    const wchar_t* title;
+    const char* element; ///< of the device; null for the status
+    int percent;         ///< of the list's width without scroll bar
+};
+constexpr Column columns[] = {
+    {L"Name", "devicename", 21},   {L"Model", "modelname", 18}, {L"Address", "devicepath", 21},
+    {L"Location", "location", 23}, {L"Status", nullptr, 17},
+};
+
+class Chooser : public Dialog
+{
+public:
+    Chooser(Record& record, std::vector<Device>& devices, const Search& search)
+        : m_record(record),
+          m_search(search),
+          m_filter(LoadXmlText(search.filterText)),
+          m_option(SelectFirst(*m_filter, "/option")),
+          m_stored(Select(*m_filter, "/option/devicelist/device"))
+    {
+        for (Device& device : devices)
+        {
+            Found found(device);
+            const bool local = found.Text("iotype") == L"Local";
+            if (Option("iotype") == (local ? L"Network" : L"Local") || (local && Option("searchusbscanner") == L"0"))
+                continue;
+            const char* const identity = found.Text("macaddress").empty() ? "devicepath" : "macaddress";
+            found.present = std::ranges::any_of(
+                m_stored, [&](const Node& stored) { return ChildText(*stored, identity) == found.Text(identity); });
+            m_sought.push_back(std::move(found));
+        }
+    }
+
+    const Device* Chosen() const { return Selected().device; }
+
+private:
+    std::wstring Option(const char* name) const { return m_option ? ChildText(*m_option, name) : std::wstring(); }
+
+    void OnOpened() override
+    {
+        const char* const code = m_search.languageCode;
+        ::SetWindowTextW(Window(), Option("dialogcaption").c_str());
+        SetText(introductionText, L"Choose the scanner for " + Option("appname") + L".");
+        SetText(
+            presentText, L"Present device: " + (m_stored.empty() ? L"none"
+                                                                 : ChildText(*m_stored[0], "devicename") + L", " +
+                                                                       ChildText(*m_stored[0], "devicepath")));
+        SetText(
+            languageText, L"Language code: " + (code == nullptr ? L"none" : Utf16(code)) +
+                              L" (the simulated library speaks English only)");
+        ::ShowWindow(Control(propertiesButton), Option("properties") == L"1" ? SW_SHOW : SW_HIDE);
+        ListView_SetExtendedListViewStyle(Control(deviceList), LVS_EX_FULLROWSELECT);
+        RECT area{};
+        ::GetClientRect(Control(deviceList), &area);
+        for (int i = 0; const Column& column : columns)
+        {
+            std::wstring title = column.title;
+            LVCOLUMNW shown{};
+            shown.mask = LVCF_TEXT | LVCF_WIDTH;
+            shown.pszText = title.data();
+            shown.cx = (static_cast<int>(area.right) - ::GetSystemMetrics(SM_CXVSCROLL)) * column.percent / 100;
+            ListView_InsertColumn(Control(deviceList), i++, &shown);
+        }
+        Start();
+    }
+
+    void OnButton(int control) override
+    {
+        if (control == IDCANCEL || (control == IDOK && CanBeTaken()))
+            Close(control);
+        else if (control == searchButton && m_searching)
+            Stop(L"Search stopped");
+        else if (control == searchButton)
+            Start();
+        else if (control == addButton)
+            ::MessageBoxW(
+                Window(),
+                (L"The simulated library adds nothing. Answer to addbtn.onclick: " + Utf16(m_search.add())).c_str(),
+                L"Add", MB_OK | MB_ICONINFORMATION);
+        else if (control == propertiesButton && m_selected >= 0)
+            if (PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", Window()))
+                *Selected().device = DeviceOf(*Selected().element);
+    }
+
+    LRESULT OnNotify(const NMHDR& header) override
+    {
+        if (header.idFrom != deviceList)
+            return 0;
+        if (header.code == LVN_ITEMCHANGED)
+            OnSelection();
+        else if (header.code == LVN_ITEMACTIVATE)
+            OnButton(IDOK);
+        else if (header.code == NM_CUSTOMDRAW)
+        {
+            auto& draw = *std::bit_cast<NMLVCUSTOMDRAW*>(&header);
+            if (draw.nmcd.dwDrawStage == CDDS_PREPAINT)
+                return CDRF_NOTIFYITEMDRAW;
+            if (draw.nmcd.dwDrawStage == CDDS_ITEMPREPAINT && !m_sought[draw.nmcd.dwItemSpec].accepted)
+                draw.clrText = ::GetSysColor(COLOR_GRAYTEXT);
+        }
+        return CDRF_DODEFAULT;
+    }
+
+    void OnTimer() override
+    {
+        const std::chrono::duration<double> passed = steady_clock::now() - m_begun;
+        const double share = passed < m_search.duration ? passed / m_search.duration : 1;
+        ::SendMessageW(Control(progressBar), PBM_SETPOS, static_cast<WPARAM>(share * 100), 0);
+        while (m_listed < static_cast<int>(share * static_cast<double>(m_sought.size())))
+            ListNext();
+        if (share == 1)
+            Stop(L"Search finished");
+    }
+
+    void Start()
+    {
+        ListView_DeleteAllItems(Control(deviceList));
+        m_listed = 0;
+        m_searching = true;
+        m_begun = steady_clock::now();
+        OnSelection();
+        SetText(searchButton, L"&Stop search");
+        SetText(statusText, L"Searching...");
+        ::SetTimer(Window(), 1, 50, nullptr);
+    }
+
+    void Stop(const wchar_t* how)
+    {
+        ::KillTimer(Window(), 1);
+        m_searching = false;
+        const auto accepted =
+            std::count_if(m_sought.begin(), m_sought.begin() + m_listed, std::mem_fn(&Found::accepted));
+        SetText(
+            statusText, how + (L". Devices found: " + std::to_wstring(m_listed)) + L", for this driver: " +
+                            std::to_wstring(accepted) + L".");
+        SetText(searchButton, L"&Search again");
+    }
+
+    void ListNext()
+    {
+        LVITEMW cell{};
+        cell.iItem = m_listed++;
+        Found& found = m_sought[static_cast<std::size_t>(cell.iItem)];
+        found.accepted = m_search.accepts(*found.device);
+        const std::wstring status = !found.accepted ? L"Not for this driver"
+                                    : found.present ? L"Present device"
+                                                    : L"Available";
+        cell.mask = LVIF_TEXT;
+        for (const Column& column : columns)
+        {
+            std::wstring text = column.element == nullptr ? status : found.Text(column.element);
+            cell.pszText = text.data();
+            cell.iSubItem == 0 ? ListView_InsertItem(Control(deviceList), &cell)
+                               : ListView_SetItem(Control(deviceList), &cell);
+            ++cell.iSubItem;
+        }
+        constexpr UINT selected = LVIS_SELECTED | LVIS_FOCUSED;
+        if (found.present && found.accepted && m_selected < 0)
+            ListView_SetItemState(Control(deviceList), cell.iItem, selected, selected);
+    }
+
+    void OnSelection()
+    {
+        m_selected = ListView_GetNextItem(Control(deviceList), -1, LVNI_SELECTED);
+        ::EnableWindow(Control(IDOK), CanBeTaken() ? TRUE : FALSE);
+        ::EnableWindow(Control(propertiesButton), m_selected >= 0 ? TRUE : FALSE);
+    }
+    const Found& Selected() const { return m_sought[static_cast<std::size_t>(m_selected)]; }
+    bool CanBeTaken() const { return m_selected >= 0 && Selected().accepted; }
+
+    Record& m_record;
+    const Search& m_search;
+    const Node m_filter, m_option;
+    const std::vector<Node> m_stored; ///< the devices that the application uses already
+    std::vector<Found> m_sought;
+    int m_listed = 0;    ///< so many of them are in the list
+    int m_selected = -1; ///< row; none: -1
+    bool m_searching = false;
+    steady_clock::time_point m_begun;
+};
+
+} // namespace
+
+const Device* ChooseInDialog(Record& record, std::vector<Device>& devices, const Search& search)
+{
+    Chooser chooser(record, devices, search);
+    return chooser.Show(record, L"CHOOSER", nullptr) ? chooser.Chosen() : nullptr;
+}
+
+GivenText EditProperties(Record& record, const wchar_t* filterText)
+{
+    const Node filter = LoadXmlText(filterText);
+    const Node device = SelectFirst(*filter, "/option/devicelist/device");
+    if (!device)
+        throw std::runtime_error("the filter text has no device");
+    const bool byOk = PropertiesPage(*device).Show(record, L"PROPERTIES", nullptr);
+    return byOk ? GivenText(DeviceOf(*device).list) : std::nullopt;
+}
+
+} // namespace simulator
