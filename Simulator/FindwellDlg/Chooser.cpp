@@ -13,20 +13,9 @@ namespace
 
 using std::chrono::steady_clock;
 
-/// The numbers in Dialogs.rc.
-enum ControlNumber : int
-{
-    introductionText = 100,
-    presentText,
-    deviceList,
-    progressBar,
-    searchButton,
-    statusText,
-    languageText,
-    addButton,
-    propertiesButton,
-    firstProperty = 200
-};
+// The numbers in Dialogs.rc.
+constexpr int introductionText = 100, presentText = 101, statusText = 105, languageText = 106, firstProperty = 200;
+constexpr int deviceList = 102, progressBar = 103, searchButton = 104, addButton = 107, propertiesButton = 108;
 
 /// A dialog from this library's resources, shown until the user closes it.
 class Dialog
@@ -46,10 +35,9 @@ public:
         auto* const setContext = std::bit_cast<SetContext*>(
             ::GetProcAddress(::GetModuleHandleW(L"user32.dll"), "SetThreadDpiAwarenessContext"));
         const auto before = setContext == nullptr ? nullptr : setContext(DPI_AWARENESS_CONTEXT_SYSTEM_AWARE);
-        const INT_PTR closedBy =
-            (station.dwFlags & WSF_VISIBLE) == 0
-                ? -1 // nobody could ever close it
-                : ::DialogBoxParamW(ThisLibrary(), resource, parent, &Procedure, std::bit_cast<LPARAM>(this));
+        INT_PTR closedBy = -1;
+        if ((station.dwFlags & WSF_VISIBLE) != 0) // or nobody could ever close it
+            closedBy = ::DialogBoxParamW(ThisLibrary(), resource, parent, &Procedure, std::bit_cast<LPARAM>(this));
         const DWORD error = ::GetLastError();
         if (setContext != nullptr)
             setContext(before);
@@ -66,10 +54,10 @@ protected:
     virtual LRESULT OnNotify(const NMHDR&) { return 0; }
     virtual void OnTimer() {}
 
-    HWND Window() const { return m_window; }
     HWND Control(int number) const { return ::GetDlgItem(m_window, number); }
     void SetText(int number, const std::wstring& text) const { ::SetDlgItemTextW(m_window, number, text.c_str()); }
-    void Close(int button) const { ::EndDialog(m_window, button); }
+
+    HWND m_window = nullptr;
 
 private:
     static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
@@ -96,12 +84,11 @@ private:
         catch (const std::exception&) // which must not pass through the system's functions
         {
             dialog->m_thrown = std::current_exception();
-            dialog->Close(IDCANCEL);
+            ::EndDialog(window, IDCANCEL);
         }
         return TRUE;
     }
 
-    HWND m_window = nullptr;
     std::exception_ptr m_thrown;
 };
 
@@ -118,7 +105,7 @@ public:
 private:
     void OnOpened() override
     {
-        ::SetWindowTextW(Window(), (L"Properties of " + ChildText(m_device, "devicename")).c_str());
+        ::SetWindowTextW(m_window, (L"Properties of " + ChildText(m_device, "devicename")).c_str());
         for (int field = firstProperty; const char* const property : properties)
             SetText(field++, ChildText(m_device, property));
     }
@@ -128,12 +115,12 @@ private:
         for (int i = 0; control == IDOK && i < entered; ++i)
         {
             wchar_t text[256] = L"";
-            ::GetDlgItemTextW(Window(), firstProperty + i, text, static_cast<int>(std::size(text)));
+            ::GetDlgItemTextW(m_window, firstProperty + i, text, static_cast<int>(std::size(text)));
             if (text != ChildText(m_device, properties[i])) // an empty element says something else than none
                 SetChildText(m_device, properties[i], text);
         }
         if (control == IDOK || control == IDCANCEL)
-            Close(control);
+            ::EndDialog(m_window, control);
     }
 
     IXMLDOMNode& m_device;
@@ -162,9 +149,11 @@ struct Column
     int percent;         ///< of the list's width without scroll bar
 };
 constexpr Column columns[] = {
-    {L"Name", "devicename", 21},   {L"Model", "modelname", 18}, {L"Address", "devicepath", 21},
-    {L"Location", "location", 23}, {L"Status", nullptr, 17},
-};
+    {L"Name", "devicename", 21},
+    {L"Model", "modelname", 18},
+    {L"Address", "devicepath", 21},
+    {L"Location", "location", 23},
+    {L"Status", nullptr, 17}};
 
 class Chooser : public Dialog
 {
@@ -196,16 +185,11 @@ private:
 
     void OnOpened() override
     {
-        const char* const code = m_search.languageCode;
-        ::SetWindowTextW(Window(), Option("dialogcaption").c_str());
+        ::SetWindowTextW(m_window, Option("dialogcaption").c_str());
         SetText(introductionText, L"Choose the scanner for " + Option("appname") + L".");
+        SetText(presentText, L"Present device: " + (m_stored.empty() ? L"none" : DeviceOf(*m_stored[0]).name));
         SetText(
-            presentText, L"Present device: " + (m_stored.empty() ? L"none"
-                                                                 : ChildText(*m_stored[0], "devicename") + L", " +
-                                                                       ChildText(*m_stored[0], "devicepath")));
-        SetText(
-            languageText, L"Language code: " + (code == nullptr ? L"none" : Utf16(code)) +
-                              L" (the simulated library speaks English only)");
+            languageText, L"Language code: " + Utf16(m_search.languageCode) + L" (this library speaks English only)");
         ::ShowWindow(Control(propertiesButton), Option("properties") == L"1" ? SW_SHOW : SW_HIDE);
         ListView_SetExtendedListViewStyle(Control(deviceList), LVS_EX_FULLROWSELECT);
         RECT area{};
@@ -225,18 +209,18 @@ private:
     void OnButton(int control) override
     {
         if (control == IDCANCEL || (control == IDOK && CanBeTaken()))
-            Close(control);
+            ::EndDialog(m_window, control);
         else if (control == searchButton && m_searching)
-            Stop(L"Search stopped");
+            Stop(L"Search stopped.");
         else if (control == searchButton)
             Start();
         else if (control == addButton)
             ::MessageBoxW(
-                Window(),
+                m_window,
                 (L"The simulated library adds nothing. Answer to addbtn.onclick: " + Utf16(m_search.add())).c_str(),
                 L"Add", MB_OK | MB_ICONINFORMATION);
         else if (control == propertiesButton && m_selected >= 0)
-            if (PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", Window()))
+            if (PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", m_window))
                 *Selected().device = DeviceOf(*Selected().element);
     }
 
@@ -248,14 +232,13 @@ private:
             OnSelection();
         else if (header.code == LVN_ITEMACTIVATE)
             OnButton(IDOK);
-        else if (header.code == NM_CUSTOMDRAW)
-        {
-            auto& draw = *std::bit_cast<NMLVCUSTOMDRAW*>(&header);
-            if (draw.nmcd.dwDrawStage == CDDS_PREPAINT)
-                return CDRF_NOTIFYITEMDRAW;
-            if (draw.nmcd.dwDrawStage == CDDS_ITEMPREPAINT && !m_sought[draw.nmcd.dwItemSpec].accepted)
-                draw.clrText = ::GetSysColor(COLOR_GRAYTEXT);
-        }
+        if (header.code != NM_CUSTOMDRAW)
+            return 0;
+        auto& draw = *std::bit_cast<NMLVCUSTOMDRAW*>(&header);
+        if (draw.nmcd.dwDrawStage == CDDS_PREPAINT)
+            return CDRF_NOTIFYITEMDRAW;
+        if (draw.nmcd.dwDrawStage == CDDS_ITEMPREPAINT && !m_sought[draw.nmcd.dwItemSpec].accepted)
+            draw.clrText = ::GetSysColor(COLOR_GRAYTEXT);
         return CDRF_DODEFAULT;
     }
 
@@ -267,54 +250,52 @@ private:
         while (m_listed < static_cast<int>(share * static_cast<double>(m_sought.size())))
             ListNext();
         if (share == 1)
-            Stop(L"Search finished");
+            Stop(L"Search finished.");
     }
 
     void Start()
     {
         ListView_DeleteAllItems(Control(deviceList));
-        m_listed = 0;
+        m_listed = m_accepted = 0;
         m_searching = true;
         m_begun = steady_clock::now();
         OnSelection();
         SetText(searchButton, L"&Stop search");
         SetText(statusText, L"Searching...");
-        ::SetTimer(Window(), 1, 50, nullptr);
+        ::SetTimer(m_window, 1, 50, nullptr);
     }
 
     void Stop(const wchar_t* how)
     {
-        ::KillTimer(Window(), 1);
+        ::KillTimer(m_window, 1);
         m_searching = false;
-        const auto accepted =
-            std::count_if(m_sought.begin(), m_sought.begin() + m_listed, std::mem_fn(&Found::accepted));
         SetText(
-            statusText, how + (L". Devices found: " + std::to_wstring(m_listed)) + L", for this driver: " +
-                            std::to_wstring(accepted) + L".");
+            statusText, how + (L" Devices found: " + std::to_wstring(m_listed)) + L", for this driver: " +
+                            std::to_wstring(m_accepted) + L".");
         SetText(searchButton, L"&Search again");
     }
 
     void ListNext()
     {
+        const HWND list = Control(deviceList);
         LVITEMW cell{};
         cell.iItem = m_listed++;
         Found& found = m_sought[static_cast<std::size_t>(cell.iItem)];
         found.accepted = m_search.accepts(*found.device);
+        m_accepted += found.accepted ? 1 : 0;
         const std::wstring status = !found.accepted ? L"Not for this driver"
                                     : found.present ? L"Present device"
                                                     : L"Available";
         cell.mask = LVIF_TEXT;
-        for (const Column& column : columns)
+        for (; cell.iSubItem < static_cast<int>(std::size(columns)); ++cell.iSubItem)
         {
-            std::wstring text = column.element == nullptr ? status : found.Text(column.element);
+            const char* const element = columns[cell.iSubItem].element;
+            std::wstring text = element == nullptr ? status : found.Text(element);
             cell.pszText = text.data();
-            cell.iSubItem == 0 ? ListView_InsertItem(Control(deviceList), &cell)
-                               : ListView_SetItem(Control(deviceList), &cell);
-            ++cell.iSubItem;
+            cell.iSubItem == 0 ? ListView_InsertItem(list, &cell) : ListView_SetItem(list, &cell);
         }
-        constexpr UINT selected = LVIS_SELECTED | LVIS_FOCUSED;
         if (found.present && found.accepted && m_selected < 0)
-            ListView_SetItemState(Control(deviceList), cell.iItem, selected, selected);
+            ListView_SetItemState(list, cell.iItem, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
     }
 
     void OnSelection()
@@ -331,8 +312,8 @@ private:
     const Node m_filter, m_option;
     const std::vector<Node> m_stored; ///< the devices that the application uses already
     std::vector<Found> m_sought;
-    int m_listed = 0;    ///< so many of them are in the list
-    int m_selected = -1; ///< row; none: -1
+    int m_listed = 0, m_accepted = 0; ///< of them, so far
+    int m_selected = -1;              ///< row; none: -1
     bool m_searching = false;
     steady_clock::time_point m_begun;
 };

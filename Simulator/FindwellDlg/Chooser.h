@@ -12,7 +12,7 @@ namespace simulator
 struct Search
 {
     const wchar_t* filterText;
-    const char* languageCode;
+    std::string languageCode;
     std::chrono::milliseconds duration;
     std::function<bool(const Device&)> accepts;
     std::function<std::string()> add; ///< tells it that the user pressed Add. @return its answer

@@ -185,7 +185,8 @@ std::uint32_t GetDeviceList_LCode(
             return answer == 1;
         };
         const Search search{
-            filterText, languageCode, std::chrono::milliseconds(behaviour.Number(name, "searchtime", 3000)), accepts,
+            filterText, languageCode == nullptr ? "none" : languageCode,
+            std::chrono::milliseconds(behaviour.Number(name, "searchtime", 3000)), accepts,
             [&] { return TellEvent(record, *handler, L"addbtn.onclick"); }};
         const Device* const device =
             Chosen(record, onScreen ? ChooseInDialog(record, devices, search) : behaviour.Choose(devices, accepts));
