@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <bit>
 #include <commctrl.h>
-#include <exception>
 #include <stdexcept>
+#include <tuple>
 
 namespace simulator
 {
 namespace
 {
-
-using std::chrono::steady_clock;
 
 // The numbers in Dialogs.rc.
 constexpr int introductionText = 100, presentText = 101, statusText = 105, languageText = 106, firstProperty = 200;
@@ -41,10 +39,10 @@ public:
         const DWORD error = ::GetLastError();
         if (setContext != nullptr)
             setContext(before);
-        if (m_thrown)
-            std::rethrow_exception(m_thrown);
         if (closedBy <= 0)
-            record.Line("  error: the dialog cannot be shown; system error " + std::to_string(error));
+            record.Line(
+                "  error: the dialog cannot be shown: " +
+                (m_error.empty() ? "system error " + std::to_string(error) : m_error));
         return closedBy == IDOK;
     }
 
@@ -81,21 +79,19 @@ private:
             else
                 return FALSE;
         }
-        catch (const std::exception&) // which must not pass through the system's functions
+        catch (const std::exception& error) // which must not pass through the system's functions
         {
-            dialog->m_thrown = std::current_exception();
-            ::EndDialog(window, IDCANCEL);
+            dialog->m_error = error.what();
+            ::EndDialog(window, -1);
         }
         return TRUE;
     }
 
-    std::exception_ptr m_thrown;
+    std::string m_error;
 };
 
-/// The user may enter the first two.
-constexpr const char* properties[] = {"userlocation", "comment",    "modelname",
-                                      "devicepath",   "macaddress", "serialnumber"};
-constexpr int entered = 2;
+/// Of the properties page. The user may enter the first two.
+constexpr const char* fields[] = {"userlocation", "comment", "modelname", "devicepath", "serialnumber"};
 
 class PropertiesPage : public Dialog
 {
@@ -106,18 +102,18 @@ private:
     void OnOpened() override
     {
         ::SetWindowTextW(m_window, (L"Properties of " + ChildText(m_device, "devicename")).c_str());
-        for (int field = firstProperty; const char* const property : properties)
-            SetText(field++, ChildText(m_device, property));
+        for (int field = firstProperty; const char* const element : fields)
+            SetText(field++, ChildText(m_device, element));
     }
 
     void OnButton(int control) override
     {
-        for (int i = 0; control == IDOK && i < entered; ++i)
+        for (int i = 0; control == IDOK && i < 2; ++i)
         {
-            wchar_t text[256] = L"";
+            wchar_t text[4096] = L"";
             ::GetDlgItemTextW(m_window, firstProperty + i, text, static_cast<int>(std::size(text)));
-            if (text != ChildText(m_device, properties[i])) // an empty element says something else than none
-                SetChildText(m_device, properties[i], text);
+            if (text != ChildText(m_device, fields[i])) // an empty element says something else than none
+                SetChildText(m_device, fields[i], text);
         }
         if (control == IDOK || control == IDCANCEL)
             ::EndDialog(m_window, control);
@@ -128,32 +124,25 @@ private:
 
 struct Found
 {
-    explicit Found(Device& of)
-        : device(&of),
-          list(LoadXmlText(of.list.c_str())),
-          element(SelectFirst(*list, "/devicelist/device"))
+    explicit Found(Device& of) : device(&of), element(SelectFirst(*LoadXmlText(of.list.c_str()), "/devicelist/device"))
     {
     }
     std::wstring Text(const char* name) const { return ChildText(*element, name); }
 
     Device* device;
-    Node list, element;
+    Node element;
     bool present = false;  ///< the application uses it already
     bool accepted = false; ///< by the application
 };
 
-struct Column
-{
-    const wchar_t* title;
-    const char* element; ///< of the device; null for the status
-    int percent;         ///< of the list's width without scroll bar
-};
+/// A column's title, its element of the device, the percentage that it takes of the list's width.
+using Column = std::tuple<const wchar_t*, const char*, int>;
 constexpr Column columns[] = {
     {L"Name", "devicename", 21},
     {L"Model", "modelname", 18},
     {L"Address", "devicepath", 21},
     {L"Location", "location", 23},
-    {L"Status", nullptr, 17}};
+    {L"Status", "", 17}};
 
 class Chooser : public Dialog
 {
@@ -162,7 +151,6 @@ public:
         : m_record(record),
           m_search(search),
           m_filter(LoadXmlText(search.filterText)),
-          m_option(SelectFirst(*m_filter, "/option")),
           m_stored(Select(*m_filter, "/option/devicelist/device"))
     {
         for (Device& device : devices)
@@ -181,7 +169,7 @@ public:
     const Device* Chosen() const { return Selected().device; }
 
 private:
-    std::wstring Option(const char* name) const { return m_option ? ChildText(*m_option, name) : std::wstring(); }
+    std::wstring Option(std::string name) const { return ChildText(*m_filter, "/option/" + name); }
 
     void OnOpened() override
     {
@@ -194,13 +182,13 @@ private:
         ListView_SetExtendedListViewStyle(Control(deviceList), LVS_EX_FULLROWSELECT);
         RECT area{};
         ::GetClientRect(Control(deviceList), &area);
-        for (int i = 0; const Column& column : columns)
+        for (int i = 0; const auto& [title, element, percent] : columns)
         {
-            std::wstring title = column.title;
+            std::wstring text = title;
             LVCOLUMNW shown{};
             shown.mask = LVCF_TEXT | LVCF_WIDTH;
-            shown.pszText = title.data();
-            shown.cx = (static_cast<int>(area.right) - ::GetSystemMetrics(SM_CXVSCROLL)) * column.percent / 100;
+            shown.pszText = text.data();
+            shown.cx = (static_cast<int>(area.right) - ::GetSystemMetrics(SM_CXVSCROLL)) * percent / 100;
             ListView_InsertColumn(Control(deviceList), i++, &shown);
         }
         Start();
@@ -219,21 +207,20 @@ private:
                 m_window,
                 (L"The simulated library adds nothing. Answer to addbtn.onclick: " + Utf16(m_search.add())).c_str(),
                 L"Add", MB_OK | MB_ICONINFORMATION);
-        else if (control == propertiesButton && m_selected >= 0)
-            if (PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", m_window))
-                *Selected().device = DeviceOf(*Selected().element);
+        else if (
+            control == propertiesButton && m_selected >= 0 &&
+            PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", m_window))
+            *Selected().device = DeviceOf(*Selected().element);
     }
 
     LRESULT OnNotify(const NMHDR& header) override
     {
-        if (header.idFrom != deviceList)
-            return 0;
         if (header.code == LVN_ITEMCHANGED)
             OnSelection();
         else if (header.code == LVN_ITEMACTIVATE)
             OnButton(IDOK);
-        if (header.code != NM_CUSTOMDRAW)
-            return 0;
+        if (header.code != NM_CUSTOMDRAW || header.idFrom != deviceList)
+            return CDRF_DODEFAULT;
         auto& draw = *std::bit_cast<NMLVCUSTOMDRAW*>(&header);
         if (draw.nmcd.dwDrawStage == CDDS_PREPAINT)
             return CDRF_NOTIFYITEMDRAW;
@@ -244,7 +231,7 @@ private:
 
     void OnTimer() override
     {
-        const std::chrono::duration<double> passed = steady_clock::now() - m_begun;
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - m_begun;
         const double share = passed < m_search.duration ? passed / m_search.duration : 1;
         ::SendMessageW(Control(progressBar), PBM_SETPOS, static_cast<WPARAM>(share * 100), 0);
         while (m_listed < static_cast<int>(share * static_cast<double>(m_sought.size())))
@@ -258,7 +245,7 @@ private:
         ListView_DeleteAllItems(Control(deviceList));
         m_listed = m_accepted = 0;
         m_searching = true;
-        m_begun = steady_clock::now();
+        m_begun = std::chrono::steady_clock::now();
         OnSelection();
         SetText(searchButton, L"&Stop search");
         SetText(statusText, L"Searching...");
@@ -283,16 +270,16 @@ private:
         Found& found = m_sought[static_cast<std::size_t>(cell.iItem)];
         found.accepted = m_search.accepts(*found.device);
         m_accepted += found.accepted ? 1 : 0;
-        const std::wstring status = !found.accepted ? L"Not for this driver"
-                                    : found.present ? L"Present device"
-                                                    : L"Available";
+        const wchar_t* const acceptable = found.present ? L"Present device" : L"Available";
         cell.mask = LVIF_TEXT;
-        for (; cell.iSubItem < static_cast<int>(std::size(columns)); ++cell.iSubItem)
+        for (const auto& [title, element, percent] : columns)
         {
-            const char* const element = columns[cell.iSubItem].element;
-            std::wstring text = element == nullptr ? status : found.Text(element);
+            std::wstring text = found.accepted ? acceptable : L"Not for this driver";
+            if (*element != 0)
+                text = found.Text(element);
             cell.pszText = text.data();
             cell.iSubItem == 0 ? ListView_InsertItem(list, &cell) : ListView_SetItem(list, &cell);
+            ++cell.iSubItem;
         }
         if (found.present && found.accepted && m_selected < 0)
             ListView_SetItemState(list, cell.iItem, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
@@ -309,13 +296,13 @@ private:
 
     Record& m_record;
     const Search& m_search;
-    const Node m_filter, m_option;
+    const Node m_filter;
     const std::vector<Node> m_stored; ///< the devices that the application uses already
     std::vector<Found> m_sought;
     int m_listed = 0, m_accepted = 0; ///< of them, so far
     int m_selected = -1;              ///< row; none: -1
     bool m_searching = false;
-    steady_clock::time_point m_begun;
+    std::chrono::steady_clock::time_point m_begun;
 };
 
 } // namespace

@@ -113,12 +113,8 @@ void SetChildText(IXMLDOMNode& node, std::string_view name, std::wstring_view te
     Node child = SelectFirst(node, name);
     if (!child)
     {
-        IXMLDOMDocument* document = nullptr;
-        Demand(node.get_ownerDocument(&document), "the document");
-        IXMLDOMElement* element = nullptr;
-        Demand(Owned<IXMLDOMDocument>(document)->createElement(Given(Utf16(name)).get(), &element), name);
-        child.reset(element);
-        Demand(node.appendChild(element, nullptr), name);
+        child = SelectFirst(*LoadXmlText((L"<" + Utf16(name) + L"/>").c_str()), "/*");
+        Demand(node.appendChild(child.get(), nullptr), name);
     }
     Demand(child->put_text(Given(text).get()), name);
 }
