@@ -1,9 +1,8 @@
 # shellcheck shell=bash
-# Read by the scripts whose programs show windows.
-# shellcheck disable=SC2034 # read by those scripts
-screen_packages=(xvfb openbox xdotool imagemagick)
+# Read after steps.sh by the scripts whose programs show windows.
 
 open_screen() { # FOLDER: a screen that nobody sees, with a window manager, for Wine and xdotool; it ends with the script
+    need xvfb openbox xdotool imagemagick
     trap 'jobs -p | xargs -r kill 2>/dev/null || true' EXIT
     mkdir -p "$1"
     : >"$1/display"

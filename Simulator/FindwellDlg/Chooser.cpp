@@ -36,13 +36,12 @@ public:
         INT_PTR closedBy = -1;
         if ((station.dwFlags & WSF_VISIBLE) != 0) // or nobody could ever close it
             closedBy = ::DialogBoxParamW(ThisLibrary(), resource, parent, &Procedure, std::bit_cast<LPARAM>(this));
-        const DWORD error = ::GetLastError();
+        if (closedBy <= 0 && m_error.empty())
+            m_error = "system error " + std::to_string(::GetLastError());
+        if (closedBy <= 0)
+            record.Line("  error: the dialog cannot be shown: " + m_error);
         if (setContext != nullptr)
             setContext(before);
-        if (closedBy <= 0)
-            record.Line(
-                "  error: the dialog cannot be shown: " +
-                (m_error.empty() ? "system error " + std::to_string(error) : m_error));
         return closedBy == IDOK;
     }
 
@@ -93,12 +92,10 @@ private:
 /// Of the properties page. The user may enter the first two.
 constexpr const char* fields[] = {"userlocation", "comment", "modelname", "devicepath", "serialnumber"};
 
-class PropertiesPage : public Dialog
+struct PropertiesPage : Dialog
 {
-public:
     explicit PropertiesPage(IXMLDOMNode& device) : m_device(device) {}
 
-private:
     void OnOpened() override
     {
         ::SetWindowTextW(m_window, (L"Properties of " + ChildText(m_device, "devicename")).c_str());
@@ -124,20 +121,16 @@ private:
 
 struct Found
 {
-    explicit Found(Device& of) : device(&of), element(SelectFirst(*LoadXmlText(of.list.c_str()), "/devicelist/device"))
-    {
-    }
-    std::wstring Text(const char* name) const { return ChildText(*element, name); }
-
     Device* device;
     Node element;
     bool present = false;  ///< the application uses it already
     bool accepted = false; ///< by the application
+
+    std::wstring Text(const char* name) const { return ChildText(*element, name); }
 };
 
-/// A column's title, its element of the device, the percentage that it takes of the list's width.
-using Column = std::tuple<const wchar_t*, const char*, int>;
-constexpr Column columns[] = {
+/// Title, element of the device (none for the status), percentage of the list's width.
+constexpr std::tuple<const wchar_t*, const char*, int> columns[] = {
     {L"Name", "devicename", 21},
     {L"Model", "modelname", 18},
     {L"Address", "devicepath", 21},
@@ -155,7 +148,7 @@ public:
     {
         for (Device& device : devices)
         {
-            Found found(device);
+            Found found{&device, SelectFirst(*LoadXmlText(device.list.c_str()), "/devicelist/device")};
             const bool local = found.Text("iotype") == L"Local";
             if (Option("iotype") == (local ? L"Network" : L"Local") || (local && Option("searchusbscanner") == L"0"))
                 continue;
@@ -166,7 +159,7 @@ public:
         }
     }
 
-    const Device* Chosen() const { return Selected().device; }
+    const Found& Selected() const { return m_sought[static_cast<std::size_t>(m_selected)]; }
 
 private:
     std::wstring Option(std::string name) const { return ChildText(*m_filter, "/option/" + name); }
@@ -176,8 +169,7 @@ private:
         ::SetWindowTextW(m_window, Option("dialogcaption").c_str());
         SetText(introductionText, L"Choose the scanner for " + Option("appname") + L".");
         SetText(presentText, L"Present device: " + (m_stored.empty() ? L"none" : DeviceOf(*m_stored[0]).name));
-        SetText(
-            languageText, L"Language code: " + Utf16(m_search.languageCode) + L" (this library speaks English only)");
+        SetText(languageText, L"Language code: " + Utf16(m_search.languageCode) + L" (shown in English only)");
         ::ShowWindow(Control(propertiesButton), Option("properties") == L"1" ? SW_SHOW : SW_HIDE);
         ListView_SetExtendedListViewStyle(Control(deviceList), LVS_EX_FULLROWSELECT);
         RECT area{};
@@ -203,10 +195,7 @@ private:
         else if (control == searchButton)
             Start();
         else if (control == addButton)
-            ::MessageBoxW(
-                m_window,
-                (L"The simulated library adds nothing. Answer to addbtn.onclick: " + Utf16(m_search.add())).c_str(),
-                L"Add", MB_OK | MB_ICONINFORMATION);
+            ::MessageBoxW(m_window, (L"Not simulated. Answer: " + Utf16(m_search.add())).c_str(), L"Add", MB_OK);
         else if (
             control == propertiesButton && m_selected >= 0 &&
             PropertiesPage(*Selected().element).Show(m_record, L"PROPERTIES", m_window))
@@ -256,9 +245,8 @@ private:
     {
         ::KillTimer(m_window, 1);
         m_searching = false;
-        SetText(
-            statusText, how + (L" Devices found: " + std::to_wstring(m_listed)) + L", for this driver: " +
-                            std::to_wstring(m_accepted) + L".");
+        const std::wstring accepted = std::to_wstring(m_accepted);
+        SetText(statusText, how + (L" Devices: " + std::to_wstring(m_listed)) + L", for this driver: " + accepted);
         SetText(searchButton, L"&Search again");
     }
 
@@ -291,7 +279,6 @@ private:
         ::EnableWindow(Control(IDOK), CanBeTaken() ? TRUE : FALSE);
         ::EnableWindow(Control(propertiesButton), m_selected >= 0 ? TRUE : FALSE);
     }
-    const Found& Selected() const { return m_sought[static_cast<std::size_t>(m_selected)]; }
     bool CanBeTaken() const { return m_selected >= 0 && Selected().accepted; }
 
     Record& m_record;
@@ -299,8 +286,7 @@ private:
     const Node m_filter;
     const std::vector<Node> m_stored; ///< the devices that the application uses already
     std::vector<Found> m_sought;
-    int m_listed = 0, m_accepted = 0; ///< of them, so far
-    int m_selected = -1;              ///< row; none: -1
+    int m_listed = 0, m_accepted = 0, m_selected = -1; ///< the last one is a row, or none
     bool m_searching = false;
     std::chrono::steady_clock::time_point m_begun;
 };
@@ -310,7 +296,7 @@ private:
 const Device* ChooseInDialog(Record& record, std::vector<Device>& devices, const Search& search)
 {
     Chooser chooser(record, devices, search);
-    return chooser.Show(record, L"CHOOSER", nullptr) ? chooser.Chosen() : nullptr;
+    return chooser.Show(record, L"CHOOSER", nullptr) ? chooser.Selected().device : nullptr;
 }
 
 GivenText EditProperties(Record& record, const wchar_t* filterText)
@@ -319,8 +305,8 @@ GivenText EditProperties(Record& record, const wchar_t* filterText)
     const Node device = SelectFirst(*filter, "/option/devicelist/device");
     if (!device)
         throw std::runtime_error("the filter text has no device");
-    const bool byOk = PropertiesPage(*device).Show(record, L"PROPERTIES", nullptr);
-    return byOk ? GivenText(DeviceOf(*device).list) : std::nullopt;
+    PropertiesPage page(*device);
+    return page.Show(record, L"PROPERTIES", nullptr) ? GivenText(DeviceOf(*device).list) : std::nullopt;
 }
 
 } // namespace simulator
