@@ -13,11 +13,12 @@ open_screen() { # FOLDER: a screen that nobody sees, with a window manager, for 
     openbox >>"$1/screen.log" 2>&1 &
 }
 
-window() { # CAPTION: waits for the window and prints its number
-    timeout 30 xdotool search --sync --onlyvisible --name "^$1$" | tail -n 1
+retry() { # COMMAND...: until it succeeds, for half a minute
+    for _ in {1..300}; do
+        ! "$@" 2>/dev/null || return 0
+        sleep 0.1
+    done
+    return 1
 }
-
-wait_for() { # FILE PATTERN: waits for a line
-    # shellcheck disable=SC2016 # expanded by the inner shell
-    timeout 30 bash -c 'until grep -qsE -e "$2" "$1"; do sleep 0.1; done' bash "$@"
-}
+window() { retry xdotool search --onlyvisible --name "^$1$" | tail -n 1; } # CAPTION: its number
+wait_for() { retry grep -qE -e "$2" "$1"; }                                # FILE PATTERN: a line of the file

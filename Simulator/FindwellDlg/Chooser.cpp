@@ -29,8 +29,7 @@ public:
         const INITCOMMONCONTROLSEX classes{sizeof(classes), ICC_LISTVIEW_CLASSES | ICC_PROGRESS_CLASS};
         ::InitCommonControlsEx(&classes);
         // In full resolution, not stretched by the system. Systems older than Windows 10 do not have the function.
-        using SetContext = DPI_AWARENESS_CONTEXT WINAPI(DPI_AWARENESS_CONTEXT);
-        auto* const setContext = std::bit_cast<SetContext*>(
+        const auto setContext = std::bit_cast<DPI_AWARENESS_CONTEXT(WINAPI*)(DPI_AWARENESS_CONTEXT)>(
             ::GetProcAddress(::GetModuleHandleW(L"user32.dll"), "SetThreadDpiAwarenessContext"));
         const auto before = setContext == nullptr ? nullptr : setContext(DPI_AWARENESS_CONTEXT_SYSTEM_AWARE);
         INT_PTR closedBy = -1;
@@ -137,9 +136,8 @@ constexpr std::tuple<const wchar_t*, const char*, int> columns[] = {
     {L"Location", "location", 23},
     {L"Status", "", 17}};
 
-class Chooser : public Dialog
+struct Chooser : Dialog
 {
-public:
     Chooser(Record& record, std::vector<Device>& devices, const Search& search)
         : m_record(record),
           m_search(search),
@@ -161,7 +159,6 @@ public:
 
     const Found& Selected() const { return m_sought[static_cast<std::size_t>(m_selected)]; }
 
-private:
     std::wstring Option(std::string name) const { return ChildText(*m_filter, "/option/" + name); }
 
     void OnOpened() override
@@ -232,7 +229,7 @@ private:
     void Start()
     {
         ListView_DeleteAllItems(Control(deviceList));
-        m_listed = m_accepted = 0;
+        m_listed = 0;
         m_searching = true;
         m_begun = std::chrono::steady_clock::now();
         OnSelection();
@@ -245,8 +242,7 @@ private:
     {
         ::KillTimer(m_window, 1);
         m_searching = false;
-        const std::wstring accepted = std::to_wstring(m_accepted);
-        SetText(statusText, how + (L" Devices: " + std::to_wstring(m_listed)) + L", for this driver: " + accepted);
+        SetText(statusText, how + (L" Devices found: " + std::to_wstring(m_listed) + L"."));
         SetText(searchButton, L"&Search again");
     }
 
@@ -257,7 +253,6 @@ private:
         cell.iItem = m_listed++;
         Found& found = m_sought[static_cast<std::size_t>(cell.iItem)];
         found.accepted = m_search.accepts(*found.device);
-        m_accepted += found.accepted ? 1 : 0;
         const wchar_t* const acceptable = found.present ? L"Present device" : L"Available";
         cell.mask = LVIF_TEXT;
         for (const auto& [title, element, percent] : columns)
@@ -286,7 +281,7 @@ private:
     const Node m_filter;
     const std::vector<Node> m_stored; ///< the devices that the application uses already
     std::vector<Found> m_sought;
-    int m_listed = 0, m_accepted = 0, m_selected = -1; ///< the last one is a row, or none
+    int m_listed = 0, m_selected = -1; ///< how many of them; the row, if any
     bool m_searching = false;
     std::chrono::steady_clock::time_point m_begun;
 };

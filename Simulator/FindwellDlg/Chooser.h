@@ -18,8 +18,7 @@ struct Search
     std::function<std::string()> add; ///< tells it that the user pressed Add. @return its answer
 };
 
-// Both throw std::runtime_error when the filter text cannot be read. A dialog that cannot be shown counts as cancelled,
-// and the record says why.
+// A dialog that cannot be shown counts as cancelled, and is recorded. std::runtime_error: the filter text is no XML.
 
 /// @return the device that the user chose among those that the application accepts; null when he cancelled
 const Device* ChooseInDialog(Record& record, std::vector<Device>& devices, const Search& search);
