@@ -14,11 +14,8 @@ open_screen() { # FOLDER: a screen that nobody sees, with a window manager, for 
 }
 
 retry() { # COMMAND...: until it succeeds, for half a minute
-    for _ in {1..300}; do
-        ! "$@" 2>/dev/null || return 0
-        sleep 0.1
-    done
-    return 1
+    local end=$((SECONDS + 30))
+    until "$@" 2>/dev/null; do ((SECONDS < end)) && sleep 0.1 || return; done
 }
 window() { retry xdotool search --onlyvisible --name "^$1$" | tail -n 1; } # CAPTION: its number
 wait_for() { retry grep -qE -e "$2" "$1"; }                                # FILE PATTERN: a line of the file
