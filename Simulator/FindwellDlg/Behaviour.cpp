@@ -13,16 +13,10 @@ namespace
 
 std::wstring ModulePath()
 {
-    // Any address inside this library names it.
-    static const char inside = 0;
-    HMODULE module = nullptr;
-    ::GetModuleHandleExW(
-        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-        reinterpret_cast<LPCWSTR>(&inside), &module);
     std::wstring path(1024, 0);
     for (;;)
     {
-        const DWORD length = ::GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
+        const DWORD length = ::GetModuleFileNameW(ThisLibrary(), path.data(), static_cast<DWORD>(path.size()));
         if (length < path.size())
         {
             path.resize(length);
@@ -56,6 +50,17 @@ std::pair<std::string, std::string> WordAndRest(const std::string& text)
 
 } // namespace
 
+HMODULE ThisLibrary()
+{
+    // Any address inside this library names it.
+    static const char inside = 0;
+    HMODULE module = nullptr;
+    ::GetModuleHandleExW(
+        GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+        reinterpret_cast<LPCWSTR>(&inside), &module);
+    return module;
+}
+
 std::wstring BesideLibrary(std::wstring_view name)
 {
     const std::wstring path = ModulePath();
@@ -67,19 +72,20 @@ std::wstring RecordPath()
     return NamedOrBeside(L"FINDWELL_RECORD", VENDOR_LIBRARY L".log");
 }
 
+Device DeviceOf(IXMLDOMNode& element)
+{
+    return {
+        ChildText(element, "devicename"),
+        L"<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">" + Xml(element) + L"</devicelist>"};
+}
+
 Behaviour::Behaviour() : m_document(LoadXmlFile(NamedOrBeside(L"FINDWELL_SETTINGS", VENDOR_LIBRARY L".xml"))) {}
 
 std::vector<Device> Behaviour::Devices() const
 {
     std::vector<Device> devices;
     for (const Node& device : Select(*m_document, "/findwell/devices/device"))
-    {
-        const Node name = SelectFirst(*device, "devicename");
-        devices.push_back(
-            {name ? simulator::Text(*name) : std::wstring(),
-             L"<?xml version=\"1.0\" encoding=\"UTF-16\"?><devicelist version=\"1.0.1\">" + Xml(*device) +
-                 L"</devicelist>"});
-    }
+        devices.push_back(DeviceOf(*device));
     return devices;
 }
 

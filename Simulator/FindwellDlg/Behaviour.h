@@ -18,6 +18,8 @@ struct Device
     std::wstring list; ///< a device list text with this one device
 };
 
+Device DeviceOf(IXMLDOMNode& element);
+
 /// The sample file, read afresh for each call. Every member throws std::runtime_error
 /// when the file cannot be read.
 class Behaviour
@@ -42,6 +44,7 @@ private:
     Node m_document;
 };
 
+HMODULE ThisLibrary();
 /// The path of a file beside this library.
 std::wstring BesideLibrary(std::wstring_view name);
 /// The file named by FINDWELL_RECORD, or else FindwellDlg.log beside the library.

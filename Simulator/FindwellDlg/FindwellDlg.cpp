@@ -2,12 +2,11 @@
 // what it was asked, and what the application answered, it writes to FindwellDlg.log.
 #include "FindwellDlg.h"
 
-#include "Behaviour.h"
+#include "Chooser.h"
 #include "Export.h"
 #include "VendorNames.h"
 
 #include <algorithm>
-#include <chrono>
 #include <memory>
 #include <objbase.h>
 #include <thread>
@@ -96,19 +95,25 @@ std::uint32_t Recorded(const char* name, std::uint32_t onError, Call call) noexc
     }
 }
 
-/// What a dialog tells and asks the application apart from the devices.
-void RunEvents(Record& record, const Behaviour& behaviour, IAppHandler& handler)
+/// Tells the application an event of the dialog. @return its answer
+std::string TellEvent(Record& record, IAppHandler& handler, const std::wstring& event)
+{
+    std::uint32_t out = 0;
+    const std::uint32_t result = handler.HandleEvent(event.c_str(), 0, 0, &out);
+    const std::string answer = std::to_string(result) + ", out " + std::to_string(out);
+    record.Line("  HandleEvent(" + Utf8(event) + ") -> " + answer);
+    return answer;
+}
+
+/// What a dialog tells and asks the application at its start.
+void RunEvents(Record& record, const std::vector<std::wstring>& events, IAppHandler& handler)
 {
     constexpr std::uint32_t opened = 1;
     handler.Notify(opened);
     record.Line("  Notify(1)");
     record.Line("  Query(0) -> " + std::to_string(handler.Query(0)));
-    for (const std::wstring& event : behaviour.Events())
-    {
-        std::uint32_t out = 0;
-        const std::uint32_t answer = handler.HandleEvent(event.c_str(), 0, 0, &out);
-        record.Line("  HandleEvent(" + Utf8(event) + ") -> " + std::to_string(answer) + ", out " + std::to_string(out));
-    }
+    for (const std::wstring& event : events)
+        TellEvent(record, handler, event);
 }
 
 const Device* Chosen(Record& record, const Device* device)
@@ -172,13 +177,20 @@ std::uint32_t GetDeviceList_LCode(
         record.Line("  zero = " + std::to_string(zero));
         record.Line(std::string("  languageCode = ") + (languageCode == nullptr ? "(null)" : languageCode));
         record.Argument("filterText", filterText);
-        RunEvents(record, behaviour, *handler);
-        const std::vector<Device> devices = behaviour.Devices();
-        const Device* const device = Chosen(record, behaviour.Choose(devices, [&](const Device& asked) {
+        const bool onScreen = behaviour.Number(name, "dialog", 0) != 0;
+        RunEvents(record, onScreen ? std::vector<std::wstring>{L"dialog.onload"} : behaviour.Events(), *handler);
+        std::vector<Device> devices = behaviour.Devices();
+        const auto accepts = [&](const Device& asked) {
             const std::uint32_t answer = handler->CheckDevice(asked.list.c_str(), nullptr);
             record.Line("  CheckDevice(" + Utf8(asked.name) + ") -> " + std::to_string(answer));
             return answer == 1;
-        }));
+        };
+        const Search search{
+            filterText, languageCode == nullptr ? "none" : languageCode,
+            std::chrono::milliseconds(behaviour.Number(name, "searchtime", 3000)), accepts,
+            [&] { return TellEvent(record, *handler, L"addbtn.onclick"); }};
+        const Device* const device =
+            Chosen(record, onScreen ? ChooseInDialog(record, devices, search) : behaviour.Choose(devices, accepts));
         *resultCode = behaviour.Number(name, "resultcode", device == nullptr ? 0 : 1);
         record.Line("  resultCode = " + std::to_string(*resultCode));
         HandOut(record, behaviour.Text(name, "answer", ListOf(device)), listText);
@@ -207,7 +219,10 @@ std::uint32_t ShowPropertiesUI(const wchar_t* filterText, wchar_t** listText, st
         const Behaviour behaviour;
         record.Argument("filterText", filterText);
         record.Line("  zero = " + std::to_string(zero));
-        HandOut(record, behaviour.Text(name, "answer", GivenText()), listText);
+        const bool onScreen = behaviour.Number(name, "dialog", 0) != 0;
+        HandOut(
+            record, onScreen ? EditProperties(record, filterText) : behaviour.Text(name, "answer", GivenText()),
+            listText);
         return behaviour.Number(name, "return", success);
     });
 }

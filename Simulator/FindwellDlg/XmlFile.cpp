@@ -33,17 +33,22 @@ std::wstring Read(IXMLDOMNode& node, HRESULT (WINAPI IXMLDOMNode::*member)(BSTR*
     return {text, ::SysStringLen(text)};
 }
 
-} // namespace
-
-Node LoadXmlFile(const std::wstring& path)
+Owned<IXMLDOMDocument> NewDocument()
 {
     IXMLDOMDocument* document = nullptr;
     Demand(
         ::CoCreateInstance(
             CLSID_DOMDocument, nullptr, CLSCTX_INPROC_SERVER, IID_IXMLDOMDocument, reinterpret_cast<void**>(&document)),
         "a document");
-    Node owned(document);
     document->put_async(VARIANT_FALSE);
+    return Owned<IXMLDOMDocument>(document);
+}
+
+} // namespace
+
+Node LoadXmlFile(const std::wstring& path)
+{
+    Owned<IXMLDOMDocument> document = NewDocument();
     const ModelText name = Given(path);
     VARIANT source{};
     source.vt = VT_BSTR;
@@ -51,7 +56,16 @@ Node LoadXmlFile(const std::wstring& path)
     VARIANT_BOOL loaded = VARIANT_FALSE;
     if (FAILED(document->load(source, &loaded)) || loaded == VARIANT_FALSE)
         throw std::runtime_error("cannot read " + Utf8(path));
-    return owned;
+    return document;
+}
+
+Node LoadXmlText(const wchar_t* text)
+{
+    Owned<IXMLDOMDocument> document = NewDocument();
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    if (text == nullptr || FAILED(document->loadXML(Given(text).get(), &loaded)) || loaded == VARIANT_FALSE)
+        throw std::runtime_error("a text of the call is no XML");
+    return document;
 }
 
 std::vector<Node> Select(IXMLDOMNode& from, std::string_view query)
@@ -86,6 +100,23 @@ std::wstring Text(IXMLDOMNode& node)
 std::wstring Xml(IXMLDOMNode& node)
 {
     return Read(node, &IXMLDOMNode::get_xml);
+}
+
+std::wstring ChildText(IXMLDOMNode& node, std::string_view name)
+{
+    const Node child = SelectFirst(node, name);
+    return child ? Text(*child) : std::wstring();
+}
+
+void SetChildText(IXMLDOMNode& node, std::string_view name, std::wstring_view text)
+{
+    Node child = SelectFirst(node, name);
+    if (!child)
+    {
+        child = SelectFirst(*LoadXmlText((L"<" + Utf16(name) + L"/>").c_str()), "/*");
+        Demand(node.appendChild(child.get(), nullptr), name);
+    }
+    Demand(child->put_text(Given(text).get()), name);
 }
 
 } // namespace simulator

@@ -1,4 +1,4 @@
-// The sample file, read through the system's document model.
+// The sample file and the texts of calls, read through the system's document model.
 #pragma once
 
 #include "Record.h"
@@ -21,13 +21,18 @@ using Node = Owned<IXMLDOMNode>;
 
 // All of them throw std::runtime_error when the model refuses.
 
-/// The document of a file. COM has to be initialised.
+/// The document of a file, or of a text, which may be null. COM has to be initialised.
 Node LoadXmlFile(const std::wstring& path);
+Node LoadXmlText(const wchar_t* text);
 /// The nodes that the query names, seen from this one.
 std::vector<Node> Select(IXMLDOMNode& from, std::string_view query);
 /// The first of them; null when there is none.
 Node SelectFirst(IXMLDOMNode& from, std::string_view query);
 std::wstring Text(IXMLDOMNode& node);
 std::wstring Xml(IXMLDOMNode& node);
+/// The text of the first child of this name; empty when there is none.
+std::wstring ChildText(IXMLDOMNode& node, std::string_view name);
+/// Makes the child when there is none.
+void SetChildText(IXMLDOMNode& node, std::string_view name, std::wstring_view text);
 
 } // namespace simulator
