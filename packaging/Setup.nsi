@@ -1,4 +1,4 @@
-; A small complete set-up of the agent: makensis -DARCHITECTURE=x86|x64 -DPROGRAMS=FOLDER -DOUTPUT=FILE Setup.nsi
+; A small complete set-up of the agent: makensis -NOCD -DARCHITECTURE=x86|x64 -DPROGRAMS=FOLDER -DOUTPUT=FILE Setup.nsi
 ; -DSIGN=COMMAND signs the uninstaller.
 !if ${ARCHITECTURE} == x64
   Target amd64-unicode
@@ -17,6 +17,7 @@ InstallDirRegKey HKLM "${UNINSTALL}" "InstallLocation"
 !ifdef SIGN
   !uninstfinalize '${SIGN} "%1"'
 !endif
+!addincludedir "${__FILEDIR__}"
 !include Agent.nsh
 
 Section

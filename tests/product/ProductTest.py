@@ -1,5 +1,5 @@
 """The built programs and packages: ProductTest.py BUILD PROCESSOR COMPILER OBJDUMP VERSION CLASS[.test_NAME]."""
-import os, re, shutil, struct, subprocess, sys, unittest, zlib
+import os, re, shutil, struct, subprocess, sys, time, unittest, zlib
 from pathlib import Path
 
 HERE, BUILD = Path(__file__).resolve().parents[2], Path(sys.argv[1])
@@ -52,11 +52,15 @@ class Programs(ProductTest):
 
 
 class Packages(ProductTest):
-    CONTENTS = {"ScanKELV": "ScanKELV.exe docs/Formats.md docs/Integration.md docs/SearchLibrary.md"
-                            " include/FindwellDlg.h samples/Debug.ini samples/ScanKELV.ini",
-                "ScanKELV-simulator": "FindwellDlg.dll FindwellDlg.xml Hueward.exe"}
-    ALWAYS = "SHA256SUMS licences/ScanKELV.txt licences/gcc-runtime.txt licences/mingw-w64-runtime.txt".split()
-    LINKED = ["g++-mingw-w64-PROCESSOR-posix", "gcc-mingw-w64-PROCESSOR-posix", "mingw-w64-PROCESSOR-dev"]
+    PAGES = [f"docs/{page.name}" for page in (HERE / "docs").glob("*.md") if page.name != "Architecture.md"]
+    CONTENTS = {"ScanKELV": ["ScanKELV.exe", "ScanKELVGuard.exe", *PAGES, "samples/Debug.ini", "samples/ScanKELV.ini",
+                             "symbols/ScanKELV.exe.debug", "symbols/ScanKELVGuard.exe.debug",
+                             *map("installers/".__add__, "Agent.nsh Agent.wxi Product.wxs Setup.nsi make-msi".split())],
+                "ScanKELV-library-kit": ["docs/SearchLibrary.md", "smallest/CMakeLists.txt", "smallest/Smallest.cpp", *map(
+                    "simulator/".__add__, "FindwellDlg.dll FindwellDlg.xml Hueward.exe ScanKELV.exe".split())]}
+    ALWAYS = ("SHA256SUMS include/FindwellDlg.h licences/ScanKELV.txt licences/gcc-runtime.txt"
+              " licences/mingw-w64-runtime.txt").split()
+    LINKED = {"g++-mingw-w64-PROCESSOR-posix", "gcc-mingw-w64-PROCESSOR-posix", "mingw-w64-PROCESSOR-dev"}
 
     def test_contents_and_run(self):
         first, second, moved = WORK / "first", WORK / "second", WORK / "Büro Müller"
@@ -67,17 +71,153 @@ class Packages(ProductTest):
         for name, files in self.CONTENTS.items():
             (archive,) = first.glob(f"{name}-[0-9]*.zip")
             shutil.unpack_archive(archive, first)
-            folder, bill = archive.with_suffix(""), files.split()[0] + ".cdx.json"
+            folder, bills = archive.with_suffix(""), [f"{file}.cdx.json" for file in files if file.endswith(("exe", "dll"))]
             found = sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
-            self.assertEqual(sorted([bill, *files.split(), *self.ALWAYS]), found)
-            linked = (folder / bill).read_text().replace(PROCESSOR.replace("_", "-"), "PROCESSOR")
+            self.assertEqual(sorted([*bills, *files, *self.ALWAYS]), found)
             self.assertEqual(len(found) - 1, self.output_of("sha256sum", "-c", "SHA256SUMS", folder=folder).count("OK"))
-            self.assertEqual(self.LINKED, sorted(re.findall('"library",\n *"name": "(.*)"', linked)))
-            shutil.copytree(folder, moved, dirs_exist_ok=True)
+            for bill in bills:
+                linked = (folder / bill).read_text().replace(PROCESSOR.replace("_", "-"), "PROCESSOR")
+                self.assertEqual(self.LINKED, set(re.findall('"library",\n *"name": "(.*)"', linked)))
+        folder.rename(moved)
+        (recipe,) = re.findall("```sh\n(.*?)```", (moved / "docs/SearchLibrary.md").read_text(), re.S)
         value = r"HKCU\Software\QLScan\Quellon Generic Scan Driver", "/v", "Address"
-        self.output_of(*WINE, "reg", "add", *value, "/d", "none", "/f")
-        self.output_of(*WINE, moved / "ScanKELV.exe", "/L", "en")
-        self.assertRegex(self.output_of(*WINE, "reg", "query", *value), r"REG_SZ +192\.0\.2\.")
+        for address in "192.0.2.41", "192.0.2.7": # of the simulator, of the smallest library
+            self.output_of(*WINE, "reg", "add", *value, "/d", "none", "/f")
+            self.output_of(*WINE, moved / "simulator/ScanKELV.exe", "/L", "en")
+            self.assertRegex(self.output_of(*WINE, "reg", "query", *value), f"REG_SZ +{address}\\b")
+            self.output_of("sh", "-ec", recipe.replace("x86_64", PROCESSOR), folder=moved)
+
+
+class Installers(ProductTest):
+    """Made and signed as the page says, and tried by its recipes, in a machine of their own."""
+    DISK, PAGE, WORD = WORK / "prefix/drive_c", (HERE / "docs/Integration.md").read_text(), {"i686": "x86"}.get(PROCESSOR, "x64")
+    RECIPES = re.findall("^(?:ScanKELVGuard.* /|copy ).*$", PAGE, re.M)
+    PRODUCT = "Quellon Generic Scan Driver"
+    SETTINGS = f"[Settings]\nProductName={PRODUCT}\nVendorName=Quellon\nProductId=0\nMode=1\n"
+
+    def shell(self, folder, name, *replaced):
+        """Runs the page's recipe that mentions the name."""
+        (recipe,) = (block for block in re.findall("```sh\n(.*?)```", self.PAGE, re.S) if name in block)
+        for old, new in replaced:
+            recipe = recipe.replace(old, new)
+        self.output_of("sh", "-ec", recipe, folder=folder)
+
+    def wine(self, *command, start=False, folder=WORK, **arguments):
+        settings = {"SCANKELV_WINE_PREFIX": WORK / "prefix", "FINDWELL_SETTINGS": f"Z:{WORK}/settings.xml",
+                    "FINDWELL_RECORD": f"Z:{WORK}/record", "FOLDER": self.folder}
+        command = "env", *map("{0[0]}={0[1]}".format, settings.items()), *WINE, *command
+        if not start:
+            return self.output_of(*command, folder=folder, **arguments)
+        return subprocess.Popen(command, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+
+    def recipe(self, media, lines, **arguments):
+        text = "\r\n".join(["@echo off", *lines, "exit /b %ERRORLEVEL%", ""]).replace(r"C:\Program Files\ScanKELV", "%FOLDER%")
+        (WORK / media / "step.cmd").write_text(text)
+        return self.wine("cmd", "/c", "step.cmd", folder=WORK / media, **arguments)
+
+    def installed(self, folder="", pattern="*"):
+        folder = self.DISK / (folder or self.folder[3:].replace("\\", "/"))
+        return {path.name: path.read_bytes() for path in folder.glob(pattern) if path.is_file()}
+
+    def media(self, name, msi, setup):
+        (WORK / name).mkdir()
+        shutil.copy(msi, WORK / name / "ScanKELV.msi")
+        shutil.copy(setup, WORK / name / "ScanKELV-setup.exe")
+        shutil.copy(self.package / "ScanKELVGuard.exe", WORK / name)
+        (WORK / name / "ScanKELV.ini").write_text(self.SETTINGS)
+
+    def make(self, name, patch):
+        """Installers of an agent of another version."""
+        program = bytearray((self.package / "ScanKELV.exe").read_bytes())
+        struct.pack_into("<H", program, program.index(b"\xbd\x04\xef\xfe") + 14, patch)
+        (self.package / "ScanKELV.exe").write_bytes(program)
+        self.shell(self.package, "make-msi", (" x64 ", f" {self.WORD} "), ("=x64", f"={self.WORD}"))
+        self.media(name, self.package / "ScanKELV.msi", self.package / "ScanKELV-setup.exe")
+        return bytes(program)
+
+    def while_an_agent_runs(self, media, lines, unguarded=()):
+        (WORK / "record").write_text("")
+        agent = self.wine(self.folder + r"\ScanKELV.exe", "/Q", start=True)
+        while "QueryDeviceAddress" not in (WORK / "record").read_text():
+            self.assertIsNone(agent.poll())
+            time.sleep(0.1)
+        before = self.installed()
+        for line in unguarded:
+            self.recipe(media, [line], exit_code=2)
+        text = self.recipe(media, [line.replace("/wait 60", "/wait 0") for line in lines], exit_code=1)
+        self.assertRegex(text, r"process \d+ still runs: .*\\ScanKELV.exe")
+        self.assertEqual(before, self.installed())
+        waiting = self.recipe(media, lines, start=True)
+        time.sleep(1)
+        self.assertEqual((None, None), (agent.poll(), waiting.poll()))
+        go = self.DISK / self.folder[3:].replace("\\", "/") / "go"
+        go.touch()
+        self.assertEqual((0, go.unlink(), 0), (agent.wait(60), None, waiting.wait(60)))
+
+    def try_out(self, install, repair, remove, refused, unguarded):
+        self.wine("reg", "add", rf"HKLM\Software\QLScan\{self.PRODUCT}", "/f")
+        everything = self.wine("reg", "query", "HKLM\\Software", "/s")
+        self.recipe("old", install)
+        self.assertEqual(self.SETTINGS.encode(), self.installed()["ScanKELV.ini"])
+        self.wine(self.folder + r"\ScanKELV.exe", "/L", "en")
+        (self.DISK / self.folder[3:].replace("\\", "/") / "ScanKELV.ini").write_text(self.SETTINGS + "; the administrator's")
+        old = self.installed()
+        for media in "older", "broken":
+            self.recipe(media, install, exit_code=refused)
+            self.assertEqual(old, self.installed(), media)
+        self.while_an_agent_runs("new", install, unguarded)
+        new = self.installed()
+        self.assertEqual({**old, "ScanKELV.exe": self.new}, {**new, **{name: old[name] for name in old if "nins" in name}})
+        self.wine("cmd", "/c", r"del %FOLDER%\Hueward.exe".replace("%FOLDER%", self.folder))
+        self.recipe("new", repair)
+        self.assertEqual(new, self.installed())
+        # From within the guard the agent refuses to run; after it, it runs.
+        agent = rf'"%FOLDER%\ScanKELV.exe" /L en'
+        self.recipe("new", [f'ScanKELVGuard.exe cmd /c "{agent} && exit 0 || exit 9"'], exit_code=9)
+        self.recipe("new", [agent])
+        self.while_an_agent_runs("new", remove)
+        self.assertEqual({}, self.installed())
+        self.assertIn("Address", self.wine("reg", "query", rf"HKCU\Software\QLScan\{self.PRODUCT}"))
+        self.recipe("new", install)
+        self.recipe("new", [line.replace("/qn", f'/qn REMOVEDEVICES="{self.PRODUCT}"')
+                            .replace("/S", f'/S "/REMOVEDEVICES={self.PRODUCT}"') for line in remove])
+        for root in "HKCU", "HKLM":
+            self.wine("reg", "query", rf"{root}\Software\QLScan\{self.PRODUCT}", exit_code=1)
+        self.assertEqual([], [path for name in (self.folder[3:], "ProgramData/QLScan", "ProgramData/Quellon")
+                              for path in self.DISK.glob(name.replace("\\", "/"))])
+
+    def test_life(self):
+        self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -days 2 -subj /CN=Test"
+                       " -addext extendedKeyUsage=codeSigning".split(), folder=WORK)
+        packing = f"{HERE}/scripts/package --uncommitted --output packages --sign ./sign {BUILD}"
+        self.shell(WORK, "osslsigncode", ("scripts/package --sign ./sign", packing))
+        for archive in WORK.glob("packages/*.zip"):
+            shutil.unpack_archive(archive, WORK)
+        (self.package,), (kit,) = WORK.glob("ScanKELV-[0-9]*"), WORK.glob("ScanKELV-library-kit-*")
+        (msi,), (setup,) = WORK.glob("packages/*.msi"), WORK.glob("packages/*.exe")
+        signed = [msi, setup, *self.package.glob("*.exe"), *kit.glob("*/*.exe"), *kit.glob("*/*.dll")]
+        self.assertEqual(7, len(signed))
+        for file in signed:
+            self.output_of("osslsigncode", "verify", "-CAfile", "certificate.pem", "-in", file, folder=WORK)
+        settings = (kit / "simulator/FindwellDlg.xml").read_text()
+        (WORK / "settings.xml").write_text(settings.replace("<delay>500</delay>", "<until>go</until>"))
+
+        shutil.copytree(kit / "simulator", self.package / "programs", ignore=shutil.ignore_patterns("ScanKELV*"))
+        self.media("old", msi, setup)
+        patch = int(VERSION.split(".")[2])
+        self.make("older", patch - 1)
+        self.new = self.make("new", patch + 1)
+        shutil.copytree(WORK / "new", WORK / "broken")
+        for insert in ("CustomAction (Action, Type, Source, Target) VALUES ('Fail', 19, '', 'no')",
+                       "InstallExecuteSequence (Action, Condition, Sequence) VALUES ('Fail', 'NOT Installed', 1450)"):
+            self.output_of("msibuild", WORK / "broken/ScanKELV.msi", "-q", "INSERT INTO " + insert)
+        msi_install, msi_repair, msi_remove, setup_install, *setup_remove = self.RECIPES
+        with self.subTest("msi"):
+            self.folder = r"C:\Büro Müller"
+            self.try_out([msi_install], [msi_repair], [msi_remove], 1603 % 256, [])
+        with self.subTest("nsis"):
+            self.folder = r"C:\Program Files\ScanKELV"
+            self.try_out([setup_install], [setup_install], setup_remove, 2, [setup_install.split(" ", 3)[3]])
 
 
 class Compilation(ProductTest):
