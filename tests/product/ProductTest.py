@@ -104,7 +104,7 @@ class Installers(ProductTest):
 
     def wine(self, *command, start=False, folder=WORK, **arguments):
         settings = {"SCANKELV_WINE_PREFIX": WORK / "prefix", "FINDWELL_SETTINGS": f"Z:{WORK}/settings.xml",
-                    "FINDWELL_RECORD": f"Z:{WORK}/record", "FOLDER": self.folder}
+                    "FINDWELL_RECORD": f"Z:{WORK}/record", "HUEWARD_RECORD": f"Z:{WORK}/updater", "FOLDER": self.folder}
         command = "env", *map("{0[0]}={0[1]}".format, settings.items()), *WINE, *command
         if not start:
             return self.output_of(*command, folder=folder, **arguments)
@@ -115,9 +115,9 @@ class Installers(ProductTest):
         (WORK / media / "step.cmd").write_text(text)
         return self.wine("cmd", "/c", "step.cmd", folder=WORK / media, **arguments)
 
-    def installed(self, folder="", pattern="*"):
-        folder = self.DISK / (folder or self.folder[3:].replace("\\", "/"))
-        return {path.name: path.read_bytes() for path in folder.glob(pattern) if path.is_file()}
+    def installed(self):
+        """The names and check sums of the files in the program's folder."""
+        return {path.name: zlib.crc32(path.read_bytes()) for path in self.place.glob("*")}
 
     def media(self, name, msi, setup):
         (WORK / name).mkdir()
@@ -133,7 +133,7 @@ class Installers(ProductTest):
         (self.package / "ScanKELV.exe").write_bytes(program)
         self.shell(self.package, "make-msi", (" x64 ", f" {self.WORD} "), ("=x64", f"={self.WORD}"))
         self.media(name, self.package / "ScanKELV.msi", self.package / "ScanKELV-setup.exe")
-        return bytes(program)
+        return zlib.crc32(program)
 
     def while_an_agent_runs(self, media, lines, unguarded=()):
         (WORK / "record").write_text("")
@@ -150,41 +150,42 @@ class Installers(ProductTest):
         waiting = self.recipe(media, lines, start=True)
         time.sleep(1)
         self.assertEqual((None, None), (agent.poll(), waiting.poll()))
-        go = self.DISK / self.folder[3:].replace("\\", "/") / "go"
-        go.touch()
-        self.assertEqual((0, go.unlink(), 0), (agent.wait(60), None, waiting.wait(60)))
+        (self.place / "go").touch()
+        self.assertEqual(0, agent.wait(60))
+        (self.place / "go").unlink()
+        self.assertEqual(0, waiting.wait(60))
 
-    def try_out(self, install, repair, remove, refused, unguarded):
+    def try_out(self, folder, install, repair, remove, refused, failing, unguarded):
+        self.folder, self.place = folder, self.DISK / folder[3:].replace("\\", "/")
         self.wine("reg", "add", rf"HKLM\Software\QLScan\{self.PRODUCT}", "/f")
         everything = self.wine("reg", "query", "HKLM\\Software", "/s")
         self.recipe("old", install)
-        self.assertEqual(self.SETTINGS.encode(), self.installed()["ScanKELV.ini"])
+        self.assertEqual(zlib.crc32(self.SETTINGS.encode()), self.installed()["ScanKELV.ini"])
         self.wine(self.folder + r"\ScanKELV.exe", "/L", "en")
-        (self.DISK / self.folder[3:].replace("\\", "/") / "ScanKELV.ini").write_text(self.SETTINGS + "; the administrator's")
+        (self.place / "ScanKELV.ini").write_text(self.SETTINGS + "; the administrator's")
         old = self.installed()
-        for media in "older", "broken":
+        for media in failing:
             self.recipe(media, install, exit_code=refused)
             self.assertEqual(old, self.installed(), media)
         self.while_an_agent_runs("new", install, unguarded)
         new = self.installed()
         self.assertEqual({**old, "ScanKELV.exe": self.new}, {**new, **{name: old[name] for name in old if "nins" in name}})
-        self.wine("cmd", "/c", r"del %FOLDER%\Hueward.exe".replace("%FOLDER%", self.folder))
+        (self.place / "Hueward.exe").unlink()
         self.recipe("new", repair)
         self.assertEqual(new, self.installed())
-        # From within the guard the agent refuses to run; after it, it runs.
-        agent = rf'"%FOLDER%\ScanKELV.exe" /L en'
-        self.recipe("new", [f'ScanKELVGuard.exe cmd /c "{agent} && exit 0 || exit 9"'], exit_code=9)
+        agent = '"%FOLDER%\\ScanKELV.exe" /L en'
+        self.assertEqual("", self.recipe("new", ["ScanKELVGuard.exe " + agent], exit_code=1)) # refused by the agent
         self.recipe("new", [agent])
         self.while_an_agent_runs("new", remove)
         self.assertEqual({}, self.installed())
         self.assertIn("Address", self.wine("reg", "query", rf"HKCU\Software\QLScan\{self.PRODUCT}"))
         self.recipe("new", install)
-        self.recipe("new", [line.replace("/qn", f'/qn REMOVEDEVICES="{self.PRODUCT}"')
-                            .replace("/S", f'/S "/REMOVEDEVICES={self.PRODUCT}"') for line in remove])
+        devices = f'REMOVEDEVICES="{self.PRODUCT}"'
+        self.recipe("new", [line.replace("/qn", "/qn " + devices).replace("/S", "/S /" + devices) for line in remove])
         for root in "HKCU", "HKLM":
             self.wine("reg", "query", rf"{root}\Software\QLScan\{self.PRODUCT}", exit_code=1)
-        self.assertEqual([], [path for name in (self.folder[3:], "ProgramData/QLScan", "ProgramData/Quellon")
-                              for path in self.DISK.glob(name.replace("\\", "/"))])
+        left = self.place, self.DISK / "ProgramData/QLScan", self.DISK / "ProgramData/Quellon"
+        self.assertEqual([], [path for path in left if path.exists()])
 
     def test_life(self):
         self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -days 2 -subj /CN=Test"
@@ -213,11 +214,9 @@ class Installers(ProductTest):
             self.output_of("msibuild", WORK / "broken/ScanKELV.msi", "-q", "INSERT INTO " + insert)
         msi_install, msi_repair, msi_remove, setup_install, *setup_remove = self.RECIPES
         with self.subTest("msi"):
-            self.folder = r"C:\Büro Müller"
-            self.try_out([msi_install], [msi_repair], [msi_remove], 1603 % 256, [])
+            self.try_out(r"C:\Büro Müller", [msi_install], [msi_repair], [msi_remove], 1603 % 256, ["older", "broken"], [])
         with self.subTest("nsis"):
-            self.folder = r"C:\Program Files\ScanKELV"
-            self.try_out([setup_install], [setup_install], setup_remove, 2, [setup_install.split(" ", 3)[3]])
+            self.try_out(r"C:\Program Files\ScanKELV", [setup_install], [setup_install], setup_remove, 2, ["older"], [setup_install.split(" ", 3)[3]])
 
 
 class Compilation(ProductTest):
