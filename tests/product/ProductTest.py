@@ -31,7 +31,8 @@ class ProductTest(unittest.TestCase):
 
 class Programs(ProductTest):
     def test_headers(self):
-        for name, subsystem in ("ScanKELV.exe", "GUI"), ("FindwellDlg.dll", "CUI"), ("Hueward.exe", "GUI"):
+        for name, subsystem in (("ScanKELV.exe", "GUI"), ("ScanKELVGuard.exe", "CUI"), ("FindwellDlg.dll", "CUI"),
+                                ("Hueward.exe", "GUI")):
             with self.subTest(name):
                 text = self.output_of(OBJDUMP, "-phtWk", BUILD / "bin" / name)
                 text = re.sub(r"\n(\treloc|\t[0-9a-f]+\t|Virtual|.*Warning:) .*", "", text)  # thousands of lines
@@ -158,7 +159,6 @@ class Installers(ProductTest):
     def try_out(self, folder, install, repair, remove, refused, failing, unguarded):
         self.folder, self.place = folder, self.DISK / folder[3:].replace("\\", "/")
         self.wine("reg", "add", rf"HKLM\Software\QLScan\{self.PRODUCT}", "/f")
-        everything = self.wine("reg", "query", "HKLM\\Software", "/s")
         self.recipe("old", install)
         self.assertEqual(zlib.crc32(self.SETTINGS.encode()), self.installed()["ScanKELV.ini"])
         self.wine(self.folder + r"\ScanKELV.exe", "/L", "en")
@@ -186,6 +186,8 @@ class Installers(ProductTest):
             self.wine("reg", "query", rf"{root}\Software\QLScan\{self.PRODUCT}", exit_code=1)
         left = self.place, self.DISK / "ProgramData/QLScan", self.DISK / "ProgramData/Quellon"
         self.assertEqual([], [path for path in left if path.exists()])
+        keys = self.wine("reg", "query", r"HKLM\Software", "/s")
+        self.assertEqual([], re.findall(".*(?:ScanKELV|Quellon).*", keys))
 
     def test_life(self):
         self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -days 2 -subj /CN=Test"
@@ -233,7 +235,7 @@ class SecondVendor(ProductTest):
     VALUES = {  # of vendor.cmake; the simulated library finds a device of the maker Brindle Optics
         "VERSION": "2.30.4.5", "COMPANY": 'Müller "& Söhne" \\ Co', "PRODUCT": 'a\\b "c"', "DESCRIPTION": "Brindle Agent",
         "COPYRIGHT": '"', "PROGRAM": "BrindleAgent", "LIBRARY": "BrindleSearch", "UPDATER": "BrindleColour",
-        "SHORT_NAME": "BRN", "INSTALLATION_FOLDER": "Brindle Files", "UPGRADE_CODE": "{D5}", "DRIVER_STORE": "BrindleStore",
+        "SHORT_NAME": "BRN", "INSTALLATION_FOLDER": "Brindle Files", "UPGRADE_CODE": "{D5A0C8B1-58E5-4C1E-8A55-0E6B0D2E8F11}", "DRIVER_STORE": "BrindleStore",
         "DEFAULT_PRODUCT": "Brindle Driver", "DATA_FOLDER": r"Brindle Data\Agent", "LOG_FOLDER": "Brindle Log",
         "INSTANCE_GUARD": "{8E92}"}
     CONSTANTS = {"Quellon": "Brindle Optics", "LANTERN": "CANDLE", "KELV.cjstyles": "BRN.cjstyles"}  # of Vendor.h
@@ -249,7 +251,7 @@ class SecondVendor(ProductTest):
         (WORK / "vendor.cmake").write_text("".join(map("set(VENDOR_{0[0]} [[{0[1]}]])\n".format, self.VALUES.items())))
         shutil.rmtree(self.FOLDER / "bin", ignore_errors=True)
         self.output_of("cmake", "--preset", BUILD.name, "-B", self.FOLDER, f"-DSCANKELV_VENDOR={WORK}")
-        self.output_of("ninja", "-C", self.FOLDER, "ScanKELV", "FindwellDlg", "Hueward")
+        self.output_of("ninja", "-C", self.FOLDER, "ScanKELV", "Guard", "FindwellDlg", "Hueward")
         program = (self.FOLDER / "bin/BrindleAgent.exe").read_bytes()
         self.check_version(program, "2.30.4.5", CompanyName=self.VALUES["COMPANY"], ProductName=self.VALUES["PRODUCT"],
                            FileDescription="Brindle Agent", LegalCopyright='"', OriginalFilename="BrindleAgent.exe")
@@ -257,7 +259,11 @@ class SecondVendor(ProductTest):
         texts = [text for text in re.findall(rb"[ -~]{4,}", program) if not re.fullmatch(self.STAYING, text)] + wide
         self.assertEqual([], [text for text in texts if re.search(self.OTHERS, text)])
         self.output_of("scripts/package", "--uncommitted", "--output", WORK, self.FOLDER)
-        self.assertEqual(2, len(list(WORK.glob("BrindleAgent*-2.30.4.5*.zip"))))
+        self.assertEqual(4, len(list(WORK.glob("BrindleAgent*-2.30.4.5*.*"))))
+        shutil.unpack_archive(next(WORK.glob("BrindleAgent-[0-9]*.zip")), WORK)
+        sources = "".join(file.read_text() for file in WORK.glob("*/installers/*"))
+        self.assertEqual([], re.findall(self.OTHERS.decode(), sources))
+        self.assertIn('Manufacturer="Müller &quot;&amp; Söhne&quot;', sources)
 
         wine, disk = ("env", f"SCANKELV_WINE_PREFIX={WORK}/prefix", *WINE), WORK / "prefix/drive_c"
         self.output_of(*wine, "cmd", "/c", "exit")
