@@ -31,8 +31,8 @@ class ProductTest(unittest.TestCase):
 
 class Programs(ProductTest):
     def test_headers(self):
-        for name, subsystem in (("ScanKELV.exe", "GUI"), ("ScanKELVGuard.exe", "CUI"), ("FindwellDlg.dll", "CUI"),
-                                ("Hueward.exe", "GUI")):
+        for name, subsystem in {"ScanKELV.exe": "GUI", "ScanKELVGuard.exe": "CUI", "FindwellDlg.dll": "CUI",
+                                "Hueward.exe": "GUI"}.items():
             with self.subTest(name):
                 text = self.output_of(OBJDUMP, "-phtWk", BUILD / "bin" / name)
                 text = re.sub(r"\n(\treloc|\t[0-9a-f]+\t|Virtual|.*Warning:) .*", "", text)  # thousands of lines
@@ -50,6 +50,12 @@ class Programs(ProductTest):
         self.check_version(program, VERSION, FileDescription="ScanKELV device-list agent", CompanyName="Quellon",
                            InternalName="ScanKELV", OriginalFilename="ScanKELV.exe")
         self.assertRegex(program, rb'(?s)"asInvoker".*Common-Controls" version="6\.0\.0\.0".*>true</longPathAware>')
+
+    def test_words_of_the_guard(self):
+        for words, exit_code, text in (("", 2, "usage:"), ("/wait", 2, "usage:"), ("/wait 1x cmd", 2, "usage:"),
+                                       ("no.exe /x", 2, "cannot start no.exe /x (error 2)"), ("cmd /c exit 7", 7, "")):
+            guard = *WINE, BUILD / "bin/ScanKELVGuard.exe", *words.split()
+            self.assertIn(text, self.output_of(*guard, exit_code=exit_code), words)
 
 
 class Packages(ProductTest):
@@ -72,7 +78,8 @@ class Packages(ProductTest):
         for name, files in self.CONTENTS.items():
             (archive,) = first.glob(f"{name}-[0-9]*.zip")
             shutil.unpack_archive(archive, first)
-            folder, bills = archive.with_suffix(""), [f"{file}.cdx.json" for file in files if file.endswith(("exe", "dll"))]
+            folder = archive.with_suffix("")
+            bills = [file + ".cdx.json" for file in files if file.endswith(("exe", "dll"))]
             found = sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
             self.assertEqual(sorted([*bills, *files, *self.ALWAYS]), found)
             self.assertEqual(len(found) - 1, self.output_of("sha256sum", "-c", "SHA256SUMS", folder=folder).count("OK"))
@@ -82,7 +89,7 @@ class Packages(ProductTest):
         folder.rename(moved)
         (recipe,) = re.findall("```sh\n(.*?)```", (moved / "docs/SearchLibrary.md").read_text(), re.S)
         value = r"HKCU\Software\QLScan\Quellon Generic Scan Driver", "/v", "Address"
-        for address in "192.0.2.41", "192.0.2.7": # of the simulator, of the smallest library
+        for address in "192.0.2.41", "192.0.2.7":  # of the simulator, of the smallest library
             self.output_of(*WINE, "reg", "add", *value, "/d", "none", "/f")
             self.output_of(*WINE, moved / "simulator/ScanKELV.exe", "/L", "en")
             self.assertRegex(self.output_of(*WINE, "reg", "query", *value), f"REG_SZ +{address}\\b")
@@ -91,10 +98,10 @@ class Packages(ProductTest):
 
 class Installers(ProductTest):
     """Made and signed as the page says, and tried by its recipes, in a machine of their own."""
-    DISK, PAGE, WORD = WORK / "prefix/drive_c", (HERE / "docs/Integration.md").read_text(), {"i686": "x86"}.get(PROCESSOR, "x64")
+    PAGE, WORD = (HERE / "docs/Integration.md").read_text(), {"i686": "x86", "x86_64": "x64"}[PROCESSOR]
     RECIPES = re.findall("^(?:ScanKELVGuard.* /|copy ).*$", PAGE, re.M)
     PRODUCT = "Quellon Generic Scan Driver"
-    SETTINGS = f"[Settings]\nProductName={PRODUCT}\nVendorName=Quellon\nProductId=0\nMode=1\n"
+    DISK, SETTINGS = WORK / "prefix/drive_c", f"[Settings]\nProductName={PRODUCT}\nVendorName=Quellon\nProductId=0\nMode=1\n"
 
     def shell(self, folder, name, *replaced):
         """Runs the page's recipe that mentions the name."""
@@ -112,13 +119,18 @@ class Installers(ProductTest):
         return subprocess.Popen(command, cwd=folder, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
     def recipe(self, media, lines, **arguments):
-        text = "\r\n".join(["@echo off", *lines, "exit /b %ERRORLEVEL%", ""]).replace(r"C:\Program Files\ScanKELV", "%FOLDER%")
-        (WORK / media / "step.cmd").write_text(text)
+        text = "\r\n".join(["@echo off", *lines, "exit /b %ERRORLEVEL%", ""])
+        (WORK / media / "step.cmd").write_text(text.replace(r"C:\Program Files\ScanKELV", "%FOLDER%"))
         return self.wine("cmd", "/c", "step.cmd", folder=WORK / media, **arguments)
 
     def installed(self):
-        """The names and check sums of the files in the program's folder."""
-        return {path.name: zlib.crc32(path.read_bytes()) for path in self.place.glob("*")}
+        """The names and check sums of the agent's files in its folder."""
+        return {path.name: zlib.crc32(path.read_bytes()) for path in self.place.glob("[!U]*")}
+
+    def verify(self, files):
+        for file in files:
+            self.output_of("osslsigncode", "verify", "-CAfile", "certificate.pem", "-in", file, folder=WORK)
+        return len(files)
 
     def media(self, name, msi, setup):
         (WORK / name).mkdir()
@@ -134,7 +146,7 @@ class Installers(ProductTest):
         (self.package / "ScanKELV.exe").write_bytes(program)
         self.shell(self.package, "make-msi", (" x64 ", f" {self.WORD} "), ("=x64", f"={self.WORD}"))
         self.media(name, self.package / "ScanKELV.msi", self.package / "ScanKELV-setup.exe")
-        return zlib.crc32(program)
+        return {path.name: zlib.crc32(path.read_bytes()) for path in self.package.glob("programs/*.[ed][xl][el]")}
 
     def while_an_agent_runs(self, media, lines, unguarded=()):
         (WORK / "record").write_text("")
@@ -156,11 +168,13 @@ class Installers(ProductTest):
         (self.place / "go").unlink()
         self.assertEqual(0, waiting.wait(60))
 
-    def try_out(self, folder, install, repair, remove, refused, failing, unguarded):
+    def try_out(self, folder, install, repair, remove, refused, failing=(), unguarded=()):
+        """From installation to removal. Two recipes must fail: of the media in failing, and unguarded while an agent runs."""
         self.folder, self.place = folder, self.DISK / folder[3:].replace("\\", "/")
         self.wine("reg", "add", rf"HKLM\Software\QLScan\{self.PRODUCT}", "/f")
         self.recipe("old", install)
-        self.assertEqual(zlib.crc32(self.SETTINGS.encode()), self.installed()["ScanKELV.ini"])
+        self.assertEqual(self.SETTINGS, (self.place / "ScanKELV.ini").read_text())
+        self.assertGreaterEqual(self.verify(list(self.place.glob("*.exe"))), 2)
         self.wine(self.folder + r"\ScanKELV.exe", "/L", "en")
         (self.place / "ScanKELV.ini").write_text(self.SETTINGS + "; the administrator's")
         old = self.installed()
@@ -169,12 +183,12 @@ class Installers(ProductTest):
             self.assertEqual(old, self.installed(), media)
         self.while_an_agent_runs("new", install, unguarded)
         new = self.installed()
-        self.assertEqual({**old, "ScanKELV.exe": self.new}, {**new, **{name: old[name] for name in old if "nins" in name}})
+        self.assertEqual({**self.new, "ScanKELV.ini": old["ScanKELV.ini"]}, new)
         (self.place / "Hueward.exe").unlink()
         self.recipe("new", repair)
         self.assertEqual(new, self.installed())
         agent = '"%FOLDER%\\ScanKELV.exe" /L en'
-        self.assertEqual("", self.recipe("new", ["ScanKELVGuard.exe " + agent], exit_code=1)) # refused by the agent
+        self.assertEqual("", self.recipe("new", ["ScanKELVGuard.exe " + agent], exit_code=1))  # refused by the agent
         self.recipe("new", [agent])
         self.while_an_agent_runs("new", remove)
         self.assertEqual({}, self.installed())
@@ -190,18 +204,15 @@ class Installers(ProductTest):
         self.assertEqual([], re.findall(".*(?:ScanKELV|Quellon).*", keys))
 
     def test_life(self):
-        self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -days 2 -subj /CN=Test"
-                       " -addext extendedKeyUsage=codeSigning".split(), folder=WORK)
+        self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem -days 2".split(),
+                       *"-subj /CN=Test -addext extendedKeyUsage=codeSigning".split(), folder=WORK)
         packing = f"{HERE}/scripts/package --uncommitted --output packages --sign ./sign {BUILD}"
         self.shell(WORK, "osslsigncode", ("scripts/package --sign ./sign", packing))
         for archive in WORK.glob("packages/*.zip"):
             shutil.unpack_archive(archive, WORK)
         (self.package,), (kit,) = WORK.glob("ScanKELV-[0-9]*"), WORK.glob("ScanKELV-library-kit-*")
         (msi,), (setup,) = WORK.glob("packages/*.msi"), WORK.glob("packages/*.exe")
-        signed = [msi, setup, *self.package.glob("*.exe"), *kit.glob("*/*.exe"), *kit.glob("*/*.dll")]
-        self.assertEqual(7, len(signed))
-        for file in signed:
-            self.output_of("osslsigncode", "verify", "-CAfile", "certificate.pem", "-in", file, folder=WORK)
+        self.assertEqual(7, self.verify([msi, *WORK.glob("*/*.exe"), *kit.glob("*/*.exe"), *kit.glob("*/*.dll")]))
         settings = (kit / "simulator/FindwellDlg.xml").read_text()
         (WORK / "settings.xml").write_text(settings.replace("<delay>500</delay>", "<until>go</until>"))
 
@@ -216,9 +227,10 @@ class Installers(ProductTest):
             self.output_of("msibuild", WORK / "broken/ScanKELV.msi", "-q", "INSERT INTO " + insert)
         msi_install, msi_repair, msi_remove, setup_install, *setup_remove = self.RECIPES
         with self.subTest("msi"):
-            self.try_out(r"C:\Büro Müller", [msi_install], [msi_repair], [msi_remove], 1603 % 256, ["older", "broken"], [])
+            self.try_out(r"C:\Büro Müller", [msi_install], [msi_repair], [msi_remove], 1603 % 256, ["older", "broken"])
         with self.subTest("nsis"):
-            self.try_out(r"C:\Program Files\ScanKELV", [setup_install], [setup_install], setup_remove, 2, ["older"], [setup_install.split(" ", 3)[3]])
+            unguarded = setup_install.removeprefix("ScanKELVGuard.exe /wait 60 ")
+            self.try_out(r"C:\Program Files\ScanKELV", [setup_install], [setup_install], setup_remove, 2, ["older"], [unguarded])
 
 
 class Compilation(ProductTest):
