@@ -221,6 +221,8 @@ class Installers(ProductTest):
         patch = int(VERSION.split(".")[2])
         self.make("older", patch - 1)
         self.new = self.make("new", patch + 1)
+        files = self.output_of("msiinfo", "export", WORK / "new/ScanKELV.msi", "File")  # Wine replaces without versions too
+        self.assertRegex(files, rf"ScanKELV.exe\t\d+\t1\.1\.{patch + 1}\.0\t1033")
         shutil.copytree(WORK / "new", WORK / "broken")
         for insert in ("CustomAction (Action, Type, Source, Target) VALUES ('Fail', 19, '', 'no')",
                        "InstallExecuteSequence (Action, Condition, Sequence) VALUES ('Fail', 'NOT Installed', 1450)"):
@@ -308,6 +310,8 @@ class PlantedErrors(ProductTest):
                     self.assertRegex(self.output_of(*WINE, self.PROGRAM, name, exit_code=exit_code), report)
 
 
+if (WORK / "prefix").exists():  # of an earlier run: its server must not serve the next prefix
+    subprocess.run(["wineserver", "-k"], env={**os.environ, "WINEPREFIX": WORK / "prefix"}, stderr=subprocess.DEVNULL)
 shutil.rmtree(WORK, ignore_errors=True)
 WORK.mkdir(parents=True)
 unittest.main(argv=[sys.argv[0], CLASS])
