@@ -24,6 +24,8 @@ Section
   !insertmacro AgentInstall
   WriteUninstaller "$INSTDIR\Uninstall.exe"
   WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "@VENDOR_PRODUCT@"
+  WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "@VENDOR_VERSION@"
+  WriteRegStr HKLM "${UNINSTALL}" "Publisher" "@VENDOR_COMPANY@"
   WriteRegStr HKLM "${UNINSTALL}" "InstallLocation" "$INSTDIR"
   WriteRegStr HKLM "${UNINSTALL}" "UninstallString" '"$INSTDIR\Uninstall.exe"'
 SectionEnd
