@@ -1,4 +1,4 @@
-; A small complete set-up of the agent: makensis -DARCHITECTURE=x86|x64 -DPROGRAMS=FOLDER -DOUTPUT=FILE Setup.nsi
+; A small complete set-up of the agent: makensis -NOCD -DARCHITECTURE=x86|x64 -DPROGRAMS=FOLDER -DOUTPUT=FILE Setup.nsi
 ; -DSIGN=COMMAND signs the uninstaller.
 !if ${ARCHITECTURE} == x64
   Target amd64-unicode
@@ -17,12 +17,15 @@ InstallDirRegKey HKLM "${UNINSTALL}" "InstallLocation"
 !ifdef SIGN
   !uninstfinalize '${SIGN} "%1"'
 !endif
+!addincludedir "${__FILEDIR__}"
 !include Agent.nsh
 
 Section
   !insertmacro AgentInstall
   WriteUninstaller "$INSTDIR\Uninstall.exe"
   WriteRegStr HKLM "${UNINSTALL}" "DisplayName" "@VENDOR_PRODUCT@"
+  WriteRegStr HKLM "${UNINSTALL}" "DisplayVersion" "@VENDOR_VERSION@"
+  WriteRegStr HKLM "${UNINSTALL}" "Publisher" "@VENDOR_COMPANY@"
   WriteRegStr HKLM "${UNINSTALL}" "InstallLocation" "$INSTDIR"
   WriteRegStr HKLM "${UNINSTALL}" "UninstallString" '"$INSTDIR\Uninstall.exe"'
 SectionEnd

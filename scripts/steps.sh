@@ -7,7 +7,8 @@ export CCACHE_BASEDIR=$here
 
 demo_packages=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix googletest wine wine64)
 # shellcheck disable=SC2034 # read by ./check
-check_packages=("${demo_packages[@]}" g++ g++-mingw-w64-i686-posix python3 clang-format shellcheck)
+check_packages=("${demo_packages[@]}" g++ g++-mingw-w64-i686-posix python3 clang-format shellcheck
+    wixl msitools nsis)
 
 only_one() { # SCRIPT ARGUMENT...: starts the script again so that no other one works in this folder at the same time
     [ "${SCANKELV_LOCKED:-}" != "$here" ] || return 0

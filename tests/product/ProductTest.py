@@ -1,5 +1,5 @@
 """The built programs and packages: ProductTest.py BUILD PROCESSOR COMPILER OBJDUMP VERSION CLASS[.test_NAME]."""
-import os, re, shutil, struct, subprocess, sys, unittest, zlib
+import os, re, shutil, struct, subprocess, sys, threading, time, unittest, zlib
 from pathlib import Path
 
 HERE, BUILD = Path(__file__).resolve().parents[2], Path(sys.argv[1])
@@ -32,7 +32,8 @@ class ProductTest(unittest.TestCase):
 
 class Programs(ProductTest):
     def test_headers(self):
-        for name, subsystem in ("ScanKELV.exe", "GUI"), ("FindwellDlg.dll", "CUI"), ("Hueward.exe", "GUI"):
+        for name, subsystem in {"ScanKELV.exe": "GUI", "ScanKELVGuard.exe": "CUI", "FindwellDlg.dll": "CUI",
+                                "Hueward.exe": "GUI"}.items():
             with self.subTest(name):
                 text = self.output_of(OBJDUMP, "-phtWk", BUILD / "bin" / name)
                 text = re.sub(r"\n(\treloc|\t[0-9a-f]+\t|Virtual|.*Warning:) .*", "", text)  # thousands of lines
@@ -52,13 +53,24 @@ class Programs(ProductTest):
                            InternalName="ScanKELV", OriginalFilename="ScanKELV.exe")
         self.assertRegex(program, rb'(?s)"asInvoker".*Common-Controls" version="6\.0\.0\.0".*>true</longPathAware>')
 
+    def test_words_of_the_guard(self):
+        for words, exit_code, text in (("", 2, "usage:"), ("/wait", 2, "usage:"), ("/wait 1x cmd", 2, "usage:"),
+                                       ("no.exe /x", 2, "cannot start no.exe /x (error 2)"), ("cmd /c exit 7", 7, "")):
+            guard = *WINE, BUILD / "bin/ScanKELVGuard.exe", *words.split()
+            self.assertIn(text, self.output_of(*guard, exit_code=exit_code), words)
+
 
 class Packages(ProductTest):
-    CONTENTS = {"ScanKELV": "ScanKELV.exe docs/Formats.md docs/Integration.md docs/SearchLibrary.md"
-                            " include/FindwellDlg.h samples/Debug.ini samples/ScanKELV.ini",
-                "ScanKELV-simulator": "FindwellDlg.dll FindwellDlg.xml Hueward.exe"}
-    ALWAYS = "SHA256SUMS licences/ScanKELV.txt licences/gcc-runtime.txt licences/mingw-w64-runtime.txt".split()
-    LINKED = ["g++-mingw-w64-PROCESSOR-posix", "gcc-mingw-w64-PROCESSOR-posix", "mingw-w64-PROCESSOR-dev"]
+    PAGES = [f"docs/{page.name}" for page in (HERE / "docs").glob("*.md") if page.name != "Architecture.md"]
+    CONTENTS = {"ScanKELV": ["ScanKELV.exe", "ScanKELVGuard.exe", *PAGES, "samples/Debug.ini", "samples/ScanKELV.ini",
+                             "symbols/ScanKELV.exe.debug", "symbols/ScanKELVGuard.exe.debug",
+                             *map("installers/".__add__, "Agent.nsh Agent.wxi Product.wxs Setup.nsi make-msi".split())],
+                "ScanKELV-library-kit": [
+                    "docs/SearchLibrary.md", "smallest/CMakeLists.txt", "smallest/Smallest.cpp",
+                    *map("simulator/".__add__, "FindwellDlg.dll FindwellDlg.xml Hueward.exe ScanKELV.exe".split())]}
+    ALWAYS = ("SHA256SUMS include/FindwellDlg.h licences/ScanKELV.txt licences/gcc-runtime.txt"
+              " licences/mingw-w64-runtime.txt").split()
+    LINKED = {"g++-mingw-w64-PROCESSOR-posix", "gcc-mingw-w64-PROCESSOR-posix", "mingw-w64-PROCESSOR-dev"}
 
     def test_contents_and_run(self):
         first, second, moved = WORK / "first", WORK / "second", WORK / "Büro Müller"
@@ -69,17 +81,148 @@ class Packages(ProductTest):
         for name, files in self.CONTENTS.items():
             (archive,) = first.glob(f"{name}-[0-9]*.zip")
             shutil.unpack_archive(archive, first)
-            folder, bill = archive.with_suffix(""), files.split()[0] + ".cdx.json"
+            folder = archive.with_suffix("")
+            bills = [file + ".cdx.json" for file in files if file.endswith(("exe", "dll"))]
             found = sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
-            self.assertEqual(sorted([bill, *files.split(), *self.ALWAYS]), found)
-            linked = (folder / bill).read_text().replace(PROCESSOR.replace("_", "-"), "PROCESSOR")
+            self.assertEqual(sorted([*bills, *files, *self.ALWAYS]), found)
             self.assertEqual(len(found) - 1, self.output_of("sha256sum", "-c", "SHA256SUMS", folder=folder).count("OK"))
-            self.assertEqual(self.LINKED, sorted(re.findall('"library",\n *"name": "(.*)"', linked)))
-            shutil.copytree(folder, moved, dirs_exist_ok=True)
+            for bill in bills:
+                linked = (folder / bill).read_text().replace(PROCESSOR.replace("_", "-"), "PROCESSOR")
+                self.assertEqual(self.LINKED, set(re.findall('"library",\n *"name": "(.*)"', linked)))
+        folder.rename(moved)
+        (recipe,) = re.findall("```sh\n(.*?)```", (moved / "docs/SearchLibrary.md").read_text(), re.S)
         value = r"HKCU\Software\QLScan\Quellon Generic Scan Driver", "/v", "Address"
-        self.output_of(*WINE, "reg", "add", *value, "/d", "none", "/f")
-        self.output_of(*WINE, moved / "ScanKELV.exe", "/L", "en")
-        self.assertRegex(self.output_of(*WINE, "reg", "query", *value), r"REG_SZ +192\.0\.2\.")
+        for address in "192.0.2.41", "192.0.2.7":  # of the simulator, of the smallest library
+            self.output_of(*WINE, "reg", "add", *value, "/d", "none", "/f")
+            self.output_of(*WINE, moved / "simulator/ScanKELV.exe", "/L", "en")
+            self.assertRegex(self.output_of(*WINE, "reg", "query", *value), f"REG_SZ +{address}\\b")
+            self.output_of("sh", "-ec", recipe.replace("x86_64", PROCESSOR), folder=moved)
+
+
+class Installers(ProductTest):
+    """Made and signed as the page says, and tried by its recipes, in a machine of their own."""
+    PAGE, WORD = (HERE / "docs/Integration.md").read_text(), {"i686": "x86", "x86_64": "x64"}[PROCESSOR]
+    RECIPES = re.findall("^(?:ScanKELVGuard.* /|copy ).*$", PAGE, re.M)
+    PRODUCT = "Quellon Generic Scan Driver"
+    SETTINGS = f"[Settings]\nProductName={PRODUCT}\nVendorName=Quellon\nProductId=0\nMode=1\n"
+
+    def shell(self, folder, name, *replaced):
+        """Runs the page's recipe that mentions the name."""
+        (recipe,) = (block for block in re.findall("```sh\n(.*?)```", self.PAGE, re.S) if name in block)
+        for old, new in replaced:
+            recipe = recipe.replace(old, new)
+        self.output_of("sh", "-ec", recipe, folder=folder)
+
+    def recipe(self, media, lines, **arguments):
+        text = "\r\n".join(["@echo off", *lines, "exit /b %ERRORLEVEL%", ""])
+        (WORK / media / "step.cmd").write_text(text.replace(r"C:\Program Files\ScanKELV", "%FOLDER%"))
+        return self.output_of(*WINE, "cmd", "/c", "step.cmd", folder=WORK / media, **arguments)
+
+    def installed(self):
+        return {path.name: zlib.crc32(path.read_bytes()) for path in self.place.glob("[!U]*")}
+
+    def verify(self, files):
+        for file in files:
+            self.output_of("osslsigncode", "verify", "-CAfile", "certificate.pem", "-in", file, folder=WORK)
+
+    def make(self, name, patch):
+        """Installers of an agent of another version."""
+        program = bytearray((self.package / "ScanKELV.exe").read_bytes())
+        struct.pack_into("<H", program, program.index(b"\xbd\x04\xef\xfe") + 14, patch)
+        (self.package / "ScanKELV.exe").write_bytes(program)
+        self.shell(self.package, "make-msi", (" x64 ", f" {self.WORD} "), ("=x64", f"={self.WORD}"))
+        shutil.copytree(WORK / "old", WORK / name)
+        for installer in self.package.glob("ScanKELV[.-][ms]*"):
+            shutil.copy(installer, WORK / name)
+        return {path.name: zlib.crc32(path.read_bytes()) for path in self.package.glob("programs/*.[ed][xl][el]")}
+
+    def while_an_agent_runs(self, media, lines, unguarded=()):
+        (WORK / "record").write_text("")
+        agent = subprocess.Popen((*WINE, os.environ["FOLDER"] + r"\ScanKELV.exe", "/Q"))
+        while "QueryDeviceAddress" not in (WORK / "record").read_text():
+            self.assertIsNone(agent.poll())
+            time.sleep(0.1)
+        before = self.installed()
+        for line in unguarded:
+            self.recipe(media, [line], exit_code=2)
+        refusal = self.recipe(media, [line.replace("/wait 60", "/wait 0") for line in lines], exit_code=1)
+        self.assertRegex(refusal, r"process \d+ still runs: .*\\ScanKELV.exe")
+        self.assertEqual(before, self.installed())
+        timer = threading.Timer(1, (self.place / "go").touch)  # until then the agent runs
+        timer.start()
+        self.recipe(media, lines)
+        self.assertEqual((True, 0), (timer.finished.is_set(), agent.wait(60)))
+        (self.place / "go").unlink()
+
+    def try_out(self, folder, install, repair, remove, refused, failing=(), unguarded=()):
+        """To fail: installations of media in failing, and without the guard while an agent runs."""
+        os.environ["FOLDER"], self.place = folder, WORK / "prefix/drive_c" / folder[3:].replace("\\", "/")
+        self.output_of(*WINE, "reg", "add", rf"HKLM\Software\QLScan\{self.PRODUCT}", "/f")
+        self.recipe("old", install)
+        self.assertEqual(self.SETTINGS, (self.place / "ScanKELV.ini").read_text())
+        self.verify(self.place.glob("*.exe"))
+        self.recipe("old", [agent := '"%FOLDER%\\ScanKELV.exe" /L en'])
+        (self.place / "ScanKELV.ini").write_text(self.SETTINGS + "; the administrator's")
+        old = self.installed()
+        for media in failing:
+            self.recipe(media, install, exit_code=refused)
+            self.assertEqual(old, self.installed(), media)
+        self.while_an_agent_runs("new", install, unguarded)
+        new = self.installed()
+        self.assertEqual({**self.new, "ScanKELV.ini": old["ScanKELV.ini"]}, new)
+        (self.place / "Hueward.exe").unlink()
+        self.recipe("new", repair)
+        self.assertEqual(new, self.installed())
+        self.assertEqual("", self.recipe("new", ["ScanKELVGuard.exe " + agent], exit_code=1))  # refused by the agent
+        self.while_an_agent_runs("new", remove)
+        self.assertIn("Address", self.output_of(*WINE, "reg", "query", rf"HKCU\Software\QLScan\{self.PRODUCT}"))
+        self.recipe("new", install)
+        devices = f'REMOVEDEVICES="{self.PRODUCT}"'
+        self.recipe("new", [line.replace("/qn", "/qn " + devices).replace("/S", "/S /" + devices) for line in remove])
+        for root in "HKCU", "HKLM":
+            self.output_of(*WINE, "reg", "query", rf"{root}\Software\QLScan\{self.PRODUCT}", exit_code=1)
+        self.assertFalse(self.place.exists())
+        left = [str(path) for path in (WORK / "prefix/drive_c/ProgramData").rglob("*")]
+        left.append(self.output_of(*WINE, "reg", "query", r"HKLM\Software", "/s"))
+        self.assertEqual([], re.findall(".*(?:ScanKELV|Quellon|/QLScan).*", "\n".join(left)))
+
+    def test_life(self):
+        self.output_of(*"openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -out certificate.pem".split(),
+                       *"-days 2 -subj /CN=Test -addext extendedKeyUsage=codeSigning".split(), folder=WORK)
+        packing = f"{HERE}/scripts/package --uncommitted --output packages --sign ./sign {BUILD}"
+        self.shell(WORK, "osslsigncode", ("scripts/package --sign ./sign", packing))
+        for archive in WORK.glob("packages/*.zip"):
+            shutil.unpack_archive(archive, WORK)
+        (self.package,), (kit,) = WORK.glob("ScanKELV-[0-9]*"), WORK.glob("ScanKELV-library-kit-*")
+        (msi,), (setup,) = WORK.glob("packages/*.msi"), WORK.glob("packages/*.exe")
+        self.verify([msi, *WORK.glob("*/*.exe"), *kit.glob("*/*.exe"), *kit.glob("*/*.dll")])
+        settings = (kit / "simulator/FindwellDlg.xml").read_text()
+        (WORK / "settings").write_text(settings.replace("<delay>500</delay>", "<until>go</until>"))
+        for name in "FINDWELL_SETTINGS", "FINDWELL_RECORD", "HUEWARD_RECORD":
+            os.environ[name] = f"Z:{WORK}/" + name.split("_")[1].lower()
+        os.environ["SCANKELV_WINE_PREFIX"] = f"{WORK}/prefix"
+        shutil.copytree(kit / "simulator", self.package / "programs", ignore=shutil.ignore_patterns("ScanKELV*"))
+        (WORK / "old").mkdir()
+        (WORK / "old/ScanKELV.ini").write_text(self.SETTINGS)
+        for file, name in (msi, ".msi"), (setup, "-setup.exe"), (self.package / "ScanKELVGuard.exe", "Guard.exe"):
+            shutil.copy(file, WORK / f"old/ScanKELV{name}")
+        patch = int(VERSION.split(".")[2])
+        self.make("older", patch - 1)
+        self.new = self.make("new", patch + 1)
+        files = self.output_of("msiinfo", "export", WORK / "new/ScanKELV.msi", "File")  # Wine needs no versions
+        self.assertRegex(files, rf"ScanKELV.exe\t\d+\t1\.1\.{patch + 1}\.0\t1033")
+        shutil.copytree(WORK / "new", WORK / "broken")
+        for insert in ("CustomAction (Action, Type, Source, Target) VALUES ('Fail', 19, '', 'no')",
+                       "InstallExecuteSequence (Action, Condition, Sequence) VALUES ('Fail', 'NOT Installed', 1450)"):
+            self.output_of("msibuild", WORK / "broken/ScanKELV.msi", "-q", "INSERT INTO " + insert)
+        msi_install, msi_repair, msi_remove, setup_install, *setup_remove = self.RECIPES
+        with self.subTest("msi"):
+            refused = 1603 % 256  # what arrives of an exit code
+            self.try_out(r"C:\Büro Müller", [msi_install], [msi_repair], [msi_remove], refused, ["older", "broken"])
+        with self.subTest("nsis"):
+            unguarded = setup_install.removeprefix("ScanKELVGuard.exe /wait 60 ")
+            repair = install = [setup_install]
+            self.try_out(r"C:\Program Files\ScanKELV", install, repair, setup_remove, 2, ["older"], [unguarded])
 
 
 class Compilation(ProductTest):
@@ -96,8 +239,8 @@ class SecondVendor(ProductTest):
     VALUES = {  # of vendor.cmake; the simulated library finds a device of the maker Brindle Optics
         "VERSION": "2.30.4.5", "COMPANY": 'Müller "& Söhne" \\ Co', "PRODUCT": 'a\\b "c"', "DESCRIPTION": "Brindle Agent",
         "COPYRIGHT": '"', "PROGRAM": "BrindleAgent", "LIBRARY": "BrindleSearch", "UPDATER": "BrindleColour",
-        "SHORT_NAME": "BRN", "INSTALLATION_FOLDER": "Brindle Files", "UPGRADE_CODE": "{D5}", "DRIVER_STORE": "BrindleStore",
-        "DEFAULT_PRODUCT": "Brindle Driver", "DATA_FOLDER": r"Brindle Data\Agent", "LOG_FOLDER": "Brindle Log",
+        "SHORT_NAME": "BRN", "INSTALLATION_FOLDER": "Brindle Files", "DRIVER_STORE": "BrindleStore",
+        "UPGRADE_CODE": "{D5A0C8B1-58E5-4C1E-8A55-0E6B0D2E8F11}", "DEFAULT_PRODUCT": "Brindle Driver", "DATA_FOLDER": r"Brindle Data\Agent", "LOG_FOLDER": "Brindle Log",
         "INSTANCE_GUARD": "{8E92}"}
     CONSTANTS = {"Quellon": "Brindle Optics", "LANTERN": "CANDLE", "KELV.cjstyles": "BRN.cjstyles"}  # of Vendor.h
     OTHERS = rb"(?i)quellon|qlscan|lantern|kelv|findwelldlg|hueward|7a41c0d3"
@@ -112,7 +255,7 @@ class SecondVendor(ProductTest):
         (WORK / "vendor.cmake").write_text("".join(map("set(VENDOR_{0[0]} [[{0[1]}]])\n".format, self.VALUES.items())))
         shutil.rmtree(self.FOLDER / "bin", ignore_errors=True)
         self.output_of("cmake", "--preset", BUILD.name, "-B", self.FOLDER, f"-DSCANKELV_VENDOR={WORK}")
-        self.output_of("ninja", "-C", self.FOLDER, "ScanKELV", "FindwellDlg", "Hueward")
+        self.output_of("ninja", "-C", self.FOLDER, "ScanKELV", "Guard", "FindwellDlg", "Hueward")
         program = (self.FOLDER / "bin/BrindleAgent.exe").read_bytes()
         self.check_version(program, "2.30.4.5", CompanyName=self.VALUES["COMPANY"], ProductName=self.VALUES["PRODUCT"],
                            FileDescription="Brindle Agent", LegalCopyright='"', OriginalFilename="BrindleAgent.exe")
@@ -120,7 +263,10 @@ class SecondVendor(ProductTest):
         texts = [text for text in re.findall(rb"[ -~]{4,}", program) if not re.fullmatch(self.STAYING, text)] + wide
         self.assertEqual([], [text for text in texts if re.search(self.OTHERS, text)])
         self.output_of("scripts/package", "--uncommitted", "--output", WORK, self.FOLDER)
-        self.assertEqual(2, len(list(WORK.glob("BrindleAgent*-2.30.4.5*.zip"))))
+        self.assertEqual(4, len(list(WORK.glob("BrindleAgent*-2.30.4.5*.*"))))
+        shutil.unpack_archive(next(WORK.glob("BrindleAgent-[0-9]*.zip")), WORK)
+        sources = "".join(file.read_text() for file in WORK.glob("*/installers/*"))
+        self.assertEqual([], re.findall(self.OTHERS.decode(), sources))
 
         wine, disk = ("env", f"SCANKELV_WINE_PREFIX={WORK}/prefix", *WINE), WORK / "prefix/drive_c"
         self.output_of(*wine, "cmd", "/c", "exit")
@@ -187,6 +333,8 @@ class PlantedErrors(ProductTest):
                     self.assertRegex(self.output_of(*WINE, self.PROGRAM, name, exit_code=exit_code), report)
 
 
+if (WORK / "prefix").exists():  # of an earlier run: its server must not serve the next prefix
+    subprocess.run(["wineserver", "-k"], env={**os.environ, "WINEPREFIX": WORK / "prefix"}, stderr=subprocess.DEVNULL)
 shutil.rmtree(WORK, ignore_errors=True)
 WORK.mkdir(parents=True)
 unittest.main(argv=[sys.argv[0], CLASS])
