@@ -4,7 +4,7 @@
 A stored value is old or new, a file whole, an entry of the user's own unchanged, a failure told, all that was opened closed.
 A round that fails prints how to repeat it alone, as in: run.py --kind generic --used --call 117 --lasting --error 112
 """
-import argparse, itertools, os, random, re, resource, shutil, statistics, subprocess, sys, threading, time
+import argparse, functools, itertools, os, random, re, resource, shutil, statistics, subprocess, sys, threading, time
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parents[2]
@@ -179,50 +179,47 @@ class Sweep:
         self.reference, self.fault, self.calls, self.is_over = reference, fault, calls, False
 
     def __iter__(self):
-        for call in itertools.count(1) if self.calls is None else self.calls:
-            if self.is_over:
-                return
-            yield lambda machine, call=call: self.round(machine, call)
+        calls = itertools.count(1) if self.calls is None else self.calls
+        return (functools.partial(self.round, call) for call in itertools.takewhile(lambda _: not self.is_over, calls))
 
-    def round(self, machine, call):
-        reference = self.reference
+    def round(self, call, machine):
+        reference, action, error = self.reference, self.fault["action"], self.fault["error"]
         machine.prepare(reference.kind, reference.used)
         code, report = machine.run(reference.arguments, at=call, **self.fault)
         if "\nmet " not in report:
             self.is_over = True
             return
         faults, state = [], machine.state()
-        if self.fault["action"] != "end":
+        if action != "end":
             faults += reference.judge(code, report, settled(state))
-        if self.fault["action"] == "end" or state != settled(state):
+        if action == "end" or state != settled(state):
             faults += reference.next_run(machine)
-        options = f"--kind {reference.kind}{' --used' * reference.used} --call {call} --{self.fault['action']}"
         for fault in faults:
-            yield f"{options} --error {self.fault['error']}: {re.search('met (.*)', report)[1]}: {fault}"
+            yield (f"--kind {reference.kind}{' --used' * reference.used} --call {call} --{action} --error {error}: "
+                   f"{re.search('met (.*)', report)[1]}: {fault}")
 
 
-class Kills:
+def kills(reference, rounds, between):
     """Killed from outside at random moments, until enough were between the first and the last write of storing."""
+    middle = 60  # milliseconds after the start
 
-    def __init__(self, reference, rounds, between):
-        self.reference, self.rounds, self.between, self.middle = reference, rounds, between, 60  # milliseconds
-
-    def __iter__(self):
-        while self.rounds > 0 or self.between > 0:
-            self.rounds -= 1
-            yield self.round
-
-    def round(self, machine):
-        machine.prepare(self.reference.kind, self.reference.used)
-        after = max(1, self.middle + random.randint(-20, 20))
-        stored = len(STORES.findall(machine.run(self.reference.arguments, after)[1]))
-        self.between -= 0 < stored < self.reference.stores
-        self.middle += 1 if stored == 0 else -1 if stored == self.reference.stores else 0
-        for fault in self.reference.next_run(machine):
+    def round(machine):
+        nonlocal between, middle
+        machine.prepare(reference.kind, reference.used)
+        after = max(1, middle + random.randint(-20, 20))
+        stored = len(STORES.findall(machine.run(reference.arguments, after)[1]))
+        between -= 0 < stored < reference.stores
+        middle += 1 if stored == 0 else -1 if stored == reference.stores else 0
+        for fault in reference.next_run(machine):
             yield f"killed after {after} ms and {stored} writes: {fault}"
 
+    for number in itertools.count():
+        if number >= rounds and between <= 0:
+            return
+        yield round
 
-def two_logons(machine, generic, online):
+
+def two_logons(generic, online, machine):
     """One agent stores while the other patches addresses; neither sees the other."""
     machine.prepare("generic", True)
     for logon, arguments in random.sample([("A", generic.arguments), ("B", online.arguments)], 2):
@@ -230,12 +227,12 @@ def two_logons(machine, generic, online):
         time.sleep(random.random() * 0.05)
     codes, state = machine.ask("finish", 60000, 0), machine.state()
     allowed = [stored[CONFIG] for one in (generic, online) for stored in (one.before, one.after)]
-    if codes != ["0", "0"] or not is_mixture(state[CONFIG], *allowed) or state[DEVICE] != generic.after[DEVICE] or (
-            state.keys() - generic.after.keys() - online.after.keys()):
+    if (codes != ["0", "0"] or not is_mixture(state[CONFIG], *allowed) or state[DEVICE] != generic.after[DEVICE]
+            or state.keys() - generic.after.keys() - online.after.keys()):
         yield f"two logons: exit codes {codes}, stored {state}"
 
 
-def hundred(machine, online):
+def hundred(online, machine):
     """One agent is held in the library until ninety-nine others were refused."""
     (machine.folder / "go").unlink(missing_ok=True)
     machine.prepare("online", True, "<QueryDeviceAddress><until>go</until></QueryDeviceAddress>")
@@ -248,23 +245,23 @@ def hundred(machine, online):
     (machine.folder / "go").touch()
     codes, log = machine.ask("finish", 60000, 0) + refused, (machine.user / "Log.txt").read_text("latin-1")
     began, lines = log.count("\n---\n"), log.count("other program instances running!\n")  # of a thousand starts one fails
-    if codes[0] != "0" or began < 98 or lines != began - 1 or codes.count("1") < lines or list(online.losses(machine.state())):
+    if codes[0] != "0" or began < 98 or not began - 1 == lines <= codes.count("1") or [*online.losses(machine.state())]:
         yield f"of a hundred {began} began, {lines} were refused, exit codes {codes}"
 
 
-def in_a_row(machine, reference, rounds):
+def in_a_row(reference, rounds, machine):
     """What is stored and its size stay as after the first run, and so does the time of a run."""
     machine.prepare(reference.kind, reference.used)
-    times = []
+    times = [time.monotonic()]
     for number in range(rounds):
-        begin = time.monotonic()
         code, _ = machine.run(reference.arguments)
-        times.append(time.monotonic() - begin)
+        times.append(time.monotonic())
         if code != reference.code or machine.state() != reference.after:
             yield f"run {number} in a row: exit code {code}, stored {machine.state()}"
-    ratio = statistics.median(times[-rounds // 3:]) / statistics.median(times[:rounds // 3])
-    if ratio > 1.5:
-        yield f"of {rounds} runs in a row the last ones take {ratio:.2f} times as long as the first"
+    last, first = (statistics.median(end - begin for begin, end in zip(part, part[1:]))
+                   for part in (times[-rounds // 3:], times[:rounds // 3]))
+    if last > 1.5 * first:
+        yield f"of {rounds} runs in a row the last ones take {last / first:.2f} times as long as the first"
 
 
 X, LIST = b"x" * (1 << 20), OLD_DEVICE.encode()
@@ -275,90 +272,84 @@ CONTENTS = {  # of a file that anybody may have put there, and of the library's 
     "a wrong mark": b"\xfe\xff" + LIST, "odd UTF-16": b"\xff\xfe" + OLD_DEVICE.encode("utf-16-le")[:-1],
     "10,000 devices": b"<devicelist>" + b"<device><pid>1</pid></device>" * 10000 + b"</devicelist>",
     "an entity bomb": b"<!DOCTYPE a [<!ENTITY e0 'xxxxxxxxxx'>" + ENTITIES + b"]><a>&e8;</a>"}
-NARROW = b"[IO]\r\nAddress=old\r\n[Own]\r\nNote=\xfc\r\n"
-CONFIGS = {"absent": None, "of 0 bytes": b"", "of 1 byte": b"[", "8-bit": NARROW, "UTF-8": b"\xef\xbb\xbf" + NARROW[:-4] + b"u\r\n",
-           "big endian": ("\ufeff" + OWN).encode("utf-16-be"), "without IO": ("\ufeff" + OWN).encode("utf-16-le"),
-           "16 MiB": b"[Own]\r\n; " + X * 16, "zeros": bytes(4096)}
-
-
-class Hostile:
-    """Others put anything in a file, or answer anything: a clear end within seconds, and what was stored is kept."""
-
-    def __init__(self, name, reference, files={}, calls="", codes="0", throws=0, before=lambda machine: None):
-        self.name, self.reference, self.files, self.calls, self.codes = name, reference, files, calls, codes
-        self.throws, self.before = throws, before
-
-    def __call__(self, machine):
-        machine.prepare(self.reference.kind, True, self.calls)
-        for path, content in self.files.items():
-            (machine.drive / path).unlink(missing_ok=True)
-            if content is not None:
-                machine.write(path, content)
-        self.before(machine)
-        old, fault = machine.state(), {"at": self.throws, "action": "throw"} if self.throws else {}
-        code, report = machine.run(self.reference.arguments, 20000, **fault)
-        machine.ask("hold", "")
-        (machine.drive / CONFIG).chmod(0o644) if (machine.drive / CONFIG).exists() else None
-        new, plain = machine.state(), lambda state: state.get(CONFIG, b"").replace(b"\0", b"")
-        own = plain(old)[plain(old).find(b"[Own]"):] if b"[Own]" in plain(old) else b""
-        if code not in self.codes.split() or ("crash" in report and not self.throws) or not told(report):
-            yield f"{self.name}: exit code {code}"
-        if own not in plain(new) or (code == "0" and not self.files.keys() & {CONFIG} and not self.calls and new != self.reference.after):
-            yield f"{self.name}: stored {plain(new)[:300]} {new.get(DEVICE, b'')[:300]}"
-        if code != "0" and new != old:
-            yield f"{self.name}: something of the old is lost"
+NARROW = b"[IO]\r\nAddress=old\r\n[Own]\r\nNote="
+CONFIGS = {
+    "absent": None, "0 bytes": b"", "1 byte": b"[", "8-bit": NARROW + b"\xfc\r\n", "UTF-8": b"\xef\xbb\xbf" + NARROW + b"\r\n",
+    "big endian": ("\ufeff" + OWN).encode("utf-16-be"), "no section IO": "\ufeff" + OWN, "16 MiB": b"[Own]\r\n; " + X * 16}
 
 
 def hostile(references):
+    """Others put anything in a file, or answer anything: a clear end within seconds, and what was stored is kept."""
+
+    def round(name, reference, files, calls, codes, before, fault, machine):
+        plain = lambda state: state.get(CONFIG, b"").replace(b"\0", b"")
+        machine.prepare(reference.kind, True, calls)
+        for path, content in files.items():
+            (machine.drive / path).unlink(missing_ok=True)
+            if content is not None:
+                machine.write(path, content)
+        before(machine)
+        old = machine.state()
+        code, report = machine.run(reference.arguments, 20000, **fault)
+        machine.ask("hold", "")
+        new, own = machine.state(), plain(old)[plain(old).find(b"[Own]") % (1 << 30):]
+        is_as_asked = calls or CONFIG in files or new == reference.after
+        if code not in codes or not told(report) or ("crash" in report and not fault):
+            yield f"{name}: exit code {code}"
+        if own not in plain(new) or not (is_as_asked if code == "0" else new == old):
+            yield f"{name}: exit code {code}, stored {plain(new)[:300]} {new.get(DEVICE, b'')[:300]}"
+
+    def case(name, reference, files={}, calls="", codes=("0",), before=lambda machine: None, **fault):
+        return functools.partial(round, name, reference, files, calls, codes, before, fault)
+
     generic, online, properties, dialog = (references[kind, True] for kind in ("generic", "online", "properties", "dialog"))
     for name, content in CONTENTS.items():
-        yield Hostile("device.xml: " + name, generic, {DEVICE: content})
-        yield Hostile("settings: " + name, dialog, {"faults/ScanKELV.ini": content}, " ", "0 1 3")
+        yield case("device.xml: " + name, generic, {DEVICE: content})
+        yield case("settings: " + name, dialog, {"faults/ScanKELV.ini": content}, " ", ("0", "1", "3"))
         for call, reference in ("GetDeviceList_LCode", generic), ("ShowPropertiesUI", properties):
             answer = f"<{call}><answer><file>answer</file></answer></{call}>"
-            yield Hostile(f"{call} answers {name}", reference, {"faults/answer": content}, answer, "0 1")
-    for name, content in CONFIGS.items():
-        for reference in generic, online:
-            yield Hostile(f"Config.ini {name}, {reference.kind}", reference, {CONFIG: content})
+            yield case(f"{call} answers {name}", reference, {"faults/answer": content}, answer, ("0", "1"))
+    query = "<QueryDeviceAddress>{}</QueryDeviceAddress>".format
     for reference in generic, online:
-        yield Hostile("Config.ini held open", reference, {CONFIG: OLD_CONFIG},
-                      before=lambda machine: machine.ask("hold", "C:\\" + CONFIG.replace("/", "\\")))
-        yield Hostile("Config.ini read-only", reference, {CONFIG: OLD_CONFIG},
-                      before=lambda machine: (machine.drive / CONFIG).chmod(0o444))
+        for name, content in CONFIGS.items():
+            yield case(f"Config.ini: {name}, {reference.kind}", reference, {CONFIG: content})
+        yield case("Config.ini held open", reference, {CONFIG: OLD_CONFIG}, before=lambda machine: machine.ask(
+            "hold", "C:\\" + CONFIG.replace("/", "\\")))
+        yield case("Config.ini read-only", reference, {CONFIG: OLD_CONFIG}, before=lambda machine: (
+            machine.drive / CONFIG).chmod(0o444))
     for text in "<null/>", "<repeat>65536 x</repeat>":
-        yield Hostile("address " + text, online, calls="<QueryDeviceAddress>" + "".join(
-            f"<{name}>{text}</{name}>" for name in ("address", "macaddress")) + "</QueryDeviceAddress>")
-    late = "<QueryDeviceAddress><thread>own</thread><delay>3000</delay></QueryDeviceAddress>"
-    yield Hostile("a late answer", online, calls=late)
+        yield case("address " + text, online, calls=query(f"<address>{text}</address><macaddress>{text}</macaddress>"))
+    yield case("a late answer", online, calls=query("<thread>own</thread><delay>3000</delay>"))
     asked = [name for _, name in generic.calls].index("GetDeviceList_LCode") + 1
-    yield Hostile("a library that throws", generic, codes="0 1 3 77 78", throws=asked)
+    yield case("a library that throws", generic, codes=("0", "1", "3", "77", "78"), at=asked, action="throw")
 
 
-def full_disk(machine, generic):
+def full_disk(generic, machine):
     """No file may become longer than the limit of this machine's processes."""
     own = "\ufeff[Own]\r\nNote=" + "x" * random.randint(1000, 2000) + "\r\n"
     machine.prepare("generic", True)
     machine.write(CONFIG, own)
-    code, report = machine.run("/L en")
+    code, report = machine.run(generic.arguments)
     state = machine.state()
     text = state[CONFIG].decode("utf-16-le", "replace")
-    is_whole = text == own or text.startswith(own) and text.endswith("\r\n") and "\r\nVID=" in text
-    if code != "0" or not is_whole or state[DEVICE] not in (OLD_DEVICE.encode("utf-16-le"), generic.after[DEVICE]) or (
-            state != settled(state)) or (text == own and "stays as it was" not in report):
+    is_kept = text == own and "stays as it was" in report
+    is_new = text.startswith(own) and text.endswith("\r\n") and "\r\nVID=" in text
+    if code != "0" or not (is_kept or is_new) or state != settled(state) or (
+            state[DEVICE] not in (OLD_DEVICE.encode("utf-16-le"), generic.after[DEVICE])):
         yield f"full disk: exit code {code}, {text[-100:]!r}, device.xml of {len(state[DEVICE])} bytes, {sorted(state)}"
 
 
 def work(machines, title, rounds):
     """Each machine takes one round after the other. @return how many faults were seen"""
-    begin, lock, rounds, count, faults = time.monotonic(), threading.Lock(), iter(rounds), [0], []
+    begin, lock, rounds, count, faults = time.monotonic(), threading.Lock(), iter(rounds), itertools.count(), []
 
     def worker(machine):
         while True:
             with lock:
                 round = next(rounds, None)
-                count[0] += round is not None
-            if round is None:
-                return
+                if round is None:
+                    return
+                next(count)
             try:
                 found = list(round(machine))
             except Exception as error:  # of this script: counts as a fault
@@ -367,23 +358,20 @@ def work(machines, title, rounds):
             print(*found, sep="\n", end="\n" * bool(found), flush=True)
 
     threads = [threading.Thread(target=worker, args=[machine]) for machine in machines]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    print(f"{title}: {count[0]} rounds, {len(faults)} faults, {time.monotonic() - begin:.0f} s", flush=True)
+    [thread.start() for thread in threads]
+    [thread.join() for thread in threads]
+    print(f"{title}: {next(count)} rounds, {len(faults)} faults, {time.monotonic() - begin:.0f} s", flush=True)
     return len(faults)
 
 
-def contexts(references, every):
+def in_contexts(references, every):
     """(reference, calls): each call with the two before it once, or one of so many."""
     seen = set()
     for reference in references:
-        names, calls = [name for _, name in reference.calls], []
-        for i in range(len(names)):
-            context = tuple(names[max(i - 2, 0):i + 1])
-            if context not in seen and len(seen) % every == 0:
-                calls.append(i + 1)
+        names, calls = ["", "", *(name for _, name in reference.calls)], []
+        for call in range(1, len(names) - 1):
+            if (context := tuple(names[call - 1:call + 2])) not in seen and len(seen) % every == 0:
+                calls.append(call)
             seen.add(context)
         yield reference, calls
 
@@ -400,41 +388,36 @@ def main():
         parser.add_argument("--" + action, dest="action", action="store_const", const=action, default="fail")
     parser.add_argument("--error", type=int, default=5)
     options = parser.parse_args()
-    build = options.build.resolve()
-    architecture = re.search("WINDOWS_ARCHITECTURE:.*=(.*)", (build / "CMakeCache.txt").read_text())[1]
-    machines = [Machine(build, architecture, name) for name in (["1"] if options.kind else ["1", "2"])]
+    architecture = re.search("WINDOWS_ARCHITECTURE:.*=(.*)", (options.build / "CMakeCache.txt").read_text())[1]
+    machines = [Machine(options.build.resolve(), architecture, name) for name in (["1"] if options.kind else ["1", "2"])]
     if options.kind:
-        reference = Reference(machines[0], options.kind, options.used)
-        sweep = Sweep(reference, action=options.action, error=options.error)
-        faults = list(sweep.round(machines[0], options.call))
+        sweep = Sweep(Reference(machines[0], options.kind, options.used), action=options.action, error=options.error)
+        faults = list(sweep.round(options.call, machines[0]))
         print(machines[0].report(), *faults, sep="\n")
         return bool(faults)
     references = {(kind, used): Reference(machines[0], kind, used) for used in (True, False) for kind in KINDS}
     generic, online, faults = references["generic", True], references["online", True], 0
-
-    def writes(reference):
-        return [call for call, (how, _) in enumerate(reference.calls, 1) if how == "write"]
+    writes = {one: [call for call, (how, _) in enumerate(one.calls, 1) if how == "write"] for one in references.values()}
     if not options.all:
-        chosen = list(contexts(references.values(), options.every))
-        for title, fault in ("fails", {"action": "fail", "error": 5}), ("and all behind it fail", {"action": "lasting", "error": 112}):
-            faults += work(machines, "each call in its context " + title, (
-                round for reference, calls in chosen for round in Sweep(reference, calls, **fault)))
-        faults += work(machines, "the process ends before each write", (
-            round for reference in (generic, online)
-            for round in Sweep(reference, writes(reference)[::options.every], action="end", error=0)))
+        chosen = list(in_contexts(references.values(), options.every))
+        for title, action, error in ("fails", "fail", 5), ("and all behind it fail", "lasting", 112):
+            faults += work(machines, "each call in its context " + title, itertools.chain.from_iterable(
+                Sweep(reference, calls, action=action, error=error) for reference, calls in chosen))
+        faults += work(machines, "the process ends before each write", itertools.chain.from_iterable(
+            Sweep(one, writes[one][::options.every], action="end", error=0) for one in (generic, online)))
         return faults != 0
-    for (kind, used), reference in references.items():
-        title = kind + ", used" * used
-        for action, error, calls in ("fail", 5, None), ("lasting", 112, None), ("fail", 112, writes(reference)), (
-                "lasting", 5, writes(reference)), ("end", 0, writes(reference)):
-            faults += work(machines, f"{title}: {action}, error {error}", Sweep(reference, calls, action=action, error=error))
-    faults += work(machines, "killed at random moments", Kills(generic, 500, 200))
-    faults += work(machines, "two logons", [lambda machine: two_logons(machine, generic, online)] * 200)
-    faults += work(machines, "one of a hundred", [lambda machine: hundred(machine, online)] * 50)
-    faults += work(machines[:1], "300 in a row", [lambda machine: in_a_row(machine, generic, 300)])
+    for (kind, used), one in references.items():
+        for action, error, calls in (("fail", 5, None), ("lasting", 112, None), ("fail", 112, writes[one]),
+                                     ("lasting", 5, writes[one]), ("end", 0, writes[one])):
+            faults += work(machines, f"{kind}{', used' * used}: {action}, error {error}", Sweep(
+                one, calls, action=action, error=error))
+    again = lambda number, round, *arguments: [functools.partial(round, *arguments)] * number
+    faults += work(machines, "killed at random moments", kills(generic, 500, 200))
+    faults += work(machines, "two logons", again(200, two_logons, generic, online))
+    faults += work(machines, "one of a hundred", again(50, hundred, online))
+    faults += work(machines[:1], "300 in a row", again(1, in_a_row, generic, 300))
     faults += work(machines, "hostile input", hostile(references))
-    faults += work([Machine(build, architecture, "limited", 4096)], "full disk",
-                   [lambda machine: full_disk(machine, generic)] * 60)
+    faults += work([Machine(options.build.resolve(), architecture, "limited", 4096)], "full disk", again(60, full_disk, generic))
     return faults != 0
 
 
