@@ -244,9 +244,10 @@ def hundred(online, machine):
     refused = machine.ask("finish", 60000, 1)
     (machine.folder / "go").touch()
     codes, log = machine.ask("finish", 60000, 0) + refused, (machine.user / "Log.txt").read_text("latin-1")
-    began, lines = log.count("\n---\n"), log.count("other program instances running!\n")  # of a thousand starts one fails
-    if codes[0] != "0" or began < 98 or not began - 1 == lines <= codes.count("1") or [*online.losses(machine.state())]:
-        yield f"of a hundred {began} began, {lines} were refused, exit codes {codes}"
+    lines = log.count("other program instances running!\n")
+    # One start in a thousand fails, and an agent may lose its line to another that wrote at the same moment.
+    if codes[0] != "0" or codes.count("1") < 98 or not 95 <= lines <= 99 or [*online.losses(machine.state())]:
+        yield f"of a hundred {lines} were refused, exit codes {codes}"
 
 
 def in_a_row(reference, rounds, machine):
