@@ -153,7 +153,7 @@ bool ExportDeviceXml(const XmlParsedDeviceList& device)
 
     const ResourceLocationWide file = DeviceXmlLocation();
     if (file.IsEmpty())
-        throw XmlError(HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND), IID{});
+        throw XmlError(E_FAIL, IID{});
     SaveDeviceXml(document, file);
     return true;
 }

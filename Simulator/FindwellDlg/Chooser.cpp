@@ -159,7 +159,7 @@ struct Chooser : Dialog
 
     const Found& Selected() const { return m_sought[static_cast<std::size_t>(m_selected)]; }
 
-    std::wstring Option(std::string name) const { return ChildText(*m_filter, "/option/" + name); }
+    std::wstring Option(const std::string& name) const { return ChildText(*m_filter, "/option/" + name); }
 
     void OnOpened() override
     {

@@ -100,7 +100,7 @@ std::string TellEvent(Record& record, IAppHandler& handler, const std::wstring& 
 {
     std::uint32_t out = 0;
     const std::uint32_t result = handler.HandleEvent(event.c_str(), 0, 0, &out);
-    const std::string answer = std::to_string(result) + ", out " + std::to_string(out);
+    std::string answer = std::to_string(result) + ", out " + std::to_string(out);
     record.Line("  HandleEvent(" + Utf8(event) + ") -> " + answer);
     return answer;
 }

@@ -66,10 +66,7 @@ inline BSTR WINAPI AllocateString(const OLECHAR* text, UINT length)
 
 inline void WINAPI ReleaseString(BSTR text)
 {
-    auto* const memory = reinterpret_cast<char*>(text) - sizeof(UINT);
-    if (text == nullptr || HeadOf(memory) == nullptr || HeadOf(memory)->block != memory)
-        return ::SysFreeString(text); // the document model's own
-    Release(memory);
+    Release(text == nullptr ? nullptr : reinterpret_cast<char*>(text) - sizeof(UINT));
 }
 
 } // namespace faults

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Account.h"
+#include "GuardPages.h"
 
 #include <concepts>
 #include <msxml.h>
@@ -29,7 +30,12 @@ template <class Parameter>
 void Result([[maybe_unused]] Parameter parameter, [[maybe_unused]] const char* from, [[maybe_unused]] bool failed)
 {
     if constexpr (std::is_same_v<Parameter, BSTR*>)
-        failed ? void(*parameter = nullptr) : Give(*parameter, from);
+    {
+        const BSTR text = failed ? nullptr : *parameter; // the document model's own gets guard pages too
+        *parameter = text == nullptr ? nullptr : AllocateString(text, ::SysStringLen(text));
+        ::SysFreeString(text);
+        Give(*parameter, from);
+    }
     else if constexpr (requires { static_cast<IUnknown*>(*parameter); } && std::is_pointer_v<Parameter>)
         failed ? void(*parameter = nullptr) : Watch(*parameter, from);
 }
