@@ -41,18 +41,21 @@ std::string Ini(const std::string& address, const std::string& address2, const s
     return "[IO]\r\nAddress=" + address + "\r\nAddress2=" + address2 + "\r\nMACAddress=" + macAddress + "\r\n";
 }
 
-class AnswerTest : public AgentRun, public testing::WithParamInterface<AnswerCase>
-{
-};
+using AnswerTest = TableOf<AnswerCase, AgentRun>;
 TEST_P(AnswerTest, IsWrittenBack)
 {
     const auto& given = GetParam();
     UseGenericDriver();
     std::filesystem::create_directories(std::filesystem::path(configIni).parent_path());
     WriteFileBytes(configIni, Utf16File(ToWide(Ini(old, "old", oldMac))));
-    Store(
-        HKEY_CURRENT_USER, m_key, L"Address", ToWide(old), L"Address2", L"old", L"MACAddress", ToWide(oldMac),
-        L"ConnectionType", given.connectionType, L"Online", 7UL, L"Changed", 7UL);
+    const NamedValues stored = {
+        {L"Address", ToWide(old)},
+        {L"Address2", L"old"},
+        {L"MACAddress", ToWide(oldMac)},
+        {L"ConnectionType", given.connectionType},
+        {L"Online", 7UL},
+        {L"Changed", 7UL}};
+    Store(HKEY_CURRENT_USER, m_key, stored);
     LibraryGives("QueryDeviceAddress", given.gives + std::string("<thread/><delay>0</delay>"));
     EXPECT_EQ(0, Run(L"/Q /V Vendor"));
     EXPECT_EQ("QueryDeviceAddress\n", Calls());
@@ -61,7 +64,7 @@ TEST_P(AnswerTest, IsWrittenBack)
     EXPECT_EQ(given.statusAndChange, Stored(L"Online") + " " + Stored(L"Changed"));
     EXPECT_THAT(StoredValues(), StartsWith("Address=" + given.address + "\nAddress2=" + given.address2 + "\nCh"));
     EXPECT_EQ(given.macAddress, Stored(L"MACAddress"));
-    EXPECT_EQ(Ini(given.address, given.address2, given.macAddress), ConfigIni());
+    EXPECT_EQ("\uFEFF" + Ini(given.address, given.address2, given.macAddress), ConfigIni());
     EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\noriginal device addresses " + old + ", " + oldMac + "\n"));
     EXPECT_THAT(Log(), HasSubstr(given.log));
 }
@@ -73,6 +76,7 @@ TEST_F(AgentRun, WritesNoAddressThatNobodyToldAndMakesNoFileForIt)
     EXPECT_EQ(0, Run(L"/Q"));
     EXPECT_EQ("Changed=#1\nOnline=#1\n", StoredValues());
     EXPECT_FALSE(FileExists(configIni));
+    EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\nfail to open user storage for read in HKCU\n"));
 }
 
 } // namespace test

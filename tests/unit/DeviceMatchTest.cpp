@@ -35,7 +35,7 @@ const MatchCase matchCases[] = {
     {"NoIds", models, "Local", "MDL:X;MODE:SCN;", "", false, {"pidElement"}},
     {"IllFormed", generic, "Network", "MFG:Quellon;MODE:SCN;", "<pid>", false, {"loadXmlResult"}},
 };
-using DeviceMatchTest = AgentTestWith<MatchCase>;
+using DeviceMatchTest = TableOf<MatchCase, AgentTest>;
 TEST_P(DeviceMatchTest, Decides)
 {
     const auto& [name, settings, ioType, deviceId, ids, matches, reports] = GetParam();

@@ -2,9 +2,6 @@
 #include "ModelComparison.h"
 
 #include "CaseName.h"
-#include "Vendor.h"
-
-#include <algorithm>
 
 using namespace scankelv;
 
@@ -28,9 +25,3 @@ TEST_P(Scanning, IsAnnouncedOrOfALegacyFamily)
     EXPECT_EQ(GetParam().asLocal, CanScan(GetParam().identifier, false));
 }
 INSTANTIATE_TEST_SUITE_P(, Scanning, testing::ValuesIn(scanCases), test::caseName);
-
-constexpr auto namesAlsoLocal = std::ranges::count_if(vendor::LegacyNetworkModels, [](std::wstring_view name) {
-    return std::ranges::count(vendor::LegacyLocalModels, name) == 1;
-});
-static_assert(
-    std::size(vendor::LegacyNetworkModels) == 28 && std::size(vendor::LegacyLocalModels) == 43 && namesAlsoLocal == 25);
