@@ -40,24 +40,11 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceListEvenWithoutDeviceXmlAndUpdater)
     std::filesystem::create_directories(deviceXml); // in the place of the file
     ::DeleteFileW(File(L"Hueward.exe").c_str());
     Store(HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer000", L"MDL", L"Other");
-    const NamedValues values = {
-        {L"Address", L"192.0.2.7"},
-        {L"ConnectionType", 1UL},
-        {L"DeviceID", L"MFG:Q;"},
-        {L"DeviceName", L"unused"},
-        {L"ExtDeviceID", L"Ext"},
-        {L"HostName", L"host"},
-        {L"IPv6", 0UL},
-        {L"Location", L"Keller"},
-        {L"MACAddress", L"00-11"},
-        {L"MDL", L"Model"},
-        {L"MFG", L"Maker"},
-        {L"PID", 26UL},
-        {L"PortName", L"unused"},
-        {L"SystemDeviceName", L"System"},
-        {L"VID", 3869UL},
-        {L"Default", 1UL}};
-    Store(HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001", values);
+    Store(
+        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001",
+        "Address=192.0.2.7\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=unused\nExtDeviceID=Ext\nHostName=host\n"
+        "IPv6=#0\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\nPortName=unused\n"
+        "SystemDeviceName=System\nVID=#3869\nDefault=#1\n");
     EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan /More none"));
     EXPECT_THAT(LibraryLog(), AllOf(HasSubstr("<drivername>Other<"), HasSubstr("<drivername>Model<")));
     EXPECT_EQ(

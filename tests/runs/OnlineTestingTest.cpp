@@ -12,8 +12,7 @@ const char* const longTexts = "<change>2</change><address><repeat>9999 x</repeat
 struct AnswerCase
 {
     const char *name, *gives;
-    DWORD connectionType;
-    const char* statusAndChange; ///< stored
+    const char *connectionType, *statusAndChange; ///< stored
     std::string address, address2, macAddress;
     const char* log;
 };
@@ -21,19 +20,20 @@ struct AnswerCase
 const std::string old = "192.0.2.1", oldMac = "00-00-5E-00-53-01", now = "192.0.2.141", nowMac = "00-00-5E-00-53-41";
 const std::string longX(255, 'x');
 const AnswerCase answerCases[] = {
-    {"Late", "<thread>own</thread><delay>300</delay>", 1, "#1 #1", now, now, nowMac,
+    {"Late", "<thread>own</thread><delay>300</delay>", "#1", "#1 #1", now, now, nowMac,
      "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\nremove "
      "Online status\nremove Changed status\nstore Online status 1\npatch device addresses 192.0.2.141, "
      "00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
-    {"LocalDevice", "", 0, "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
-    {"NullTextsAndChangeOfZero", nullTexts, 1, "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
-    {"LongTextsUnchanged", longTexts, 1, "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
-    {"AnsweredTwice", "<again>1</again>", 1, "#1 #1", now, now, nowMac, "\nqdc: status 1, change 2, lpAddress again,"},
-    {"NotThere", "<status>3</status>", 1, "#0 #1", old, "old", oldMac,
+    {"LocalDevice", "", "#0", "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
+    {"NullTextsAndChangeOfZero", nullTexts, "#1", "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
+    {"LongTextsUnchanged", longTexts, "#1", "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
+    {"AnsweredTwice", "<again>1</again>", "#1", "#1 #1", now, now, nowMac,
+     "\nqdc: status 1, change 2, lpAddress again,"},
+    {"NotThere", "<status>3</status>", "#1", "#0 #1", old, "old", oldMac,
      "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 1\nskip UI"},
-    {"NullPointers", "<nullpointers>1</nullpointers>", 1, "#0 #0", old, "old", oldMac,
+    {"NullPointers", "<nullpointers>1</nullpointers>", "#1", "#0 #0", old, "old", oldMac,
      "status 1, change 2, lpAddress ,"},
-    {"Failed", "<return>1</return>", 1, "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
+    {"Failed", "<return>1</return>", "#1", "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
 };
 
 std::string Ini(const std::string& address, const std::string& address2, const std::string& macAddress)
@@ -48,14 +48,10 @@ TEST_P(AnswerTest, IsWrittenBack)
     UseGenericDriver();
     std::filesystem::create_directories(std::filesystem::path(configIni).parent_path());
     WriteFileBytes(configIni, Utf16File(ToWide(Ini(old, "old", oldMac))));
-    const NamedValues stored = {
-        {L"Address", ToWide(old)},
-        {L"Address2", L"old"},
-        {L"MACAddress", ToWide(oldMac)},
-        {L"ConnectionType", given.connectionType},
-        {L"Online", 7UL},
-        {L"Changed", 7UL}};
-    Store(HKEY_CURRENT_USER, m_key, stored);
+    Store(
+        HKEY_CURRENT_USER, m_key,
+        "Address=" + old + "\nAddress2=old\nMACAddress=" + oldMac +
+            "\nOnline=#7\nChanged=#7\nConnectionType=" + given.connectionType);
     LibraryGives("QueryDeviceAddress", given.gives + std::string("<thread/><delay>0</delay>"));
     EXPECT_EQ(0, Run(L"/Q /V Vendor"));
     EXPECT_EQ("QueryDeviceAddress\n", Calls());

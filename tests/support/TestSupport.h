@@ -7,7 +7,6 @@
 #include <map>
 #include <mutex>
 #include <sstream>
-#include <variant>
 #include <windows.h>
 
 namespace test
@@ -117,11 +116,15 @@ inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, 
 {
     StoreBytes(hive, key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)});
 }
-using NamedValues = std::vector<std::pair<const wchar_t*, std::variant<DWORD, std::wstring>>>;
-inline void Store(HKEY hive, const std::wstring& key, const NamedValues& values)
+/// Several values, as StoredValues shows them.
+inline void Store(HKEY hive, const std::wstring& key, const std::string& values)
 {
-    for (const auto& [name, value] : values)
-        std::visit([&, name = name](const auto& content) { Store(hive, key, name, content); }, value);
+    std::istringstream lines(values);
+    for (std::string name, value; std::getline(std::getline(lines, name, '='), value);)
+        if (value.starts_with('#'))
+            Store(hive, key, ToWide(name), DWORD{std::stoul(value.substr(1))});
+        else
+            Store(hive, key, ToWide(name), ToWide(value));
 }
 
 /// A REG_DWORD as "#7", a REG_SZ as its text; "absent" without such a value.

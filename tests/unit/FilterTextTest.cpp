@@ -29,7 +29,7 @@ using FilterTextTest = TableOf<FilterCase, XmlTest>;
 TEST_P(FilterTextTest, FollowsOptionsAndStorages)
 {
     const auto& [name, mode, commands, settings, digit, product, vendor, properties, line, listed] = GetParam();
-    Store(HKEY_CURRENT_USER, L"Software\\QLScan\\One", {{L"DeviceID", L"current"}, {L"PortName", L"P"}});
+    Store(HKEY_CURRENT_USER, L"Software\\QLScan\\One", "DeviceID=current\nPortName=P");
     Store(HKEY_LOCAL_MACHINE, L"Rec\\Printer000", L"DeviceID", L"record");
     const AgentOptions options = Options(commands, settings);
     m_console.Clear();

@@ -10,7 +10,7 @@ class StorageTest : public testing::Test
 protected:
     StorageTest()
     {
-        Store(HKEY_CURRENT_USER, L"Storage", {{L"text", L"twenty characters..."}, {L"letter", L"a"}, {L"number", 7UL}});
+        Store(HKEY_CURRENT_USER, L"Storage", "text=twenty characters...\nletter=a\nnumber=#7");
         StoreBytes(HKEY_CURRENT_USER, L"Storage", L"expand", REG_EXPAND_SZ, std::string_view("a\0\0\0", 4));
         StoreBytes(HKEY_CURRENT_USER, L"Storage", L"short", REG_DWORD, "\x01\x02");
     }

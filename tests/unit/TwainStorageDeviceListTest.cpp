@@ -10,12 +10,10 @@ const wchar_t* const key = L"Software\\QLScan\\One";
 
 TEST_F(XmlTest, AWholeDeviceOfTheSystemHive)
 {
-    for (wchar_t text = L'a';
-         const wchar_t* const name :
-         {L"Address", L"Comment", L"DeviceID", L"DeviceName", L"ExtDeviceID", L"HostName", L"Location", L"MACAddress",
-          L"MDL", L"MFG", L"PortName", L"ProductName", L"Serial", L"SystemDeviceName"})
-        Store(HKEY_LOCAL_MACHINE, key, name, std::wstring(1, text++));
-    Store(HKEY_LOCAL_MACHINE, key, {{L"ConnectionType", 1UL}, {L"PID", 26UL}, {L"VID", 0UL}});
+    Store(
+        HKEY_LOCAL_MACHINE, key,
+        "Address=a\nComment=b\nDeviceID=c\nDeviceName=d\nExtDeviceID=e\nHostName=f\nLocation=g\nMACAddress=h\nMDL=i\n"
+        "MFG=j\nPortName=k\nProductName=l\nSerial=m\nSystemDeviceName=n\nConnectionType=#1\nPID=#26\nVID=#0\n");
     XmlOptionAddDeviceListSingleSelect(Options(L"/M One /D M /V W /PID 1 /VID 2"), m_document, m_option);
     EXPECT_EQ(
         L"<option><devicelist version=\"1.0.1\"><device><ipaddress>a</ipaddress><devicepath>a</devicepath>"
@@ -31,27 +29,26 @@ TEST_F(XmlTest, AWholeDeviceOfTheSystemHive)
 struct CurrentCase
 {
     const char* name;
-    NamedValues stored;
+    std::string stored;
     std::wstring presets; ///< of the first device of device.xml
     std::wstring texts;   ///< of all elements of the device, in their order; empty: no device list
     const char* lastLines = "\nuiMode: 0\n";
 };
-const std::wstring full(255, L'f'), longFull(1023, L'f'), tooLong(256, L'x');
-const NamedValues port = {{L"PortName", L"P"}}, address = {{L"Address", L"A"}};
-const NamedValues longTexts = {{L"PortName", L"P"}, {L"Comment", longFull}, {L"MDL", tooLong}};
+const std::wstring full(255, L'f'), longFull(1023, L'f');
 const char* const noStorage = "\nfail to open user storage for read in HKCU, trying system storage in HKLM\nfail to "
                               "open system storage for read in "
                               "HKLM\nfail to open TWAIN storage in Registry, skip expanding\n";
 const CurrentCase currentCases[] = {
-    {"OtherType", {{L"ConnectionType", 2UL}, {L"PortName", L"P"}}, L"", L"NetworkMW2bPOne1a"},
-    {"NoAddress", {{L"ConnectionType", 1UL}}, L"", L"", "\nSkip adding current printer[Network]\n"},
-    {"NoPort", address, L"", L"", "\nSkip adding current printer[USB]\n"},
-    {"NoStorage", {}, L"", L"", noStorage},
-    {"Presets", address,
+    {"OtherType", "ConnectionType=#2\nPortName=P", L"", L"NetworkMW2bPOne1a"},
+    {"NoAddress", "ConnectionType=#1", L"", L"", "\nSkip adding current printer[Network]\n"},
+    {"NoPort", "Address=A", L"", L"", "\nSkip adding current printer[USB]\n"},
+    {"NoStorage", "", L"", L"", noStorage},
+    {"Presets", "Address=A",
      L"<ConnectionType>nETWORK</ConnectionType><Address>a</Address><MDL>m</MDL><PID>7</PID><Serial>s</Serial>",
      L"AANetworkmW2bOnes1a"},
-    {"BrokenFile", port, L"<Comment>c", L"PLocalMW2bPOne1a"},
-    {"TooLong", longTexts, L"<ConnectionType>Local</ConnectionType><MDL>" + full + L"x</MDL>",
+    {"BrokenFile", "PortName=P", L"<Comment>c", L"PLocalMW2bPOne1a"},
+    {"TooLong", "PortName=P\nComment=" + ToUtf8(longFull) + "\nMDL=" + std::string(256, 'x'),
+     L"<ConnectionType>Local</ConnectionType><MDL>" + full + L"x</MDL>",
      L"P" + longFull + L"Local" + full + full + L"W2bPOne1a"},
 };
 using CurrentDeviceTest = TableOf<CurrentCase, XmlTest>;
