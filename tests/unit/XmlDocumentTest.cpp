@@ -14,12 +14,15 @@ TEST_F(XmlTest, IsBuilt)
     const XmlElement root = XmlCreateElement(document, L"list");
     XmlSetAttribute(root, L"of", L"1 & 2");
     XmlAddTextElement(document, root, L"text", L"a<b");
-    XmlAddTextElement(document, root, L"bad", _bstr_t(std::wstring_view(L"\1-\xD83D-\xD83D\xDE00\0\xFFFE", 8)));
+    const std::wstring_view characters(
+        L"\0\x08\t\n\v\r\x1F \xD7FF\xDBFF\xDFFF\xD800\xDC00\xE000\xFFFD\xFFFE\xFFFF\xDC00\xD800", 19);
+    XmlAddTextElement(document, root, L"bad", _bstr_t(characters));
     XmlAddEmptyElement(document, root, L"none");
     XmlAppend(document.Get(), root.Get());
     EXPECT_EQ(
         L"<?xml version=\"1.0\" encoding=\"UTF-16\"?><list of=\"1 &amp; 2\"><text>a&lt;b</text>"
-        L"<bad>\xFFFD-\xFFFD-\xD83D\xDE00\xFFFD\xFFFD</bad><none/></list>",
+        L"<bad>\xFFFD\xFFFD\xFFFD\xFFFD "
+        L"\xD7FF\xDBFF\xDFFF\xD800\xDC00\xE000\xFFFD\xFFFD\xFFFD\xFFFD\xFFFD</bad><none/></list>",
         WithoutLines(XmlSerialise(document).View()));
 }
 
