@@ -39,13 +39,16 @@ TEST_F(ReplacedFileTest, IsWrittenInPlaceWhileSomebodyHoldsItIfItHasNoOtherName)
     EXPECT_THAT(m_console.Text(), testing::HasSubstr("is a link or has a second name, it is not written."));
 }
 
-TEST_F(ReplacedFileTest, BeginsAgainAfterTheChangeOfAnother)
+TEST_F(ReplacedFileTest, BeginsAgainAfterTheChangeOfAnotherAndRemovesWhatAKilledRunLeft)
 {
+    const std::wstring left = m_file + L".ScanKELV-1f-0";
+    WriteFileBytes(left, "half");
     EXPECT_TRUE(Replace(Begin::Empty, [this](const wchar_t* path) {
         WriteFileBytes(m_paths.size() <= 3 ? m_file : path, "changed " + std::to_string(m_paths.size()));
         return true;
     }));
     EXPECT_EQ("changed 4", ReadFileBytes(m_file));
+    EXPECT_FALSE(FileExists(left));
     EXPECT_EQ(m_file, m_paths.back()) << "in place after three attempts";
 }
 
