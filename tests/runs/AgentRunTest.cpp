@@ -41,10 +41,10 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceListEvenWithoutDeviceXmlAndUpdater)
     ::DeleteFileW(File(L"Hueward.exe").c_str());
     Store(HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer000", L"MDL", L"Other");
     Store(
-        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001", L"Address", L"192.0.2.7", L"ConnectionType", 1UL,
-        L"DeviceID", L"MFG:Q;", L"DeviceName", L"unused", L"ExtDeviceID", L"Ext", L"HostName", L"host", L"IPv6", 0UL,
-        L"Location", L"Keller", L"MACAddress", L"00-11", L"MDL", L"Model", L"MFG", L"Maker", L"PID", 26UL, L"PortName",
-        L"unused", L"SystemDeviceName", L"System", L"VID", 3869UL, L"Default", 1UL);
+        HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001",
+        "Address=192.0.2.7\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=unused\nExtDeviceID=Ext\nHostName=host\n"
+        "IPv6=#0\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\nPortName=unused\n"
+        "SystemDeviceName=System\nVID=#3869\nDefault=#1\n");
     EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan /More none"));
     EXPECT_THAT(LibraryLog(), AllOf(HasSubstr("<drivername>Other<"), HasSubstr("<drivername>Model<")));
     EXPECT_EQ(
@@ -68,11 +68,9 @@ struct WayCase
     const char* device = "absent"; ///< stored
     const wchar_t* library = L"bin/FindwellDlg.dll";
 };
-const char *const dialog = "GetDeviceList_LCode", *const hidden = "GetDeviceInformation",
-                  *const weir = "Quellon Weir C40";
-const char *const merge = "MergeDevicelistXML", *const properties = "ShowPropertiesUI",
-                  *const stored = "Hueward finished normally.";
-const wchar_t *const smallest = L"tests/Smallest.dll", *const none = L"bin/FindwellDlg.xml";
+constexpr auto dialog = "GetDeviceList_LCode", hidden = "GetDeviceInformation", merge = "MergeDevicelistXML",
+               properties = "ShowPropertiesUI", weir = "Quellon Weir C40", stored = "Hueward finished normally.";
+constexpr auto smallest = L"tests/Smallest.dll", none = L"bin/FindwellDlg.xml";
 const std::string h63 = " = " + std::string(63, 'h') + "\n  community = LANTERN\n";
 const WayCase wayCases[] = {
     {"Properties", 0, L"/PROP /H x /More x", properties, "", "<properties>1</properties>", stored, weir},
@@ -96,9 +94,7 @@ const WayCase wayCases[] = {
     {"NoRecords", 1, L"/devicelist x", "", "", "", "The device information in /devicelist mode not parsed."},
     {"LibraryThatIsNone", 1, L"/Q", "", "", "", "\nloading Findwell library failed!\n", "absent", none},
 };
-class WayTest : public AgentRun, public testing::WithParamInterface<WayCase>
-{
-};
+using WayTest = TableOf<WayCase, AgentRun>;
 TEST_P(WayTest, StoresADeviceOrTellsWhyNot)
 {
     const auto& [name, exitCode, arguments, call, gives, asked, lastLine, device, library] = GetParam();

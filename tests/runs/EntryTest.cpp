@@ -16,38 +16,10 @@ struct InstanceObject
     }
     static constexpr const wchar_t* name = L"{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}";
     const HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name);
-    const bool isNew = ::GetLastError() == ERROR_SUCCESS;
     DWORD& word = *static_cast<DWORD*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 4));
 };
 
-TEST_F(AgentRun, ObeysTheInstanceWord)
-{
-    const InstanceObject object;
-    object.word = 0;
-    EXPECT_EQ(1, Run(L"/Q"));
-    EXPECT_EQ("\n---\n\nScanKELV version 1.01.39\nScanKELV cannot run due to uninstall!\n\n\n", Log());
-    EXPECT_EQ("", Calls());
-    object.word = 1;
-    EXPECT_EQ(0, Run(L"/Q"));
-    EXPECT_THAT(Log(), HasSubstr("\nKELV process Id: " + std::to_string(object.word) + "\n"));
-}
-
-TEST_F(AgentRun, IsRefusedWithoutAUsableObject)
-{
-    const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, InstanceObject::name);
-    EXPECT_EQ(1, Run(L"/Q"));
-    EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to problem detecting other program instances!\n\n\n"));
-    ::CloseHandle(event);
-    const HANDLE file = // its mapping cannot be viewed for writing
-        ::CreateFileW(File(L"ScanKELV.exe").c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    const HANDLE readOnly = ::CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 4, InstanceObject::name);
-    EXPECT_EQ(1, Run(L"/Q"));
-    EXPECT_THAT(Log(), EndsWith("\nKELV cannot run due to problem detecting other program instances!\n\n\n"));
-    ::CloseHandle(readOnly);
-    ::CloseHandle(file);
-}
-
-TEST_F(AgentRun, IsTheOnlyOneUntilItEnds)
+TEST_F(AgentRun, IsTheOnlyOneAndObeysTheInstanceWord)
 {
     LibraryGives("QueryDeviceAddress", "<thread>own</thread><until>go</until>");
     const HANDLE first = Start(L"/Q");
@@ -55,11 +27,24 @@ TEST_F(AgentRun, IsTheOnlyOneUntilItEnds)
         ::Sleep(10);
     EXPECT_EQ(1, Run(L"/Q"));
     EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to other program instances running!\n\n\n"));
-    EXPECT_EQ(::GetProcessId(first), InstanceObject().word);
+    const InstanceObject object;
+    EXPECT_EQ(::GetProcessId(first), std::exchange(object.word, 0));
+    EXPECT_EQ(1, Run(L"/Q"));
+    EXPECT_THAT(Log(), EndsWith("\n---\n\nScanKELV version 1.01.39\nScanKELV cannot run due to uninstall!\n\n\n"));
     EXPECT_EQ("QueryDeviceAddress\n", Calls());
     WriteFileBytes(File(L"go"), "");
     EXPECT_EQ(0, Finish(first));
-    EXPECT_TRUE(InstanceObject().isNew);
+    object.word = 1;
+    EXPECT_EQ(0, Run(L"/Q"));
+    EXPECT_THAT(Log(), HasSubstr("\nKELV process Id: " + std::to_string(object.word) + "\n"));
+}
+
+TEST_F(AgentRun, IsRefusedWhenTheNameIsOfAnotherObject)
+{
+    const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, InstanceObject::name);
+    EXPECT_EQ(1, Run(L"/Q"));
+    EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to problem detecting other program instances!\n\n\n"));
+    ::CloseHandle(event);
 }
 
 TEST_F(AgentRun, FindsItsFilesInAFolderOfAnyNameAndNotInTheCurrentOne)

@@ -12,8 +12,7 @@ const char* const longTexts = "<change>2</change><address><repeat>9999 x</repeat
 struct AnswerCase
 {
     const char *name, *gives;
-    DWORD connectionType;
-    const char* statusAndChange; ///< stored
+    const char *connectionType, *statusAndChange; ///< stored
     std::string address, address2, macAddress;
     const char* log;
 };
@@ -21,19 +20,20 @@ struct AnswerCase
 const std::string old = "192.0.2.1", oldMac = "00-00-5E-00-53-01", now = "192.0.2.141", nowMac = "00-00-5E-00-53-41";
 const std::string longX(255, 'x');
 const AnswerCase answerCases[] = {
-    {"Late", "<thread>own</thread><delay>300</delay>", 1, "#1 #1", now, now, nowMac,
+    {"Late", "<thread>own</thread><delay>300</delay>", "#1", "#1 #1", now, now, nowMac,
      "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\nremove "
      "Online status\nremove Changed status\nstore Online status 1\npatch device addresses 192.0.2.141, "
      "00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
-    {"LocalDevice", "", 0, "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
-    {"NullTextsAndChangeOfZero", nullTexts, 1, "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
-    {"LongTextsUnchanged", longTexts, 1, "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
-    {"AnsweredTwice", "<again>1</again>", 1, "#1 #1", now, now, nowMac, "\nqdc: status 1, change 2, lpAddress again,"},
-    {"NotThere", "<status>3</status>", 1, "#0 #1", old, "old", oldMac,
+    {"LocalDevice", "", "#0", "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
+    {"NullTextsAndChangeOfZero", nullTexts, "#1", "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
+    {"LongTextsUnchanged", longTexts, "#1", "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
+    {"AnsweredTwice", "<again>1</again>", "#1", "#1 #1", now, now, nowMac,
+     "\nqdc: status 1, change 2, lpAddress again,"},
+    {"NotThere", "<status>3</status>", "#1", "#0 #1", old, "old", oldMac,
      "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 1\nskip UI"},
-    {"NullPointers", "<nullpointers>1</nullpointers>", 1, "#0 #0", old, "old", oldMac,
+    {"NullPointers", "<nullpointers>1</nullpointers>", "#1", "#0 #0", old, "old", oldMac,
      "status 1, change 2, lpAddress ,"},
-    {"Failed", "<return>1</return>", 1, "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
+    {"Failed", "<return>1</return>", "#1", "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
 };
 
 std::string Ini(const std::string& address, const std::string& address2, const std::string& macAddress)
@@ -41,9 +41,7 @@ std::string Ini(const std::string& address, const std::string& address2, const s
     return "[IO]\r\nAddress=" + address + "\r\nAddress2=" + address2 + "\r\nMACAddress=" + macAddress + "\r\n";
 }
 
-class AnswerTest : public AgentRun, public testing::WithParamInterface<AnswerCase>
-{
-};
+using AnswerTest = TableOf<AnswerCase, AgentRun>;
 TEST_P(AnswerTest, IsWrittenBack)
 {
     const auto& given = GetParam();
@@ -51,8 +49,9 @@ TEST_P(AnswerTest, IsWrittenBack)
     std::filesystem::create_directories(std::filesystem::path(configIni).parent_path());
     WriteFileBytes(configIni, Utf16File(ToWide(Ini(old, "old", oldMac))));
     Store(
-        HKEY_CURRENT_USER, m_key, L"Address", ToWide(old), L"Address2", L"old", L"MACAddress", ToWide(oldMac),
-        L"ConnectionType", given.connectionType, L"Online", 7UL, L"Changed", 7UL);
+        HKEY_CURRENT_USER, m_key,
+        "Address=" + old + "\nAddress2=old\nMACAddress=" + oldMac +
+            "\nOnline=#7\nChanged=#7\nConnectionType=" + given.connectionType);
     LibraryGives("QueryDeviceAddress", given.gives + std::string("<thread/><delay>0</delay>"));
     EXPECT_EQ(0, Run(L"/Q /V Vendor"));
     EXPECT_EQ("QueryDeviceAddress\n", Calls());
@@ -61,7 +60,7 @@ TEST_P(AnswerTest, IsWrittenBack)
     EXPECT_EQ(given.statusAndChange, Stored(L"Online") + " " + Stored(L"Changed"));
     EXPECT_THAT(StoredValues(), StartsWith("Address=" + given.address + "\nAddress2=" + given.address2 + "\nCh"));
     EXPECT_EQ(given.macAddress, Stored(L"MACAddress"));
-    EXPECT_EQ(Ini(given.address, given.address2, given.macAddress), ConfigIni());
+    EXPECT_EQ("\uFEFF" + Ini(given.address, given.address2, given.macAddress), ConfigIni());
     EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\noriginal device addresses " + old + ", " + oldMac + "\n"));
     EXPECT_THAT(Log(), HasSubstr(given.log));
 }
@@ -73,6 +72,7 @@ TEST_F(AgentRun, WritesNoAddressThatNobodyToldAndMakesNoFileForIt)
     EXPECT_EQ(0, Run(L"/Q"));
     EXPECT_EQ("Changed=#1\nOnline=#1\n", StoredValues());
     EXPECT_FALSE(FileExists(configIni));
+    EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\nfail to open user storage for read in HKCU\n"));
 }
 
 } // namespace test

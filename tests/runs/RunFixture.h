@@ -108,15 +108,10 @@ protected:
         const std::string values = test::StoredValues(HKEY_CURRENT_USER, m_key);
         return values.substr(0, values.find("savedAt="));
     }
-    std::string ConfigIni() const { return Utf16TextFile(configIni); }
-
-    /// Values that an earlier run or another program stored: a name, a value, a name, a value...
-    template <class Value, class... More>
-    void Store(HKEY hive, const std::wstring& key, const wchar_t* name, const Value& value, const More&... more)
+    std::string ConfigIni() const // as UTF-8, with its mark
     {
-        test::Store(hive, key, name, value);
-        if constexpr (sizeof...(more) != 0)
-            Store(hive, key, more...);
+        const std::string bytes = ReadFileBytes(configIni);
+        return ToUtf8({reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t)});
     }
 
     static constexpr const wchar_t* deviceXml = L"C:\\ProgramData\\Quellon\\ScanKELV\\device.xml";
@@ -132,12 +127,6 @@ protected:
         std::ifstream file{std::filesystem::path(path)};
         return {std::istreambuf_iterator<char>(file), {}};
     }
-    static std::string Utf16TextFile(const std::wstring& path) // as UTF-8, without its mark
-    {
-        const std::string bytes = FileExists(path) ? ReadFileBytes(path) : Utf16File(L"absent");
-        return ToUtf8({reinterpret_cast<const wchar_t*>(bytes.data()) + 1, bytes.size() / sizeof(wchar_t) - 1});
-    }
-
     const HANDLE m_job = ::CreateJobObjectW(nullptr, nullptr);
     std::wstring m_folder;
     std::string m_scenario = ReadFileBytes(buildFolder / "bin/FindwellDlg.xml");

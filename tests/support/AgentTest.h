@@ -12,19 +12,6 @@
 namespace test
 {
 
-/// The machine-wide application data folder, while the registry is private.
-class CommonDataFolder : public TemporaryFolder
-{
-public:
-    CommonDataFolder() { NameToShell(Path()); }
-    /// A missing folder: the shell then cannot name any.
-    static void NameToShell(const std::wstring& path)
-    {
-        const std::wstring folders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-        Store(HKEY_LOCAL_MACHINE, folders, L"Common AppData", path);
-    }
-};
-
 /// COM, the "Agent" logger on the debugger console, and a registry of its own.
 class AgentTest : public testing::Test
 {
@@ -53,12 +40,6 @@ protected:
     }
 
     const PrivateRegistry m_registry;
-};
-
-/// A fixture of the agent's with rows of a table.
-template <class Row, class Fixture = AgentTest>
-class AgentTestWith : public Fixture, public testing::WithParamInterface<Row>
-{
 };
 
 } // namespace test

@@ -7,35 +7,20 @@
 #include <map>
 #include <mutex>
 #include <sstream>
-#include <variant>
 #include <windows.h>
 
 namespace test
 {
 
-/// UTF-16 of UTF-8 and back; a lone surrogate becomes U+FFFD.
+/// UTF-16 of UTF-8 and back.
 inline std::wstring ToWide(std::string_view utf8)
 {
-    std::wstring wide(utf8.size(), L'\0');
-    const int bytes = static_cast<int>(utf8.size());
-    wide.resize(static_cast<std::size_t>(::MultiByteToWideChar(CP_UTF8, 0, utf8.data(), bytes, wide.data(), bytes)));
-    return wide;
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end())).native();
 }
 inline std::string ToUtf8(std::wstring_view text)
 {
-    std::string utf8(text.size() * 3, '\0');
-    const int length = static_cast<int>(text.size()), space = static_cast<int>(utf8.size());
-    utf8.resize(static_cast<std::size_t>(
-        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), space, nullptr, nullptr)));
-    return utf8;
-}
-
-inline std::string Joined(const std::vector<std::string>& lines, const char* end = "\n")
-{
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + end;
-    return text;
+    const std::u8string utf8 = std::filesystem::path(text).u8string();
+    return {utf8.begin(), utf8.end()};
 }
 
 /// The system's message for an error code, with its closing line break.
@@ -92,10 +77,6 @@ inline void WriteFileBytes(const std::wstring& path, std::string_view bytes)
     std::ofstream file(std::filesystem::path(path), std::ios::binary);
     EXPECT_TRUE((file << bytes).flush()) << "cannot write " << ToUtf8(path);
 }
-inline void SetReadOnly(const std::wstring& path, bool readOnly)
-{
-    ::SetFileAttributesW(path.c_str(), readOnly ? FILE_ATTRIBUTE_READONLY : FILE_ATTRIBUTE_NORMAL);
-}
 
 /// HKEY_CURRENT_USER and HKEY_LOCAL_MACHINE of this process are new empty keys until the end.
 struct PrivateRegistry
@@ -135,39 +116,41 @@ inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, 
 {
     StoreBytes(hive, key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)});
 }
-using NamedValues = std::vector<std::pair<const wchar_t*, std::variant<DWORD, std::wstring>>>;
-inline void Store(HKEY hive, const std::wstring& key, const NamedValues& values)
+/// Several values, as StoredValues shows them.
+inline void Store(HKEY hive, const std::wstring& key, const std::string& values)
 {
-    for (const auto& [name, value] : values)
-        std::visit([&, name = name](const auto& content) { Store(hive, key, name, content); }, value);
+    std::istringstream lines(values);
+    for (std::string name, value; std::getline(std::getline(lines, name, '='), value);)
+        if (value.starts_with('#'))
+            Store(hive, key, ToWide(name), DWORD{std::stoul(value.substr(1))});
+        else
+            Store(hive, key, ToWide(name), ToWide(value));
 }
 
 /// A REG_DWORD as "#7", a REG_SZ as its text; "absent" without such a value.
 inline std::string Stored(HKEY hive, const std::wstring& key, const std::wstring& name)
 {
     wchar_t text[32768];
-    DWORD number = 0, numberSize = sizeof(number), size = sizeof(text);
-    const auto get = [&](DWORD type, void* data, DWORD* bytes) {
-        return ::RegGetValueW(hive, key.c_str(), name.c_str(), type, nullptr, data, bytes) == ERROR_SUCCESS;
-    };
-    if (get(RRF_RT_REG_DWORD, &number, &numberSize))
-        return "#" + std::to_string(number);
-    return get(RRF_RT_REG_SZ, text, &size) ? ToUtf8({text, size / sizeof(wchar_t) - 1}) : "absent";
+    DWORD type = 0, size = sizeof(text);
+    const DWORD types = RRF_RT_REG_SZ | RRF_RT_REG_DWORD;
+    if (::RegGetValueW(hive, key.c_str(), name.c_str(), types, &type, text, &size) != ERROR_SUCCESS)
+        return "absent";
+    return type == REG_SZ ? ToUtf8(text) : "#" + std::to_string(text[0] | DWORD{text[1]} << 16);
 }
 /// Every value of a key as "name=value" and a line feed, sorted by name.
 inline std::string StoredValues(HKEY hive, const std::wstring& path)
 {
-    std::map<std::string, std::string> lines; // by name
+    std::map<std::string, std::string> values; // by name
     HKEY key = nullptr;
     ::RegOpenKeyExW(hive, path.c_str(), 0, KEY_READ, &key);
     wchar_t name[256];
     for (DWORD i = 0, length = 256;
          ::RegEnumValueW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS; ++i, length = 256)
-        lines[ToUtf8(name)] = ToUtf8(name) + "=" + Stored(hive, path, name) + "\n";
+        values[ToUtf8(name)] = Stored(hive, path, name);
     ::RegCloseKey(key);
     std::string text;
-    for (const auto& line : lines)
-        text += line.second;
+    for (const auto& [valueName, value] : values)
+        text.append(valueName).append("=").append(value).append("\n");
     return text;
 }
 
@@ -189,25 +172,22 @@ public:
         const std::lock_guard lock(s_mutex);
         s_text.clear();
     }
-    std::vector<std::string> Lines() const ///< that belong to no failure report
+    std::string Lines() const ///< without failure reports and carriage returns
     {
-        std::vector<std::string> lines;
-        std::istringstream text(Text());
-        bool inReport = false;
-        for (std::string line; std::getline(text, line);)
+        std::string text = Text();
+        for (std::size_t at = 0; (at = text.find("Expression  ")) != text.npos;)
         {
-            inReport = inReport || line.find("Expression  ") != line.npos;
-            if (!inReport)
-                lines.push_back(line.substr(0, line.find('\r')));
-            inReport = inReport && line.find(".cpp(") == line.npos; // a report's last line
+            const std::size_t line = text.rfind('\n', at) + 1; // with its prefix
+            text.erase(line, text.find("\r\n", text.find(".cpp(", at)) + 2 - line);
         }
-        return lines;
+        std::erase(text, '\r');
+        return text;
     }
     std::vector<std::string> Reports() const ///< the expressions of the failure reports
     {
-        const std::string text = Text(), before = "Expression  ";
         std::vector<std::string> found;
-        for (auto at = text.find(before); at != text.npos; at = text.find(before, at))
+        const std::string text = Text(), before = "Expression  ";
+        for (std::size_t at = 0; (at = text.find(before, at)) != text.npos;)
         {
             at += before.size();
             found.push_back(text.substr(at, text.find("  failed!\r\n", at) - at));

@@ -54,7 +54,7 @@ const OptionsCase optionsCases[] = {
      "command line: agent \nNo command line found.\n0 commands processed\nneedQueryAddress: 0\n",
      "quellon generic scan driver 0, V, de, (null), (null) 2, UI 0 (null), [] [], gsd 1 suift 0 now 1 ask 0 prop 1 0"},
 };
-using OptionsTest = AgentTestWith<OptionsCase>;
+using OptionsTest = TableOf<OptionsCase, AgentTest>;
 TEST_P(OptionsTest, AnswersAndLines)
 {
     const auto& [name, settings, commands, log, answers] = GetParam();
@@ -65,6 +65,6 @@ TEST_P(OptionsTest, AnswersAndLines)
     const DebugConsoleCapture console;
     const auto options = AgentOptions::Build(file.c_str(), commandLine.c_str());
     EXPECT_EQ(answers, options ? Answers(*options) : "none");
-    EXPECT_THAT(Joined(console.Lines()), testing::HasSubstr(log));
+    EXPECT_THAT(console.Lines(), testing::HasSubstr(log));
 }
 INSTANTIATE_TEST_SUITE_P(, OptionsTest, testing::ValuesIn(optionsCases), caseName);

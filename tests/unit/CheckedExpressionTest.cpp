@@ -36,8 +36,7 @@ TEST(EvaluateCheckTest, TellsAFailureAndItsText)
         EvaluateCheck(kind, value, failed, text);
         return (failed ? "fails: " : "passes: ") + std::string(text);
     };
-    for (const CheckKind kind : {CheckBoolean, CheckErrno, CheckLastError, CheckKind("bad argument")})
-        EXPECT_EQ("passes: untouched", evaluated(kind, 0x80000000));
+    EXPECT_EQ("passes: untouched", evaluated(CheckBoolean, 0x80000000));
     EXPECT_EQ("passes: untouched", evaluated(CheckErrorCode, 0));
     EXPECT_EQ("fails: ", evaluated(CheckBoolean, 0));
     EXPECT_EQ("fails: " + std::string(std::strerror(ENOENT)), evaluated(CheckErrno, 0));

@@ -21,8 +21,12 @@ const char* const models =
 const MatchCase matchCases[] = {
     {"OtherVendor", generic, "Network", "MFG:Other;MODE:SCN;", "", false},
     {"ConfiguredVendor", other, "Network", "MFG:Other;MODE:SCN;", "", true},
-    {"LegacyNetwork", generic, "Network", "MFG:Quellon;MDL:CASCADA N300 Series;", "", true},
-    {"LegacyNetworkIsNotLocal", generic, "network", "MFG:Quellon;MDL:CASCADA N300 Series;", "", false},
+    {"LastLegacyNetwork", generic, "Network", "MFG:Quellon;MDL:CASCADA N500 SERIES;", "", true},
+    {"LegacyNetworkIsNotLocal", generic, "network", "MFG:Quellon;MDL:CASCADA N500 SERIES;", "", false},
+    {"LastLegacyLocal", generic, "Local", "MFG:Quellon;MDL:FORDEL F3 SERIES;", "", true},
+    {"LegacyLocalIsNotNetwork", generic, "Network", "MFG:Quellon;MDL:FORDEL F3 SERIES;", "", false},
+    {"LegacyInALongerName", generic, "Local", "manufacturer:quellon inc.;model:my weir c40 series 2;", "", true},
+    {"StartOfALegacyName", generic, "Network", "MFG:Quellon;MDL:TARN 110 SERIE;", "", false},
     {"ModelInList", models, "Network", "MDL:TARN 120;MODE:SCN;", "", true},
     {"ModelThatCannotScan", models, "Network", "MDL:TARN 120;MODE:PRN;", "", false},
     {"NoModelDespiteIds", models, "Local", "MODE:SCN;", "<pid>1a2b</pid><vid>c0d</vid>", false},
@@ -35,7 +39,7 @@ const MatchCase matchCases[] = {
     {"NoIds", models, "Local", "MDL:X;MODE:SCN;", "", false, {"pidElement"}},
     {"IllFormed", generic, "Network", "MFG:Quellon;MODE:SCN;", "<pid>", false, {"loadXmlResult"}},
 };
-using DeviceMatchTest = AgentTestWith<MatchCase>;
+using DeviceMatchTest = TableOf<MatchCase, AgentTest>;
 TEST_P(DeviceMatchTest, Decides)
 {
     const auto& [name, settings, ioType, deviceId, ids, matches, reports] = GetParam();

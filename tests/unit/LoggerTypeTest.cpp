@@ -43,23 +43,30 @@ Make(const char* settings, const char* module = "Agent", const std::string& file
 
 TEST(LoggerTest, DescribesItselfAndWritesToItsSinks)
 {
-    const std::string toConsole = " logs to debug console", toFile = " logs to file \"" + logFile + "\"";
+    const std::string toFile = " logs to file \"" + logFile + "\"", onConsole = " logs to debug console";
     for (const auto& [mask, phrases] :
-         {std::pair("16", std::string(" does not log")), {"2", toFile}, {"9", toConsole + " logs to stderr"}})
+         {std::pair("16", std::string(" does not log")),
+          {"2", toFile},
+          {"4", " beeps"},
+          {"9", onConsole + " logs to stderr"}})
     {
         const DebugConsoleCapture console;
         WriteFileBytes(logPath, "");
+        tones = 0;
         testing::internal::CaptureStderr();
-        const auto logger = Make(mask);
+        const auto logger = Make((mask + std::string("m")).c_str());
         logger->WriteLine("a\nb\r\nc");
-        const std::string errors = testing::internal::GetCapturedStderr();
-        const bool toDebugger = phrases.starts_with(toConsole);
-        const std::string description = "w4 Module Agent" + phrases + ". For settings see: " + mask + "\r\n";
-        EXPECT_EQ(description + (toDebugger ? "a\r\nb\r\nc\r\n" : ""), console.Text());
-        EXPECT_EQ(phrases == toFile ? "a\r\nb\r\nc\r\n" : "", ReadFileBytes(logPath));
-        EXPECT_EQ(toDebugger ? "a\r" : "", errors.substr(0, errors.find('\r') + 1));
+        const std::string text = "Agent: a\r\nb\r\nc\r\n", errors = testing::internal::GetCapturedStderr();
+        const bool isConsole = phrases.starts_with(onConsole);
+        EXPECT_EQ(
+            "w4 Module Agent" + phrases + ". For settings see: " + mask + "m\r\n" + (isConsole ? text : ""),
+            console.Text());
+        EXPECT_EQ(phrases == toFile ? text : "", ReadFileBytes(logPath));
+        EXPECT_EQ(phrases == " beeps" ? 3 : 0, tones) << "for prefix, text and line end";
+        EXPECT_EQ(isConsole, errors.starts_with("Agent: a\r"));
         EXPECT_EQ(phrases != " does not log", logger->IsEnabled());
     }
+    EXPECT_FALSE(LoggerType<TextRenderDebugConsole>("A", &Configure, "", "12").IsEnabled()); // it has one sink
 }
 
 // The time stamp is compared to the minute, and by its length.
@@ -92,18 +99,6 @@ TEST(LoggerTest, WritesTextsOfEveryLengthWhole)
         EXPECT_EQ("Agent: " + text + "\r\n\r\n\r\n\r\n", console.Text());
         EXPECT_EQ(all += console.Text(), ReadFileBytes(logPath));
     }
-}
-
-TEST(LoggerTest, BeepsForPrefixTextAndLineEnd)
-{
-    tones = 0;
-    Make("4m")->WriteLine("text");
-    EXPECT_EQ(3, tones);
-}
-
-TEST(LoggerTest, OfTheDebuggerConsoleAloneHasNoOtherSink)
-{
-    EXPECT_FALSE(LoggerType<TextRenderDebugConsole>("A", &Configure, "", "12").IsEnabled());
 }
 
 TEST(LoggerTest, AppendsToWhatOthersWriteAndKeepsTheLastError)

@@ -1,34 +1,16 @@
 #include "Loggers.h"
 
-#include "ResourceLocation.h"
 #include "TestSupport.h"
-
-#include <filesystem>
 
 using namespace scankelv;
 using namespace test;
 
-/// The loggers of this program read Debug.ini at its start: "Agent" writes to the debugger console.
-struct LoggersAtStart : testing::Environment
+TEST(LoggersTest, FirstUseKeepsTheLastError)
 {
-    void SetUp() override
-    {
-        const std::string settings = DebugIniLocation().Text();
-        std::filesystem::create_directories(std::filesystem::path(settings).parent_path());
-        WriteFileBytes(ToWide(settings), "[Modules]\r\nAgent=1\r\nKELVClient=4\r\n");
-        const DebugConsoleCapture console;
-        ::SetLastError(ERROR_ACCESS_DENIED);
-        EXPECT_TRUE(AgentLogger().IsEnabled() && !FindwellLibraryLogger().IsEnabled() && ClientLogger().IsEnabled());
-        EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), ::GetLastError());
-        const std::string end = ". For settings see: " + settings + "\n";
-        EXPECT_EQ(
-            "w4 Module Agent logs to debug console" + end + "w4 Module KELVFindwellLibrary does not log" + end +
-                "w4 Module KELVClient beeps" + end,
-            Joined(console.Lines()));
-        EXPECT_TRUE(::DeleteFileA(settings.c_str()) && FileExists(ToWide(LogFileLocation().View())));
-    }
-};
-const auto* const loggersAtStart = testing::AddGlobalTestEnvironment(new LoggersAtStart);
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    EXPECT_FALSE(ClientLogger().IsEnabled());
+    EXPECT_EQ(DWORD(ERROR_ACCESS_DENIED), ::GetLastError());
+}
 
 TEST(ConfigureFromDebugIniTest, SetsMaskAndPrefix)
 {

@@ -41,11 +41,7 @@ TEST(ProfileFileTest, ReadsAndWritesInTheFilesEncoding)
 TEST(ProfileFileTest, RefusesWhatIsMissingThePathFirst)
 {
     ProfileFileWide none{ResourceLocationWide(L"")}, file{ResourceLocationWide(L"C:\\none\\File.ini")};
-    DWORD number = 77;
-    EXPECT_FALSE(none.GetULong(nullptr, L"k", &number) || none.SetString(L"S", L"k", nullptr));
-    EXPECT_EQ(DWORD(ERROR_INVALID_DATA), none.LastError());
-    EXPECT_FALSE(file.GetULong(L"S", L"k", nullptr) || file.GetULong(nullptr, L"k", &number));
-    EXPECT_EQ(DWORD(ERROR_INVALID_PARAMETER), file.LastError());
-    EXPECT_FALSE(file.SetULong(L"S", L"k", 1));
-    EXPECT_EQ(DWORD(ERROR_PATH_NOT_FOUND), file.LastError());
+    EXPECT_TRUE(!none.SetString(nullptr, L"k", L"v") && none.LastError() == ERROR_INVALID_DATA);
+    EXPECT_TRUE(!file.GetULong(L"S", L"k", nullptr) && file.LastError() == ERROR_INVALID_PARAMETER);
+    EXPECT_TRUE(!file.SetULong(L"S", L"k", 1) && file.LastError() == ERROR_PATH_NOT_FOUND);
 }

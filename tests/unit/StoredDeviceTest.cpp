@@ -7,12 +7,11 @@
 #include "DeviceXml.h"
 
 #include <sddl.h>
-#include <sstream>
 #include <thread>
 
 using namespace scankelv;
 using namespace test;
-using testing::ElementsAre, testing::EndsWith, testing::HasSubstr, testing::StartsWith;
+using testing::EndsWith, testing::HasSubstr, testing::StartsWith;
 
 namespace
 {
@@ -47,8 +46,14 @@ protected:
         return StoreDeviceListAndUpdateIcc(options, device);
     }
 
-    const CommonDataFolder m_data;
-    const std::wstring m_configIni = WideFromNarrow(WiaConfigLocation().View());
+    StoredDeviceTest()
+    {
+        const wchar_t* const folders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+        Store(HKEY_LOCAL_MACHINE, folders, L"Common AppData", m_data.Path());
+    }
+
+    const TemporaryFolder m_data; ///< the machine-wide application data
+    const std::wstring m_configIni = m_data.File(L"QLScan\\Quellon Generic Scan Driver\\Config.ini");
     const std::wstring m_deviceXml = m_data.File(L"Quellon\\ScanKELV\\device.xml");
     DebugConsoleCapture m_console;
 };
@@ -112,7 +117,7 @@ const ListCase listCases[] = {
     {"UserLocation", "vid", "<vid>1</vid>", "locationString: Desk\r", "Location=Desk\n", properties},
     {"NoUserLocation", "userlocation", "", "userLocationPresents 0\r\nvid", "Location=K\xC3\xB6ln\n", properties},
 };
-using ListTest = AgentTestWith<ListCase, StoredDeviceTest>;
+using ListTest = TableOf<ListCase, StoredDeviceTest>;
 TEST_P(ListTest, DecidesWhatIsStored)
 {
     const auto& [name, element, instead, log, registry, settings] = GetParam();
@@ -127,15 +132,15 @@ INSTANTIATE_TEST_SUITE_P(, ListTest, testing::ValuesIn(listCases), caseName);
 
 TEST_F(StoredDeviceTest, FirstRequiredElementThatIsMissingIsReported)
 {
-    std::istringstream required( // and what they are reported as
-        "iotype ioTypeElement devicepath devicePathElement deviceid deviceIdElement devicename deviceNameElement "
-        "ext extElement location locationElement macaddress macAddressElement modelname modelNameElement "
-        "vendor vendorElement pid pidElement port portElement productname productNameElement vid vidElement");
     XmlParsedDeviceList device;
-    for (std::string element, expression; required >> element >> expression; m_console.Clear())
+    for (const std::string required :
+         {"ioType", "devicePath", "deviceId", "deviceName", "ext", "location", "macAddress", "modelName", "vendor",
+          "pid", "port", "productName", "vid"})
     {
+        std::string element = required;
+        std::ranges::transform(element, element.begin(), [](char c) { return static_cast<char>(std::tolower(c)); });
         EXPECT_FALSE(ParseDeviceList(SampleWith(element, "vid", "").c_str(), device));
-        EXPECT_THAT(m_console.Reports(), ElementsAre(expression));
+        EXPECT_EQ(required + "Element", m_console.Reports().back());
         EXPECT_EQ(element == "vid", ParseDeviceList(SampleWith(element, element, "<vid/>").c_str(), device));
     }
 }
@@ -143,14 +148,11 @@ TEST_F(StoredDeviceTest, FirstRequiredElementThatIsMissingIsReported)
 TEST_F(StoredDeviceTest, DeviceXmlIsReplacedAndOpenToEveryone)
 {
     const wchar_t* const fixedFolder = L"C:\\ProgramData\\Quellon\\ScanKELV"; // wherever the shell keeps its data
-    PSECURITY_DESCRIPTOR before = nullptr;
     BYTE after[1024];
     DWORD size = 0;
     wchar_t* text = nullptr;
+    std::filesystem::remove_all(fixedFolder); // which others may not write to when it is new
     std::filesystem::create_directories(fixedFolder);
-    ::ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:(A;OICI;FRFX;;;WD)", 1, &before, nullptr);
-    EXPECT_TRUE(::SetFileSecurityW(fixedFolder, DACL_SECURITY_INFORMATION, before));
-    ::LocalFree(before);
     WriteFileBytes(DeviceXmlLocation().Text(), std::string(5000, 'x'));
     std::thread([] { EXPECT_TRUE(ExportDeviceXml({})); }).join(); // null texts, and a thread without COM
     EXPECT_GT(1500U, ReadFileBytes(m_deviceXml).size());
@@ -167,7 +169,8 @@ TEST_F(StoredDeviceTest, UpdatersNameIsOneArgumentAndCutAndAFailedStartIsLogged)
     EXPECT_FALSE(StartColourProfileUpdater((L"\" /" + std::wstring(1014, L'x')).c_str()));
     ::DeleteFileW(updater.c_str());
     EXPECT_THAT(m_console.Text(), HasSubstr("triple-quoted name \"\"\"' /" + std::string(1014, 'x') + "\"\"\r\n"));
-    EXPECT_EQ("Hueward failed.", m_console.Lines().back());
+    const std::string about = "about to [open] <" + ToUtf8(updater) + "> with argument \"\"\"\"' /x";
+    EXPECT_THAT(m_console.Lines(), testing::AllOf(HasSubstr(about), EndsWith("\nHueward failed.\n")));
 }
 
 } // namespace
