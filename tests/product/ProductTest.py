@@ -62,9 +62,13 @@ class Programs(ProductTest):
 
 class Packages(ProductTest):
     PAGES = [f"docs/{page.name}" for page in (HERE / "docs").glob("*.md") if page.name != "Architecture.md"]
+    TESTS = [f"tests/{path.name}" for path in BUILD.glob("tests/*_*.exe")]
     CONTENTS = {"ScanKELV": ["ScanKELV.exe", "ScanKELVGuard.exe", *PAGES, "samples/Debug.ini", "samples/ScanKELV.ini",
                              "symbols/ScanKELV.exe.debug", "symbols/ScanKELVGuard.exe.debug",
                              *map("installers/".__add__, "Agent.nsh Agent.wxi Product.wxs Setup.nsi make-msi".split())],
+                "ScanKELV-tests": [*TESTS, "run-tests.cmd", "docs/OnWindows.md", "licences/googletest.txt",
+                                   *"bin/FindwellDlg.dll bin/FindwellDlg.xml bin/Hueward.exe bin/ScanKELV.exe".split(),
+                                   "tests/Smallest.dll"],
                 "ScanKELV-library-kit": [
                     "docs/SearchLibrary.md", "smallest/CMakeLists.txt", "smallest/Smallest.cpp",
                     *map("simulator/".__add__, "FindwellDlg.dll FindwellDlg.xml Hueward.exe ScanKELV.exe".split())]}
@@ -82,7 +86,7 @@ class Packages(ProductTest):
             (archive,) = first.glob(f"{name}-[0-9]*.zip")
             shutil.unpack_archive(archive, first)
             folder = archive.with_suffix("")
-            bills = [file + ".cdx.json" for file in files if file.endswith(("exe", "dll"))]
+            bills = [file + ".cdx.json" for file in files if re.match("(?!tests).*(exe|dll)$", file)]
             found = sorted(str(path.relative_to(folder)) for path in folder.rglob("*") if path.is_file())
             self.assertEqual(sorted([*bills, *files, *self.ALWAYS]), found)
             self.assertEqual(len(found) - 1, self.output_of("sha256sum", "-c", "SHA256SUMS", folder=folder).count("OK"))
@@ -193,14 +197,22 @@ class Installers(ProductTest):
         self.shell(WORK, "osslsigncode", ("scripts/package --sign ./sign", packing))
         for archive in WORK.glob("packages/*.zip"):
             shutil.unpack_archive(archive, WORK)
-        (self.package,), (kit,) = WORK.glob("ScanKELV-[0-9]*"), WORK.glob("ScanKELV-library-kit-*")
+        (self.package,), (kit,), (tests,) = (WORK.glob(f"ScanKELV-{name}*") for name in ("[0-9]", "library", "tests"))
         (msi,), (setup,) = WORK.glob("packages/*.msi"), WORK.glob("packages/*.exe")
         self.verify([msi, *WORK.glob("*/*.exe"), *kit.glob("*/*.exe"), *kit.glob("*/*.dll")])
+        os.environ["SCANKELV_WINE_PREFIX"] = f"{WORK}/prefix"
+        run = *WINE, "cmd", "/c", "run-tests.cmd", "/y"
+        self.assertEqual(len(Packages.TESTS), self.output_of(*run, folder=tests).count(" passed, 0 failed, exit code 0"))
+        for make, place in (("reg add {} /f", r"HKCU\Software\QLScan"), ("cmd /c mkdir {}", r"C:\ProgramData\Quellon"),
+                            ("reg add {} /f /reg:32", r"HKLM\Software\QLScan")):
+            self.output_of(*WINE, *make.format(place).split())
+            refusals = re.findall("refused: (.*)", self.output_of(*run, exit_code=2, folder=tests))
+            self.assertEqual([place + " exists"], refusals)  # and the run before left nothing
+            self.output_of(*WINE, *make.replace("add", "delete").replace("mk", "rm").format(place).split())
         settings = (kit / "simulator/FindwellDlg.xml").read_text()
         (WORK / "settings").write_text(settings.replace("<delay>500</delay>", "<until>go</until>"))
         for name in "FINDWELL_SETTINGS", "FINDWELL_RECORD", "HUEWARD_RECORD":
             os.environ[name] = f"Z:{WORK}/" + name.split("_")[1].lower()
-        os.environ["SCANKELV_WINE_PREFIX"] = f"{WORK}/prefix"
         shutil.copytree(kit / "simulator", self.package / "programs", ignore=shutil.ignore_patterns("ScanKELV*"))
         (WORK / "old").mkdir()
         (WORK / "old/ScanKELV.ini").write_text(self.SETTINGS)
