@@ -44,7 +44,7 @@ class Machine:
         (self.user / "Debug.ini").write_text("[Modules]\nAgent=3\nKELVClient=3\nKELVFindwellLibrary=3\n")
         self.process = subprocess.Popen(
             [*wine, build / "tests/faults/faults_Machine.exe"], env=environment, stdin=subprocess.PIPE, encoding="utf-8",
-            stdout=subprocess.PIPE, restore_signals=False,  # writing above the limit is an error, and no signal
+            stdout=subprocess.PIPE, stderr=(self.folder / "errors").open("w"), restore_signals=False,  # writing above the limit is an error, and no signal
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (longest_file, longest_file)))
 
     def ask(self, *words):
@@ -394,7 +394,7 @@ def main():
     if options.kind:
         sweep = Sweep(Reference(machines[0], options.kind, options.used), action=options.action, error=options.error)
         faults = list(sweep.round(options.call, machines[0]))
-        print(machines[0].report(), *faults, sep="\n")
+        print(machines[0].report(), (machines[0].folder / "errors").read_text("latin-1"), *faults, sep="\n")
         return bool(faults)
     references = {(kind, used): Reference(machines[0], kind, used) for used in (True, False) for kind in KINDS}
     generic, online, faults = references["generic", True], references["online", True], 0
