@@ -18,14 +18,14 @@ for %%P in (%PLACES%) do if exist "%%~fP" call :refuse %%~fP exists
 if not exist tests\*_*.exe call :refuse no test programs here: unpack the whole archive
 if defined REFUSED goto end
 if not "%~1"=="/y" echo Close this window, or go on.& pause
-if exist run-tests.log del run-tests.log
-type nul >run-tests.log
-if not exist run-tests.log call :refuse this folder cannot be written
+type nul >run-tests.part
+if not exist run-tests.part call :refuse this folder cannot be written
 if defined REFUSED goto end
 reg add HKLM\Software\@VENDOR_DRIVER_STORE@ /f >nul 2>&1
 if errorlevel 1 call :refuse HKLM cannot be written: start as an administrator
 if defined REFUSED goto end
 
+if exist run-tests.log del run-tests.log
 set CODE=0
 set SCANKELV_TESTS_MAY_WRITE=1
 for /f "delims=" %%V in ('ver') do set "WINDOWS=%%V"

@@ -66,7 +66,8 @@ protected:
         std::wstring command = L"\"" + File(L"ScanKELV.exe") + L"\" " + arguments;
         EXPECT_TRUE(::CreateProcessW(
             nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, m_currentFolder, &startup,
-            &agent));
+            &agent))
+            << "error " << ::GetLastError();
         EXPECT_TRUE(::AssignProcessToJobObject(m_job, agent.hProcess));
         ::ResumeThread(agent.hThread);
         ::CloseHandle(agent.hThread);
