@@ -200,18 +200,6 @@ LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false,
         replace(Row_MergeDevicelistXML()), replace(Row_QueryDeviceAddress()), replace(Row_FreeDeviceList());
     }
 
-    // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit code 3.
-    LONG WINAPI OnCrash(EXCEPTION_POINTERS * what)
-    {
-        Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
-        return ::TerminateProcess(::GetCurrentProcess(), 77);
-    }
-    void OnAbort(int)
-    {
-        Say("abort\n");
-        ::TerminateProcess(::GetCurrentProcess(), 78);
-    }
-
     const struct Start
     {
         Start() // nothing is allocated here: operator new is below
@@ -224,23 +212,24 @@ LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false,
                 text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
             const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, reportSize, nullptr);
             report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, reportSize));
-            ::SetUnhandledExceptionFilter(&OnCrash);
-            std::signal(SIGABRT, &OnAbort);
+            // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
+            // code 3.
+            ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {
+                Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode,
+                    what->ExceptionRecord->ExceptionAddress);
+                return ::TerminateProcess(::GetCurrentProcess(), 77);
+            });
+            std::signal(SIGABRT, [](int) { Say("abort\n"), ::TerminateProcess(::GetCurrentProcess(), 78); });
             std::atexit(&ReportHeld); // the first to be registered is the last to be called
         }
     } start __attribute__((init_priority(101)));
 
 } // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+void* operator new(std::size_t size) // the other forms of it call this one
 {
     void* const memory = IsMet("operator new") ? nullptr : Allocate(size);
     Give(memory, "operator new");
-    return memory;
-}
-void* operator new(std::size_t size)
-{
-    void* const memory = ::operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 void operator delete(void* memory) noexcept

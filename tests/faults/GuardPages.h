@@ -19,13 +19,6 @@ struct Head // on a page of its own
     const void* block;
 };
 
-inline Head* HeadOf(const void* memory)
-{
-    MEMORY_BASIC_INFORMATION about{};
-    ::VirtualQuery(memory, &about, sizeof(about));
-    return static_cast<Head*>(about.AllocationBase);
-}
-
 inline void* Allocate(std::size_t size)
 {
     const std::size_t whole = std::max((size + pageSize - 1) / pageSize, std::size_t{1}) * pageSize;
@@ -40,9 +33,11 @@ inline void* Allocate(std::size_t size)
 
 inline void Release(void* memory)
 {
-    Head* const head = HeadOf(memory);
     if (memory == nullptr)
         return;
+    MEMORY_BASIC_INFORMATION about{};
+    ::VirtualQuery(memory, &about, sizeof(about));
+    auto* const head = static_cast<Head*>(about.AllocationBase);
     const auto isFence = [](char c) { return c == fence; };
     // A block that was released before has no readable head: that is a crash.
     if (head->block != memory ||

@@ -359,8 +359,8 @@ def work(machines, title, rounds):
             print(*found, sep="\n", end="\n" * bool(found), flush=True)
 
     threads = [threading.Thread(target=worker, args=[machine]) for machine in machines]
-    [thread.start() for thread in threads]
-    [thread.join() for thread in threads]
+    for step in threading.Thread.start, threading.Thread.join:
+        list(map(step, threads))
     print(f"{title}: {next(count)} rounds, {len(faults)} faults, {time.monotonic() - begin:.0f} s", flush=True)
     return len(faults)
 
