@@ -181,15 +181,6 @@ void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child)
     Call(parent, &IXMLDOMNode::appendChild, child, attached.ReleaseAndGetAddressOf());
 }
 
-XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query)
-{
-    const XmlNode found = XmlSelectFirst(node, query);
-    XmlElement element;
-    if (found)
-        found.Get()->QueryInterface(IID_IXMLDOMElement, reinterpret_cast<void**>(element.ReleaseAndGetAddressOf()));
-    return element;
-}
-
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query)
 {
     XmlNode found;

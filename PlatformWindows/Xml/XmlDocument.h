@@ -46,8 +46,7 @@ XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name);
 void XmlSetAttribute(const XmlElement& element, const _bstr_t& name, const _bstr_t& value);
 void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child);
 
-/// The first node that the XPath query finds, as an element; empty when none is found or it is no element.
-XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query);
+/// The first node that the XPath query finds, or an empty handle.
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query);
 /// The first of all nodes that the query finds, or an empty handle.
 XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query);

@@ -98,11 +98,15 @@ Returned Run(Parameters... parameters)
         }
     Row::effect(
         Row::name, static_cast<std::conditional_t<std::is_void_v<Returned>, int, Returned>*>(nullptr), parameters...);
+    const auto call = [&] {
+        const Timer timer(Row::name);
+        return Row::original(parameters...);
+    };
     if constexpr (std::is_void_v<Returned>)
-        Row::original(parameters...);
+        call();
     else
     {
-        Returned result = Row::original(parameters...);
+        Returned result = call();
         const DWORD last = ::GetLastError();
         Row::effect(Row::name, &result, parameters...);
         ::SetLastError(last);
@@ -222,8 +226,10 @@ LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false,
             error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR")));
             const HANDLE file = ::CreateFileA(
                 text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
-            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, reportSize, nullptr);
-            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, reportSize));
+            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+            reportSize = ::GetFileSize(file, nullptr);
+            isTimed = std::string_view(text("FAULT_TIMES")) == "1";
             ::SetUnhandledExceptionFilter(&OnCrash);
             std::signal(SIGABRT, &OnAbort);
             std::atexit(&ReportHeld); // the first to be registered is the last to be called
