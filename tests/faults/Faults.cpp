@@ -54,6 +54,7 @@ constexpr auto entersApartment = [](const char* name, HRESULT* result, auto...) 
 };
 constexpr auto leavesApartment = [](const char* name, auto*) { TakeBack(&calls, name); };
 constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s", text); };
+constexpr auto asks = [](const char* name, auto*, auto...) { Say("asked %s\n", name); };
 constexpr auto ends = [](const char*, auto*, UINT exitCode) {
     Say("ends with %u\n", exitCode);
     __gcov_dump();
@@ -172,7 +173,7 @@ WRITE(WritePrivateProfileStringW, 0, nothing)
 INSTEAD(CreateFileMappingW, true, CreateMappingOfLogon, gives) CALL(MapViewOfFile, nullptr, gives) PASS(UnmapViewOfFile, takes)
 CALL(LoadLibraryA, nullptr, gives) CALL(LoadLibraryW, nullptr, gives) CALL(GetProcAddress, nullptr, givesFunction)
 PASS(FreeLibrary, takes) CALL(SetDllDirectoryW, 0, nothing) CALL(FormatMessageA, 0, nothing) CALL(MultiByteToWideChar, 0, nothing)
-CALL(WideCharToMultiByte, 0, nothing) PASS(OutputDebugStringA, tells) PASS(ExitProcess, ends)
+CALL(WideCharToMultiByte, 0, nothing) PASS(OutputDebugStringA, tells) PASS(GetLocalTime, asks) PASS(ExitProcess, ends)
 CALL(LocalAlloc, nullptr, gives) PASS(LocalFree, takes) CALL(CoInitializeEx, RESULT, entersApartment)
 PASS(CoUninitialize, leavesApartment) CALL(CoCreateInstance, RESULT, givesObject) CALL(OleRun, RESULT, nothing)
 INSTEAD(SysAllocStringLen, true, AllocateString, gives) INSTEAD(SysFreeString, false, ReleaseString, takes)
@@ -230,6 +231,7 @@ LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false,
             report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
             reportSize = ::GetFileSize(file, nullptr);
             isTimed = std::string_view(text("FAULT_TIMES")) == "1";
+            isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
             ::SetUnhandledExceptionFilter(&OnCrash);
             std::signal(SIGABRT, &OnAbort);
             std::atexit(&ReportHeld); // the first to be registered is the last to be called

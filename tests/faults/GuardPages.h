@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <oleauto.h>
 #include <windows.h>
@@ -10,6 +11,7 @@
 namespace faults
 {
 
+inline bool isGuarded = true; ///< not FAULT_GUARD=0: a run with very many blocks has more than the system maps
 constexpr std::size_t pageSize = 4096;
 constexpr char fence = '\xF9'; // on the block's page before it
 
@@ -28,6 +30,8 @@ inline Head* HeadOf(const void* memory)
 
 inline void* Allocate(std::size_t size)
 {
+    if (!isGuarded)
+        return std::calloc(1, std::max(size, std::size_t{1}));
     const std::size_t whole = std::max((size + pageSize - 1) / pageSize, std::size_t{1}) * pageSize;
     auto* const base = static_cast<char*>(::VirtualAlloc(nullptr, whole + 2 * pageSize, MEM_RESERVE, PAGE_NOACCESS));
     if (base == nullptr || ::VirtualAlloc(base, pageSize + whole, MEM_COMMIT, PAGE_READWRITE) == nullptr) // zeros
@@ -40,6 +44,8 @@ inline void* Allocate(std::size_t size)
 
 inline void Release(void* memory)
 {
+    if (!isGuarded)
+        return std::free(memory);
     Head* const head = HeadOf(memory);
     if (memory == nullptr)
         return;
@@ -54,6 +60,8 @@ inline void Release(void* memory)
 /// A BSTR: its length in bytes stands before the text.
 inline BSTR WINAPI AllocateString(const OLECHAR* text, UINT length)
 {
+    if (!isGuarded)
+        return ::SysAllocStringLen(text, length);
     const auto bytes = static_cast<UINT>(length * sizeof(OLECHAR));
     auto* const memory = static_cast<char*>(Allocate(sizeof(bytes) + bytes + sizeof(OLECHAR)));
     if (memory == nullptr)
@@ -67,7 +75,7 @@ inline BSTR WINAPI AllocateString(const OLECHAR* text, UINT length)
 inline void WINAPI ReleaseString(BSTR text)
 {
     auto* const memory = reinterpret_cast<char*>(text) - sizeof(UINT);
-    if (text == nullptr || HeadOf(memory) == nullptr || HeadOf(memory)->block != memory)
+    if (text == nullptr || !isGuarded || HeadOf(memory) == nullptr || HeadOf(memory)->block != memory)
         return ::SysFreeString(text); // the document model's own
     Release(memory);
 }
