@@ -38,17 +38,17 @@ std::string Left()
     return left;
 }
 
-benchmark::Answer Compare(const benchmark::Side& ours, const benchmark::Side& theirs)
+/// Either side is first in every other round. @param pause  milliseconds behind each, in which the updater ends
+benchmark::Answer Compare(int rounds, DWORD pause, const benchmark::Side& ours, const benchmark::Side& theirs)
 {
-    constexpr int rounds = 21;
     benchmark::Answer answer;
     for (int round = 0; round < rounds; ++round)
     {
         const bool isOursFirst = round % 2 == 0;
         const double first = benchmark::Microseconds(isOursFirst ? ours : theirs);
-        ::Sleep(200); // the updater ends
+        ::Sleep(pause);
         const double second = benchmark::Microseconds(isOursFirst ? theirs : ours);
-        ::Sleep(200);
+        ::Sleep(pause);
         answer.ours.push_back(isOursFirst ? first : second);
         answer.ratios.push_back(isOursFirst ? first / second : second / first);
     }
@@ -72,9 +72,11 @@ int wmain(int, wchar_t** arguments)
     }
     benchmark::Print(
         "generic run, the cheapest program with its results", 1.05,
-        Compare([&] { Run(agent, L"/L en"); }, [&] { Run(cheapest, L""); }));
+        Compare(
+            31, 150, [&] { Run(agent, L"/L en"); }, [&] { Run(cheapest, L""); }));
     benchmark::Print(
         "start to the first call of the library, the least before it", 1.05,
-        Compare([&] { Run(agent, L"/L en /first"); }, [&] { Run(cheapest, L"/first"); }));
+        Compare(
+            61, 0, [&] { Run(agent, L"/L en /first"); }, [&] { Run(cheapest, L"/first"); }));
     return 0;
 }

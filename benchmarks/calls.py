@@ -2,7 +2,7 @@
 """benchmarks/calls.py   counts what a run calls: beside the shortest way to the same bytes and the same log, by group, and
 with more input. It fails when a call has no reason, or when calls grow faster than the input.
 """
-import re, sys
+import re, statistics, sys
 from collections import Counter
 from pathlib import Path
 
@@ -163,6 +163,8 @@ def growth(machine):
         totals = []
         for size in sizes:
             code, report = make(size)
+            if code != ("1" if is_linear else "0"):
+                sys.exit(f"{size} {title}: exit code {code}, nothing is counted")
             calls = Counter(re.findall(r"^(?:call|write) (.*)", report, re.M))
             totals.append([sum(calls.values()), grouped(calls)["memory"]])
         for what, numbers in zip(("calls", "allocations"), zip(*totals)):
@@ -172,6 +174,25 @@ def growth(machine):
             faults += is_fault
             print(f"{what} with {sizes} {title}: {numbers}, {each:.1f} for each", "GROWS FASTER" * is_fault)
     return faults
+
+
+def apart(machine):
+    """Where the time of a generic run goes; its own part has the counting in it, and the checks of this build."""
+    rounds, times, own = 11, {}, []
+    count(machine, "generic")
+    for _ in range(rounds):
+        report = machine.run(run.KINDS["generic"][0], size=1 << 22, times=1, guard=0)[1]
+        taken = Counter()
+        for ticks, name in re.findall(r"took (-?\d+) ([\w: ]+)$", report, re.M):
+            taken[name] += int(ticks) / 10_000  # the counter ticks ten million times a second
+        for name, one in taken.items():
+            times.setdefault(name, []).append(one)
+        own.append(int(re.search(r"ran (\d+)", report)[1]) / 10_000 - taken.total())
+    dearest = sorted(times.items(), key=lambda item: -statistics.median(item[1]))
+    rest = sum(statistics.median(all) for _, all in dearest[14:])
+    print("\none generic run apart, milliseconds")
+    for name, all in [*dearest[:14], (f"{len(dearest) - 14} other functions", [rest]), ("the agent itself, at most", own)]:
+        print(f"  {name:42}{statistics.median(all):7.2f}  {min(all):6.2f} to {max(all):6.2f}")
 
 
 def main():
@@ -193,6 +214,7 @@ def main():
     print(f"\nlog on: the time is asked for {with_time} times; off: {asked} (savedAt), {calls['WriteFile']} entries, "
           f"{calls['WideCharToMultiByte']} texts converted", "  NOT SILENT" * is_fault)
     faults += is_fault + growth(machine)
+    apart(machine)
     debug_ini.write_text(on)
     return faults != 0
 

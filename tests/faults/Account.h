@@ -66,7 +66,6 @@ public:
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-private:
     static LONGLONG Now()
     {
         LARGE_INTEGER now{};
@@ -74,6 +73,7 @@ private:
         return now.QuadPart;
     }
 
+private:
     static inline LONGLONG inside = 0; ///< taken by calls inside the present one
     const char* m_name;
     LONGLONG m_before = std::exchange(inside, 0);
@@ -111,8 +111,11 @@ inline void TakeBack(const void* what, const char* by)
 {
     Exchange(what, {nullptr, by, calls});
 }
+inline const LONGLONG beginning = Timer::Now();
 inline void ReportHeld()
 {
+    if (isTimed)
+        Say("ran %lld\n", Timer::Now() - beginning);
     for (const Held& one : held)
         if (one.what != nullptr)
             Say("held: %p of %s, call %u\n", one.what, one.from, one.call);
