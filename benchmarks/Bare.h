@@ -4,13 +4,18 @@
 #include <msxml.h>
 #include <objbase.h>
 #include <oleauto.h>
-#include <span>
 #include <string_view>
 #include <windows.h>
 #include <wrl/client.h>
 
 namespace bare
 {
+
+constexpr std::wstring_view queries[] = { // of a list, in the order in which the agent makes them
+    L"//iotype", L"//comment",  L"//devicepath",  L"//scannerport",  L"//deviceid",         L"//devicename",
+    L"//ext",    L"//hostname", L"//location",    L"//macaddress",   L"//modelname",        L"//vendor",
+    L"//pid",    L"//port",     L"//productname", L"//serialnumber", L"//systemdevicename", L"//userlocation",
+    L"//vid"};
 
 using Microsoft::WRL::ComPtr;
 
@@ -20,6 +25,7 @@ struct Text
         : text(::SysAllocStringLen(content.data(), static_cast<UINT>(content.size())))
     {
     }
+    explicit Text(const wchar_t* content) : Text(std::wstring_view(content)) {}
     explicit Text(BSTR taken) : text(taken) {}
     ~Text() { ::SysFreeString(text); }
     Text(const Text&) = delete;
@@ -28,14 +34,6 @@ struct Text
 
     BSTR text;
 };
-
-inline VARIANT Variant(const Text& text)
-{
-    VARIANT variant{};
-    variant.vt = VT_BSTR;
-    variant.bstrVal = text.text;
-    return variant;
-}
 
 inline ComPtr<IXMLDOMDocument> Document()
 {
@@ -47,17 +45,11 @@ inline ComPtr<IXMLDOMDocument> Document()
     return document;
 }
 
-inline ComPtr<IXMLDOMDocument> Closed() ///< that loads nothing but its own text
+inline ComPtr<IXMLDOMDocument> Loaded(std::wstring_view xml)
 {
     ComPtr<IXMLDOMDocument> document = Document();
     document->put_resolveExternals(VARIANT_FALSE);
     document->put_validateOnParse(VARIANT_FALSE);
-    return document;
-}
-
-inline ComPtr<IXMLDOMDocument> Loaded(std::wstring_view xml)
-{
-    ComPtr<IXMLDOMDocument> document = Closed();
     VARIANT_BOOL success = VARIANT_FALSE;
     document->loadXML(Text(xml).text, &success);
     return document;
@@ -76,9 +68,10 @@ inline ComPtr<IXMLDOMElement> Element(IXMLDOMDocument* document, BSTR name)
     return element;
 }
 
-inline void Add(IXMLDOMDocument* document, IXMLDOMNode* parent, BSTR name, const Text* text)
+/// @param text  null: an empty element
+inline void Add(IXMLDOMDocument* document, IXMLDOMNode* parent, const wchar_t* name, const Text* text)
 {
-    const ComPtr<IXMLDOMElement> element = Element(document, name);
+    const ComPtr<IXMLDOMElement> element = Element(document, Text(name).text);
     if (text != nullptr)
     {
         ComPtr<IXMLDOMText> content;
@@ -87,25 +80,15 @@ inline void Add(IXMLDOMDocument* document, IXMLDOMNode* parent, BSTR name, const
     }
     Append(parent, element.Get());
 }
-inline void Add(IXMLDOMDocument* document, IXMLDOMNode* parent, std::wstring_view name, std::wstring_view text)
-{
-    const Text content(text);
-    Add(document, parent, Text(name).text, &content);
-}
 
-inline void Declare(IXMLDOMDocument* document)
+inline ComPtr<IXMLDOMElement> List(IXMLDOMDocument* document)
 {
-    ComPtr<IXMLDOMProcessingInstruction> declaration;
-    document->createProcessingInstruction(
-        Text(std::wstring_view(L"xml")).text, Text(std::wstring_view(L"version=\"1.0\" encoding=\"UTF-16\"")).text,
-        declaration.GetAddressOf());
-    Append(document, declaration.Get());
-}
-
-inline ComPtr<IXMLDOMElement> List(IXMLDOMDocument* document, std::wstring_view version)
-{
-    ComPtr<IXMLDOMElement> list = Element(document, Text(std::wstring_view(L"devicelist")).text);
-    list->setAttribute(Text(std::wstring_view(L"version")).text, Variant(Text(version)));
+    const Text version(L"1.0.1");
+    VARIANT variant{};
+    variant.vt = VT_BSTR;
+    variant.bstrVal = version.text;
+    ComPtr<IXMLDOMElement> list = Element(document, Text(L"devicelist").text);
+    list->setAttribute(Text(L"version").text, variant);
     return list;
 }
 
@@ -120,77 +103,48 @@ inline BSTR Find(IXMLDOMNode* node, std::wstring_view query)
     return text;
 }
 
-/// @param start  in upper case
-inline bool BeginsWith(std::wstring_view text, std::wstring_view start)
-{
-    for (std::size_t i = 0; i < start.size(); ++i)
-        if (i == text.size() || (text[i] >= L'a' && text[i] <= L'z' ? text[i] - 32 : text[i]) != start[i])
-            return false;
-    return true;
-}
-
-/// Whether one value of the first field with this key begins so.
-inline bool HasValue(std::wstring_view identifier, std::wstring_view key, std::wstring_view start)
-{
-    for (std::size_t at = 0; at < identifier.size();)
-    {
-        const std::size_t end = std::min(identifier.find(L';', at), identifier.size());
-        if (!BeginsWith(identifier.substr(at), key))
-        {
-            at = end + 1;
-            continue;
-        }
-        for (at = identifier.find(L':', at); at < end; at = identifier.find(L',', at))
-            if (BeginsWith(identifier.substr(++at), start))
-                return true;
-        return false;
-    }
-    return false;
-}
-
-/// Whether a vendor's device that announces scanning is described.
+/// Whether the device below is described.
 inline bool Matches(std::wstring_view xml)
 {
     const ComPtr<IXMLDOMDocument> document = Loaded(xml);
     const Text identifier(Find(document.Get(), L"//deviceid")), ioType(Find(document.Get(), L"//iotype"));
-    return ioType.text != nullptr && HasValue(identifier.View(), L"MFG", L"QUELLON") &&
-           HasValue(identifier.View(), L"MODE", L"SCN");
+    return ioType.text != nullptr && identifier.View().find(L"mfg:quellon") != std::wstring_view::npos &&
+           identifier.View().find(L",scn") != std::wstring_view::npos;
 }
 
-/// What the library is told about the search.
-inline void AddSearch(IXMLDOMDocument* document, IXMLDOMNode* option)
+/// Begins a filter text with what the library is told about the search.
+inline ComPtr<IXMLDOMElement> Begin(IXMLDOMDocument* document)
 {
-    constexpr std::wstring_view search[][2] = {
-        {L"xmldevicepath", L"ScanKELV-Quellon Generic Scan Driver"},
-        {L"iprangepath", L"ScanKELV-Quellon Generic Scan Driver"},
-        {L"dialogmode", L"5"},
-        {L"snmp_community_key", L"LANTERN"},
-        {L"vendor", L"Quellon"},
-        {L"appname", L"Quellon Generic Scan Driver"},
-        {L"iotype", L"All"},
-        {L"iodetail", L"scan"},
-        {L"updateonselect", L"0"},
-        {L"searchusbscanner", L"1"},
-        {L"dialogcaption", L"Available Scan"},
-        {L"codejock", L"KELV.cjstyles"},
-        {L"properties", L"0"},
-    };
-    for (const auto& [name, text] : search)
-        Add(document, option, name, text);
+    constexpr const wchar_t* names[] = {L"xmldevicepath",  L"iprangepath",      L"dialogmode",    L"snmp_community_key",
+                                        L"vendor",         L"appname",          L"iotype",        L"iodetail",
+                                        L"updateonselect", L"searchusbscanner", L"dialogcaption", L"codejock",
+                                        L"properties"};
+    ComPtr<IXMLDOMProcessingInstruction> declaration;
+    document->createProcessingInstruction(
+        Text(L"xml").text, Text(L"version=\"1.0\" encoding=\"UTF-16\"").text, declaration.GetAddressOf());
+    Append(document, declaration.Get());
+    ComPtr<IXMLDOMElement> option = Element(document, Text(L"option").text);
+    const Text text(L"Quellon Generic Scan Driver");
+    for (const wchar_t* const name : names)
+        Add(document, option.Get(), name, &text);
+    return option;
 }
 
-inline std::wstring_view Read(HKEY key, const wchar_t* name, std::span<wchar_t> buffer)
+inline void End(IXMLDOMDocument* document, IXMLDOMNode* option, IXMLDOMNode* list)
 {
-    DWORD type = 0, bytes = static_cast<DWORD>(buffer.size_bytes());
-    const auto to = reinterpret_cast<BYTE*>(buffer.data());
-    const bool isRead = ::RegQueryValueExW(key, name, nullptr, &type, to, &bytes) == ERROR_SUCCESS && type == REG_SZ;
-    return {buffer.data(), isRead && bytes != 0 ? bytes / sizeof(wchar_t) - 1 : 0};
+    BSTR xml = nullptr;
+    Append(option, list);
+    Append(document, option);
+    document->get_xml(&xml);
+    ::SysFreeString(xml);
 }
-inline DWORD Read(HKEY key, const wchar_t* name)
+
+/// A stored text, or the bytes of a number.
+inline std::wstring_view Read(HKEY key, const wchar_t* name, wchar_t (&buffer)[1024])
 {
-    DWORD number = 0, type = 0, bytes = sizeof(number);
-    ::RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &bytes);
-    return number;
+    DWORD type = 0, bytes = sizeof(buffer);
+    ::RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer), &bytes);
+    return {buffer, bytes / sizeof(wchar_t) - 1};
 }
 
 } // namespace bare

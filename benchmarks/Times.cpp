@@ -1,4 +1,5 @@
-// What the agent's own operations cost, each beside the calls of the system without which nobody can do the same.
+// Times FOLDER   what whole runs of the agent in the folder and its own operations cost, each beside the calls of the
+// system without which nobody can do the same.
 #include "AgentOptions.h"
 #include "Bare.h"
 #include "DeviceIdentifier.h"
@@ -18,23 +19,6 @@ namespace
 
 const std::wstring identifier =
     L"mfg:quellon;cmd:pjl,pcl5e,pclxl,postscript,pdf,urf;mdl:Weir C40 Series;cls:printer;mode:prn,scn,fax;";
-const test::NamedValues record = {
-    {L"Address", L"192.0.2.41"},
-    {L"ConnectionType", DWORD{1}},
-    {L"DeviceID", identifier},
-    {L"DeviceName", L"Quellon Weir C40"},
-    {L"ExtDeviceID", L"WC40-EU"},
-    {L"HostName", L"qlweirc40"},
-    {L"IPv6", DWORD{0}},
-    {L"Location", L"Room 3"},
-    {L"MACAddress", L"00-00-5E-00-53-41"},
-    {L"MDL", L"Weir C40 Series"},
-    {L"MFG", L"Quellon"},
-    {L"PID", DWORD{0x1c40}},
-    {L"PortName", L"192.0.2.41"},
-    {L"SystemDeviceName", L"Weir"},
-    {L"VID", DWORD{0x0f1d}},
-    {L"Default", DWORD{1}}};
 const std::wstring device =
     L"<device><iotype>Network</iotype><comment>desk</comment><devicepath>192.0.2.41</devicepath><deviceid>" +
     identifier +
@@ -69,68 +53,54 @@ std::function<void()> Filter(unsigned count)
 constexpr const wchar_t* texts[] = {L"Address",  L"DeviceID", L"DeviceName",      L"ExtDeviceID",
                                     L"HostName", L"Location", L"MACAddress",      L"MDL",
                                     L"MFG",      L"PortName", L"SystemDeviceName"};
-constexpr std::pair<std::wstring_view, int> elements[] = { // and their text; below 0: none
-    {L"ipv6address", -1}, {L"ipaddress", 0},    {L"devicepath", 4},        {L"iotype", 11},  {L"deviceid", 1},
-    {L"devicename", 2},   {L"ext", 3},          {L"hostname", 4},          {L"location", 5}, {L"macaddress", 6},
-    {L"modelname", 7},    {L"drivername", 7},   {L"printername", 7},       {L"vendor", 8},   {L"pid", 12},
-    {L"port", -1},        {L"productname", 13}, {L"systemdevicename", 10}, {L"vid", 14}};
+constexpr const wchar_t* numbers[] = {L"ConnectionType", L"IPv6", L"Default", L"PID", L"VID"}; // each is 1
+constexpr std::pair<const wchar_t*, std::size_t> elements[] = {{L"ipv6address", 0},  {L"ipaddress", 0},
+                                                               {L"devicepath", 4},   {L"iotype", 11},
+                                                               {L"deviceid", 1},     {L"devicename", 2},
+                                                               {L"ext", 3},          {L"hostname", 4},
+                                                               {L"location", 5},     {L"macaddress", 6},
+                                                               {L"modelname", 7},    {L"drivername", 7},
+                                                               {L"printername", 7},  {L"vendor", 8},
+                                                               {L"pid", 13},         {L"port", 15},
+                                                               {L"productname", 12}, {L"systemdevicename", 10},
+                                                               {L"vid", 14}}; // and the number of their text; 15: none
 
 /// The same by bare calls.
 void BareFilter(unsigned count)
 {
-    static const std::vector<std::unique_ptr<bare::Text>> names = [] {
-        std::vector<std::unique_ptr<bare::Text>> made;
-        for (const auto& element : elements)
-            made.push_back(std::make_unique<bare::Text>(element.first));
-        return made;
-    }();
     const auto document = bare::Document();
-    bare::Declare(document.Get());
-    const auto option = bare::Element(document.Get(), bare::Text(std::wstring_view(L"option")).text);
-    bare::AddSearch(document.Get(), option.Get());
-    const auto list = bare::List(document.Get(), L"1.0.1");
+    const auto option = bare::Begin(document.Get());
+    const auto list = bare::List(document.Get());
     HKEY key = nullptr;
-    for (unsigned number = 0;
-         ::RegOpenKeyExW(HKEY_LOCAL_MACHINE, RecordPath(count, number).c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS &&
-         number < 1000;
-         ++number, ::RegCloseKey(key))
+    for (unsigned number = 0; number < 1000; ++number, ::RegCloseKey(key))
     {
-        wchar_t buffer[1024], hexadecimal[2][16];
-        std::optional<bare::Text> values[15];
+        if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, RecordPath(count, number).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+            break;
+        wchar_t buffer[1024];
+        std::optional<bare::Text> values[16];
         for (std::size_t i = 0; i < std::size(texts); ++i)
             values[i].emplace(bare::Read(key, texts[i], buffer));
-        for (const wchar_t* const name : {L"ConnectionType", L"IPv6", L"Default"})
-            static_cast<void>(bare::Read(key, name));
-        std::swprintf(hexadecimal[0], 16, L"0x%lx", bare::Read(key, L"PID"));
-        std::swprintf(hexadecimal[1], 16, L"0x%lx", bare::Read(key, L"VID"));
-        values[11].emplace(std::wstring_view(L"Network"));
-        values[12].emplace(std::wstring_view(hexadecimal[0]));
-        values[13].emplace(std::wstring(values[8]->View()) + L" " + values[7]->text);
-        values[14].emplace(std::wstring_view(hexadecimal[1]));
-        const auto element = bare::Element(document.Get(), bare::Text(std::wstring_view(L"device")).text);
-        for (std::size_t i = 0; i < std::size(elements); ++i)
+        for (const wchar_t* const name : numbers)
+            bare::Read(key, name, buffer);
+        values[11].emplace(L"Network");
+        values[12].emplace(std::wstring(values[8]->View()) + L" " + values[7]->text);
+        for (std::size_t i : {13U, 14U})
         {
-            const int text = elements[i].second;
-            bare::Add(document.Get(), element.Get(), names[i]->text, text < 0 ? nullptr : &*values[text]);
+            std::swprintf(buffer, std::size(buffer), L"0x%lx", static_cast<unsigned long>(buffer[0]));
+            values[i].emplace(std::wstring_view(buffer));
         }
+        const auto element = bare::Element(document.Get(), bare::Text(L"device").text);
+        for (const auto& [name, text] : elements)
+            bare::Add(document.Get(), element.Get(), name, values[text] ? &*values[text] : nullptr);
         bare::Append(list.Get(), element.Get());
     }
-    bare::Append(option.Get(), list.Get());
-    bare::Append(document.Get(), option.Get());
-    BSTR xml = nullptr;
-    document->get_xml(&xml);
-    ::SysFreeString(xml);
+    bare::End(document.Get(), option.Get(), list.Get());
 }
 
 void BareList(const std::wstring& xml)
 {
-    constexpr std::wstring_view queries[] = {
-        L"//iotype", L"//comment",  L"//devicepath",  L"//scannerport",  L"//deviceid",         L"//devicename",
-        L"//ext",    L"//hostname", L"//location",    L"//macaddress",   L"//modelname",        L"//vendor",
-        L"//pid",    L"//port",     L"//productname", L"//serialnumber", L"//systemdevicename", L"//userlocation",
-        L"//vid"};
     const auto document = bare::Loaded(xml);
-    for (const std::wstring_view query : queries)
+    for (const std::wstring_view query : bare::queries)
         const bare::Text text(bare::Find(document.Get(), query));
 }
 
@@ -234,18 +204,98 @@ void AskLog()
         silent.IsEnabled() ? ": the logger is not silent" : "");
 }
 
+void Run(const std::wstring& program, const wchar_t* arguments)
+{
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION process{};
+    std::wstring line = L"\"" + program + L"\" " + arguments;
+    DWORD exitCode = 1;
+    if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process) != 0)
+    {
+        ::WaitForSingleObject(process.hProcess, INFINITE);
+        ::GetExitCodeProcess(process.hProcess, &exitCode);
+        ::CloseHandle(process.hThread);
+        ::CloseHandle(process.hProcess);
+    }
+    if (exitCode != 0)
+    {
+        std::printf("%ls ended with %lu: nothing was measured.\n", line.c_str(), exitCode);
+        std::exit(1);
+    }
+}
+
+/// What a run leaves; the time of storing is any time.
+std::string Left()
+{
+    std::string left = test::StoredValues(HKEY_CURRENT_USER, L"Software\\QLScan\\Quellon Generic Scan Driver");
+    left = left.substr(0, left.find("savedAt=")) +
+           left.substr(std::min(left.find("\n", left.find("savedAt=")), left.size()));
+    for (const wchar_t* const file :
+         {L"QLScan\\Quellon Generic Scan Driver\\Config.ini", L"Quellon\\ScanKELV\\device.xml"})
+        left += test::ReadFileBytes(std::wstring(L"C:\\ProgramData\\") + file);
+    return left;
+}
+
+/// Either side is first in every other round. @param pause  milliseconds behind each, in which the updater ends
+benchmark::Answer CompareRuns(int rounds, DWORD pause, const benchmark::Side& ours, const benchmark::Side& theirs)
+{
+    benchmark::Answer answer;
+    for (int round = 0; round < rounds; ++round)
+    {
+        const bool isOursFirst = round % 2 == 0;
+        const double first = benchmark::Microseconds(isOursFirst ? ours : theirs);
+        ::Sleep(pause);
+        const double second = benchmark::Microseconds(isOursFirst ? theirs : ours);
+        ::Sleep(pause);
+        answer.ours.push_back(isOursFirst ? first : second);
+        answer.ratios.push_back(isOursFirst ? first / second : second / first);
+    }
+    return answer;
+}
+
+void AskRuns(const std::wstring& folder)
+{
+    const std::wstring agent = folder + L"\\ScanKELV.exe", cheapest = folder + L"\\Cheapest.exe";
+    Run(agent, L"/L en"); // from now on a device is stored
+    Run(agent, L"/L en");
+    const std::string left = Left();
+    Run(cheapest, L"");
+    if (const std::string other = Left(); other != left)
+    {
+        std::printf("Not the same results: nothing was measured.\n%s\n%s\n", left.c_str(), other.c_str());
+        std::exit(1);
+    }
+    benchmark::Print(
+        "generic run, the least around its parts", 1.05,
+        CompareRuns(
+            31, 150, [&] { Run(agent, L"/L en"); }, [&] { Run(cheapest, L""); }));
+    benchmark::Print(
+        "start to the first call of the library, the least before it", 1.05,
+        CompareRuns(
+            61, 0, [&] { Run(folder + L"\\first\\ScanKELV.exe", L"/L en /first"); },
+            [&] { Run(folder + L"\\first\\Cheapest.exe", L"/first"); }));
+}
+
 } // namespace
 
-int main()
+int wmain(int, wchar_t** arguments)
 {
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
+    AskRuns(arguments[1]);
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const test::PrivateRegistry registry;
     for (const unsigned count : {1U, 10U, 100U, 1000U})
         for (unsigned number = 0; number < count; ++number)
-            test::Store(HKEY_LOCAL_MACHINE, RecordPath(count, number), record);
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
+        {
+            for (const wchar_t* const name : texts)
+                test::Store(HKEY_LOCAL_MACHINE, RecordPath(count, number), name, L"192.0.2.41, a text");
+            for (const wchar_t* const name : numbers)
+                test::Store(HKEY_LOCAL_MACHINE, RecordPath(count, number), name, DWORD{1});
+        }
     AskIdentifier();
     AskLog();
     AskAnswers();
     AskRecords();
+    return 0;
 }
