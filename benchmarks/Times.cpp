@@ -8,14 +8,79 @@
 #include "FilterText.h"
 #include "Loggers.h"
 #include "LoggerType.h"
-#include "Ratio.h"
 #include "TestSupport.h"
 
+#include <chrono>
+#include <functional>
+#include <regex>
+
 using namespace scankelv;
-using benchmark::Compare, benchmark::Print;
 
 namespace
 {
+
+using Side = std::function<void()>;
+constexpr int usual = 11; // rounds
+
+double Microseconds(const Side& side, unsigned times = 1)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    for (unsigned i = 0; i < times; ++i)
+        side();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count() / times;
+}
+
+/// How often a side must be repeated so that it takes at least 10 milliseconds.
+unsigned Times(const Side& side)
+{
+    unsigned times = 1;
+    while (Microseconds(side, times) * times < 10'000)
+        times *= 2;
+    return times;
+}
+
+/// Both sides of a question alternate in rounds, a round gives one ratio of their times.
+struct Answer
+{
+    std::vector<double> ours, ratios;
+};
+
+void Print(const std::string& name, double goal, Answer answer)
+{
+    std::ranges::sort(answer.ours);
+    std::ranges::sort(answer.ratios);
+    const double ratio = answer.ratios[answer.ratios.size() / 2];
+    std::printf(
+        "%-62s %10.2f us  %5.2f  %5.2f to %5.2f  goal %.2f%s\n", name.c_str(), answer.ours[answer.ours.size() / 2],
+        ratio, answer.ratios.front(), answer.ratios.back(), goal, ratio > goal ? "  missed" : "");
+}
+
+/// @param parts, otherParts  what one call of a side is divided by
+/// @param pause              milliseconds behind each, in which what it started ends
+Answer Compare(
+    const Side& ours, const Side& theirs, double parts = 1, double otherParts = 1, int rounds = usual, DWORD pause = 0)
+{
+    const unsigned repeats[] = {Times(ours), Times(theirs)};
+    Answer answer;
+    for (int round = 0; round < rounds; ++round)
+    {
+        double times[2];
+        for (const int side : {round % 2, 1 - round % 2}) // either is first in every other round
+        {
+            times[side] = Microseconds(side == 0 ? ours : theirs, repeats[side]) / (side == 0 ? parts : otherParts);
+            ::Sleep(pause);
+        }
+        answer.ours.push_back(times[0]);
+        answer.ratios.push_back(times[0] / times[1]);
+    }
+    return answer;
+}
+
+[[noreturn]] void Stop(const std::string& why)
+{
+    std::printf("%s\n", why.c_str());
+    std::exit(1);
+}
 
 const std::wstring identifier =
     L"mfg:quellon;cmd:pjl,pcl5e,pclxl,postscript,pdf,urf;mdl:Weir C40 Series;cls:printer;mode:prn,scn,fax;";
@@ -27,21 +92,17 @@ const std::wstring device =
     L"<vendor>Quellon</vendor><pid>0x1c40</pid><port>192.0.2.41</port><productname>Quellon Weir C40</productname>"
     L"<serialnumber>WC40</serialnumber><systemdevicename>Weir</systemdevicename><vid>0x0f1d</vid></device>";
 
-std::wstring RecordsPath(unsigned count)
-{
-    return L"Records" + std::to_wstring(count);
-}
-
 std::wstring RecordPath(unsigned count, unsigned number)
 {
     const std::wstring digits = std::to_wstring(number);
-    return RecordsPath(count) + L"\\Printer" + std::wstring(3 - std::min<std::size_t>(digits.size(), 3), L'0') + digits;
+    return L"Records" + std::to_wstring(count) + L"\\Printer" +
+           std::wstring(3 - std::min<std::size_t>(digits.size(), 3), L'0') + digits;
 }
 
 /// The filter text with so many records, as the agent makes it.
 std::function<void()> Filter(unsigned count)
 {
-    const auto options = AgentOptions::Build(L"", (L"agent /More " + RecordsPath(count)).c_str());
+    const auto options = AgentOptions::Build(L"", (L"agent /More Records" + std::to_wstring(count)).c_str());
     return [options] {
         _bstr_t text;
         parsedMultiDeviceInfo info;
@@ -108,21 +169,17 @@ void AskRecords()
 {
     for (const unsigned count : {100U, 1000U})
         Print(
-            count == 100 ? "a record of 100, against one of 10" : "a record of 1,000, against one of 10", 1.05,
+            "a record of " + std::to_string(count) + ", one of 10", 1.05,
             Compare(Filter(count), Filter(10), count, 10));
-    for (const auto& [count, name] :
-         {std::pair(1U, "filter text with 1 record, bare calls"),
-          std::pair(10U, "filter text with 10 records, bare calls"),
-          std::pair(1000U, "filter text with 1,000 records, bare calls")})
-        Print(name, 1.15, Compare(Filter(count), [count = count] { BareFilter(count); }));
+    for (const unsigned count : {1U, 10U, 1000U})
+        Print("filter text, records: " + std::to_string(count) + ", bare calls", 1.15, Compare(Filter(count), [count] {
+                  BareFilter(count);
+              }));
 }
 
 void AskAnswers()
 {
-    for (const auto& [count, name] :
-         {std::pair(1U, "reading a list of 1 device, bare calls"),
-          std::pair(10U, "reading a list of 10 devices, bare calls"),
-          std::pair(1000U, "reading a list of 1,000 devices, bare calls")})
+    for (const unsigned count : {1U, 10U, 1000U})
     {
         std::wstring xml = L"<devicelist>";
         for (unsigned i = 0; i < count; ++i)
@@ -132,7 +189,9 @@ void AskAnswers()
             XmlParsedDeviceList parsed;
             ParseDeviceList(xml.c_str(), parsed);
         };
-        Print(name, 1.15, Compare(ours, [&xml] { BareList(xml); }));
+        Print("reading a list, devices: " + std::to_string(count) + ", bare calls", 1.15, Compare(ours, [&xml] {
+                  BareList(xml);
+              }));
     }
     const auto options = AgentOptions::Build(L"", L"agent");
     bool matches = true;
@@ -140,7 +199,7 @@ void AskAnswers()
     const auto theirs = [&] { matches = bare::Matches(device) && matches; };
     Print("match of a device, bare calls and the shortest scan", 1.15, Compare(ours, theirs));
     if (!matches)
-        std::printf("The device does not match: nothing was measured.\n");
+        Stop("The device does not match: nothing was measured.");
 }
 
 void AskIdentifier()
@@ -193,14 +252,13 @@ void AskLog()
     };
     const auto silentLines = [&] { loop([&](int i) { silent.WriteLine("pidDWORD: %lu (0x%lx)", i, i); }); };
     std::vector<double> nanoseconds;
-    for (int round = 0; round < benchmark::rounds; ++round)
+    for (int round = 0; round < usual; ++round)
         nanoseconds.push_back(
-            (benchmark::Microseconds(silentLines, 100) - benchmark::Microseconds([&] { loop([](int) {}); }, 100)) /
-            lines * 1000);
+            (Microseconds(silentLines, 100) - Microseconds([&] { loop([](int) {}); }, 100)) / lines * 1000);
     std::ranges::sort(nanoseconds);
     std::printf(
         "a log line of a silent logger, above an empty loop: %.2f ns, %.2f to %.2f, goal 1 ns%s\n",
-        nanoseconds[benchmark::rounds / 2], nanoseconds.front(), nanoseconds.back(),
+        nanoseconds[usual / 2], nanoseconds.front(), nanoseconds.back(),
         silent.IsEnabled() ? ": the logger is not silent" : "");
 }
 
@@ -219,39 +277,18 @@ void Run(const std::wstring& program, const wchar_t* arguments)
         ::CloseHandle(process.hProcess);
     }
     if (exitCode != 0)
-    {
-        std::printf("%ls ended with %lu: nothing was measured.\n", line.c_str(), exitCode);
-        std::exit(1);
-    }
+        Stop(test::ToUtf8(line) + " ended with " + std::to_string(exitCode));
 }
 
 /// What a run leaves; the time of storing is any time.
 std::string Left()
 {
     std::string left = test::StoredValues(HKEY_CURRENT_USER, L"Software\\QLScan\\Quellon Generic Scan Driver");
-    left = left.substr(0, left.find("savedAt=")) +
-           left.substr(std::min(left.find("\n", left.find("savedAt=")), left.size()));
+    left = std::regex_replace(left, std::regex("savedAt=.*"), "");
     for (const wchar_t* const file :
          {L"QLScan\\Quellon Generic Scan Driver\\Config.ini", L"Quellon\\ScanKELV\\device.xml"})
         left += test::ReadFileBytes(std::wstring(L"C:\\ProgramData\\") + file);
     return left;
-}
-
-/// Either side is first in every other round. @param pause  milliseconds behind each, in which the updater ends
-benchmark::Answer CompareRuns(int rounds, DWORD pause, const benchmark::Side& ours, const benchmark::Side& theirs)
-{
-    benchmark::Answer answer;
-    for (int round = 0; round < rounds; ++round)
-    {
-        const bool isOursFirst = round % 2 == 0;
-        const double first = benchmark::Microseconds(isOursFirst ? ours : theirs);
-        ::Sleep(pause);
-        const double second = benchmark::Microseconds(isOursFirst ? theirs : ours);
-        ::Sleep(pause);
-        answer.ours.push_back(isOursFirst ? first : second);
-        answer.ratios.push_back(isOursFirst ? first / second : second / first);
-    }
-    return answer;
 }
 
 void AskRuns(const std::wstring& folder)
@@ -262,19 +299,13 @@ void AskRuns(const std::wstring& folder)
     const std::string left = Left();
     Run(cheapest, L"");
     if (const std::string other = Left(); other != left)
-    {
-        std::printf("Not the same results: nothing was measured.\n%s\n%s\n", left.c_str(), other.c_str());
-        std::exit(1);
-    }
-    benchmark::Print(
+        Stop("Not the same results:\n" + left + other);
+    Print(
         "generic run, the least around its parts", 1.05,
-        CompareRuns(
-            31, 150, [&] { Run(agent, L"/L en"); }, [&] { Run(cheapest, L""); }));
-    benchmark::Print(
-        "start to the first call of the library, the least before it", 1.05,
-        CompareRuns(
-            61, 0, [&] { Run(folder + L"\\first\\ScanKELV.exe", L"/L en /first"); },
-            [&] { Run(folder + L"\\first\\Cheapest.exe", L"/first"); }));
+        Compare([&] { Run(agent, L"/L en"); }, [&] { Run(cheapest, L""); }, 1, 1, 31, 150));
+    const auto first = [&] { Run(folder + L"\\first\\ScanKELV.exe", L"/L en /first"); };
+    const auto least = [&] { Run(folder + L"\\first\\Cheapest.exe", L"/first"); };
+    Print("start to the first call of the library, the least before it", 1.05, Compare(first, least, 1, 1, 61));
 }
 
 } // namespace

@@ -3,14 +3,14 @@
 
 It fails when a call has no reason, or when calls grow faster than the input.
 """
-import re, statistics, sys
+import itertools, re, statistics, sys
 from collections import Counter
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(HERE / "tests/faults"))
-import run  # noqa: E402
-from calls import count, grouped  # noqa: E402
+import run
+from calls import count, grouped
 
 # Calls of the shortest way (dialog, generic driver, online testing; a device is stored, the log is on), by the reason
 # why the agent makes more of them.
@@ -60,7 +60,8 @@ SHORTEST = {
     "a logger hands on its prefix, the text and the line end one by one, and so what it says of itself":
         "OutputDebugStringA 76 75 28",
 }
-RECORDS = "Software\\QLScan\\Records\\Printer{:03}"
+RECORD = {**run.RECORD, "ConnectionType": "#1", "IPv6": "#0", "VID": "#3869", **dict.fromkeys(
+    "DeviceName ExtDeviceID HostName Location MACAddress PortName SystemDeviceName".split(), "text")}
 
 
 def beside_the_shortest(machine):
@@ -68,7 +69,7 @@ def beside_the_shortest(machine):
     rows = {}
     for why, functions in SHORTEST.items():
         for name, *numbers in map(str.split, functions.split(",")):
-            rows[name.replace("_", " ")] = [int(number) for number in numbers], why
+            rows[name.replace("_new", " new")] = [int(number) for number in numbers], why
     runs = []
     for kind in "dialog", "generic", "online":
         calls, report = count(machine, kind)
@@ -84,17 +85,6 @@ def beside_the_shortest(machine):
     return faults
 
 
-def store_records(machine, number):
-    machine.ask("clear", "HKLM")
-    for record in range(number):
-        for name, value in {**run.RECORD, **RECORD}.items():
-            machine.ask("store", "HKLM", RECORDS.format(record), name, value)
-
-
-RECORD = {**dict.fromkeys("DeviceName ExtDeviceID HostName Location MACAddress PortName SystemDeviceName".split(), "text"),
-          "ConnectionType": "#1", "IPv6": "#0", "VID": "#3869"}
-
-
 def growth(machine):
     """Linear in the records; flat in what the library answers, with the log off. @return what grows faster"""
     faults = 0
@@ -108,13 +98,13 @@ def growth(machine):
 
     def recorded(number):
         machine.prepare("several", True)
-        store_records(machine, number)
+        for record, (name, value) in itertools.product(range(number), RECORD.items()):
+            machine.ask("store", "HKLM", f"Software\\QLScan\\Records\\Printer{record:03}", name, value)
         return machine.run(run.KINDS["several"][0], 600000, size=1 << 24, guard=0)
 
-    for title, sizes, make, is_linear in (
-            ("records", (1, 10, 100, 1000), recorded, True), ("devices in an answer", (1, 10, 100, 1000), answered, False),
-            ("fields of an identifier", (1, 10, 100, 1000), lambda number: answered(1, number), False)):
-        totals = []
+    for title, make, is_linear in (("records", recorded, True), ("devices in an answer", answered, False),
+                                   ("fields of an identifier", lambda number: answered(1, number), False)):
+        sizes, totals = (1, 10, 100, 1000), []
         for size in sizes:
             code, report = make(size)
             if code != ("1" if is_linear else "0"):
