@@ -28,8 +28,6 @@ struct Text
     explicit Text(const wchar_t* content) : Text(std::wstring_view(content)) {}
     explicit Text(BSTR taken) : text(taken) {}
     ~Text() { ::SysFreeString(text); }
-    Text(const Text&) = delete;
-    Text& operator=(const Text&) = delete;
     std::wstring_view View() const { return {text == nullptr ? L"" : text, ::SysStringLen(text)}; }
 
     BSTR text;

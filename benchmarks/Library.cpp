@@ -1,9 +1,8 @@
 // A search library that ends the process at its first call.
-#include <cstdint>
 #include <windows.h>
 
 #define ENTRY(name)                                                                                                    \
-    extern "C" __declspec(dllexport) std::uint32_t name()                                                              \
+    extern "C" __declspec(dllexport) unsigned name()                                                                   \
     {                                                                                                                  \
         return ::TerminateProcess(::GetCurrentProcess(), 0) ? 0 : 1;                                                   \
     }
