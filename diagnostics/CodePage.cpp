@@ -27,10 +27,9 @@ std::string NarrowFromWide(std::wstring_view text)
 std::wstring WideFromNarrow(std::string_view text)
 {
     const int bytes = static_cast<int>(text.size());
-    const int length = bytes == 0 ? 0 : ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length), wchar_t());
-    if (length != 0)
-        ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, wide.data(), length);
+    std::wstring wide(text.size(), wchar_t()); // no code page makes more characters than bytes
+    const int length = bytes == 0 ? 0 : ::MultiByteToWideChar(CP_ACP, 0, text.data(), bytes, wide.data(), bytes);
+    wide.resize(static_cast<std::size_t>(length));
     return wide;
 }
 

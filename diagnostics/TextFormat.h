@@ -17,7 +17,7 @@ namespace scankelv
 /// builds natively too.
 struct TextConversion
 {
-    static constexpr std::size_t pieceLength = 128;   ///< wide characters
+    static constexpr std::size_t pieceLength = 512;   ///< wide characters
     static constexpr std::size_t widestCharacter = 4; ///< bytes for one wide character, in any code page
     using PieceBytes = std::array<char, pieceLength * widestCharacter>;
 

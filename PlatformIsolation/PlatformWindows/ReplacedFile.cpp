@@ -102,21 +102,14 @@ public:
         return m_hold != nullptr;
     }
 
-    /// Brings what was written to the disk.
-    bool Flush() const
-    {
-        const OwnedHandle file = Open(m_path, GENERIC_WRITE, OPEN_EXISTING);
-        return file != nullptr && ::FlushFileBuffers(file.get()) != 0;
-    }
-
     /// Takes the access list and the attributes of the old file.
     bool TakeRightsOf(const std::wstring& old, DWORD attributes) const
     {
-        DWORD size = 0;
-        ::GetFileSecurityW(old.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
-        const auto descriptor = std::make_unique<unsigned char[]>(size);
-        return ::GetFileSecurityW(old.c_str(), DACL_SECURITY_INFORMATION, descriptor.get(), size, &size) != 0 &&
-               ::SetFileSecurityW(m_path.c_str(), DACL_SECURITY_INFORMATION, descriptor.get()) != 0 &&
+        constexpr std::size_t longestAccessList = 0x10000; // its length has 16 bits
+        alignas(SECURITY_DESCRIPTOR) unsigned char descriptor[sizeof(SECURITY_DESCRIPTOR) + longestAccessList];
+        DWORD size = sizeof(descriptor);
+        return ::GetFileSecurityW(old.c_str(), DACL_SECURITY_INFORMATION, descriptor, size, &size) != 0 &&
+               ::SetFileSecurityW(m_path.c_str(), DACL_SECURITY_INFORMATION, descriptor) != 0 &&
                ::SetFileAttributesW(m_path.c_str(), attributes) != 0;
     }
 
@@ -214,7 +207,7 @@ ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write
         AgentLogger().WriteLine("\"%ws\" stays as it was: the new file would be incomplete.", m_path);
         return Outcome::Failed;
     }
-    if (!file.Flush() || (!before.IsAbsent() && !file.TakeRightsOf(m_path, before.Attributes())))
+    if (!before.IsAbsent() && !file.TakeRightsOf(m_path, before.Attributes()))
     {
         LogUnchanged(m_path, "completing the new file", ::GetLastError());
         return Outcome::Failed;

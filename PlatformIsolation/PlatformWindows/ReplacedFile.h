@@ -26,7 +26,8 @@ public:
         /// mark of UTF-16, so that the profile functions keep it in UTF-16.
         ProfileCopy
     };
-    /// Writes the whole file at a path, terminated. May be called again. @return false when it is incomplete
+    /// Writes the whole file at a path, terminated, and brings it to the disk. May be called again.
+    /// @return false when it is incomplete
     using Write = std::function<bool(const wchar_t* path)>;
 
     explicit ReplacedFile(const ResourceLocationWide& path) : m_path(path.View()) {}

@@ -26,7 +26,7 @@ void RecordModuleHandle(HMODULE module)
     programModule = module;
 }
 
-ResourceLocation InCodePage(const ResourceLocation& location, std::wstring_view path)
+ResourceLocation InCodePage(ResourceLocation location, std::wstring_view path)
 {
     if (WideFromNarrow(location.View()) == path)
         return location;
@@ -57,7 +57,7 @@ BasicResourceLocation<CharType> ModuleFileLocation()
         if (length < size)
         {
             if constexpr (std::is_same_v<CharType, char>)
-                return InCodePage(location, ModuleFileLocation<wchar_t>().View());
+                return InCodePage(std::move(location), ModuleFileLocation<wchar_t>().View());
             else
                 return location;
         }

@@ -102,7 +102,7 @@ using ResourceLocationWide = BasicResourceLocation<wchar_t>;
 /// The location when the code page can hold the path: converted back it is the same, and not a folder of a similar
 /// name. Else the path's short name, where there is one, or an empty location after the report "fitsCodePage" to the
 /// "ODS" logger.
-ResourceLocation InCodePage(const ResourceLocation& location, std::wstring_view path);
+ResourceLocation InCodePage(ResourceLocation location, std::wstring_view path);
 
 /// Records the program's own module; called once, at the start of the process. Null stands for the process image.
 void RecordModuleHandle(HMODULE module);

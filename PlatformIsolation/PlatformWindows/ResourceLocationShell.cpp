@@ -59,7 +59,7 @@ ResourceLocation GetLocationByPIDL(LPITEMIDLIST list)
         {
             wchar_t path[MAX_PATH]{};
             ::SHGetPathFromIDListW(owned.get(), path);
-            return InCodePage(path_holder, path);
+            return InCodePage(std::move(path_holder), path);
         }
         if (!Checked(
                 DebugConsoleLogger, CheckBoolean, holder_size < PRACTICAL_SIZE_LIMIT,
@@ -84,7 +84,7 @@ ResourceLocation LocationOfTemporaryRootFolder()
         {
             wchar_t path[MAX_PATH + 1]{};
             ::GetTempPathW(static_cast<DWORD>(std::size(path)), path);
-            return InCodePage(path_holder, path);
+            return InCodePage(std::move(path_holder), path);
         }
     }
 }

@@ -16,8 +16,7 @@ bool BeginsWithByteOrderMark(HANDLE file)
 {
     char mark[2]{};
     DWORD count = 0;
-    return ::SetFilePointer(file, 0, nullptr, FILE_BEGIN) == 0 &&
-           ::ReadFile(file, mark, sizeof(mark), &count, nullptr) != 0 && std::string_view(mark, count) == "\xFF\xFE";
+    return ::ReadFile(file, mark, sizeof(mark), &count, nullptr) != 0 && std::string_view(mark, count) == "\xFF\xFE";
 }
 
 OwnedHandle Open(const wchar_t* path, DWORD access)
@@ -26,8 +25,8 @@ OwnedHandle Open(const wchar_t* path, DWORD access)
         path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-/// The profile functions do not tell when a full disk cuts the file. A section of our own becomes its end; when it is
-/// there the file is whole, and it is taken off again.
+/// Whether the whole file is on the disk. The profile functions do not tell when a full one cuts it. A section of our
+/// own becomes its end; when it is there the file is whole, and it is taken off again.
 bool IsWhole(const wchar_t* path)
 {
     constexpr std::string_view end = "[" VENDOR_PROGRAM "-EndOfFile]\r\nend=1\r\n";
@@ -49,7 +48,7 @@ bool IsWhole(const wchar_t* path)
     const LONG length = zeros == 0 ? size / 2 : size;
     return last.ends_with(end) &&
            ::SetFilePointer(file.get(), -length, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
-           ::SetEndOfFile(file.get()) != 0;
+           ::SetEndOfFile(file.get()) != 0 && ::FlushFileBuffers(file.get()) != 0;
 }
 
 } // namespace

@@ -90,7 +90,7 @@ void PresetFromDeviceXml(StoredValues& values)
         return;
     XmlForbidDocumentType(document);
     XmlLoadFile(document, path.Text());
-    const XmlNode device = XmlFirstOf(document.Get(), L"/devicelist/device");
+    const XmlNode device = XmlSelectFirst(document.Get(), L"/devicelist/device");
     if (!device)
         return;
     for (const StoredValue& row : storedValues)

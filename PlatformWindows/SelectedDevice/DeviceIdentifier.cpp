@@ -39,10 +39,11 @@ public:
     }
     bool HasKey(std::wstring_view key) const
     {
-        return BeginsWith(m_text.substr(m_field), key);
+        // Few fields have the first letter of a key.
+        return AtField() && UpperAscii(m_text[m_field]) == key[0] && BeginsWith(m_text.substr(m_field), key);
     } // no key contains a semicolon
 
-    bool FirstValue() { return StartValueBehind(m_text.find(L':', m_field)); }
+    bool FirstValue() { return StartValueBehind(Find(L':', m_field)); }
     bool NextValue()
     {
         // A comma never ends a field, so that the field's end need not be searched.
@@ -55,10 +56,21 @@ public:
     bool ValueBeginsWith(std::wstring_view start) const { return BeginsWith(m_text.substr(m_value), start); }
 
 private:
+    // Not by the text's own find, which calls the C library for each field.
+    std::size_t Find(wchar_t delimiter, std::size_t from) const
+    {
+        return PositionOf(std::find(From(from), m_text.end(), delimiter));
+    }
+    using Position = std::wstring_view::const_iterator;
+    Position From(std::size_t at) const { return m_text.begin() + static_cast<std::ptrdiff_t>(at); }
+    std::size_t PositionOf(Position found) const
+    {
+        return found == m_text.end() ? none : static_cast<std::size_t>(found - m_text.begin());
+    }
     std::size_t FieldEnd() // searched at most once per field, on request
     {
         if (m_fieldEnd == m_field)
-            m_fieldEnd = m_text.find(L';', m_field);
+            m_fieldEnd = Find(L';', m_field);
         return m_fieldEnd;
     }
     bool StartValueBehind(std::size_t separator)
@@ -66,10 +78,8 @@ private:
         if (separator == none || separator + 1 == m_text.size())
             return false;
         m_value = separator + 1;
-        m_valueEnd = m_value;
-        while (m_valueEnd < m_text.size() && m_text[m_valueEnd] != L',' && m_text[m_valueEnd] != L';')
-            ++m_valueEnd;
-        m_valueEnd = m_valueEnd == m_text.size() ? none : m_valueEnd;
+        const auto isEnd = [](wchar_t c) { return c == L',' || c == L';'; };
+        m_valueEnd = PositionOf(std::find_if(From(m_value), m_text.end(), isEnd));
         return true;
     }
 

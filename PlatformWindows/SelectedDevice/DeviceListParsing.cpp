@@ -97,7 +97,7 @@ bool ParseDeviceList(const wchar_t* deviceListXml, XmlParsedDeviceList& device)
 
     for (const ListElement& row : listElements)
     {
-        const XmlElement element = XmlSelectElement(document.Get(), row.query);
+        const XmlNode element = XmlSelectFirst(document.Get(), row.query);
         const bool found(element);
         if (row.absent == Absent::Fails && !Checked(AgentLogger, CheckBoolean, found, row.expression, 1))
             return false;

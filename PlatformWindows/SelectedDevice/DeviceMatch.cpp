@@ -33,7 +33,7 @@ bool HasConfiguredIds(const AgentOptions& options, const XmlDocument& document, 
         const wchar_t* const wanted = (options.*configured)();
         if (wanted == nullptr)
             return false;
-        const XmlElement element = XmlSelectElement(document.Get(), query);
+        const XmlNode element = XmlSelectFirst(document.Get(), query);
         if (!Checked(AgentLogger, CheckBoolean, bool(element), expression, 0, place))
             return false;
         // An unreadable id counts as 0 on either side.
@@ -53,11 +53,11 @@ try
         return false;
     if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
         return false;
-    const XmlElement deviceIdElement = XmlSelectElement(document.Get(), L"//deviceid");
+    const XmlNode deviceIdElement = XmlSelectFirst(document.Get(), L"//deviceid");
     if (!Checked(AgentLogger, CheckBoolean, bool(deviceIdElement), "deviceIdElement", 1))
         return false;
     const _bstr_t deviceId = XmlText(deviceIdElement.Get());
-    const XmlElement ioTypeElement = XmlSelectElement(document.Get(), L"//iotype");
+    const XmlNode ioTypeElement = XmlSelectFirst(document.Get(), L"//iotype");
     if (!Checked(AgentLogger, CheckBoolean, bool(ioTypeElement), "ioTypeElement", 1))
         return false;
     const bool isNetwork = XmlText(ioTypeElement.Get()).View() == networkIoType;

@@ -110,18 +110,20 @@ OwnedHandle OpenOwnFolder(const std::wstring& path)
     return nullptr;
 }
 
-/// The document model does not tell when a full disk cuts the file. It is whole when its last tag is there.
+/// Whether the whole file is on the disk. The document model does not tell when a full one cuts it. It is whole when
+/// its last tag is there.
 bool IsWhole(const wchar_t* path)
 {
     const OwnedHandle file = Own(::CreateFileW(
-        path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-        nullptr));
+        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+        FILE_ATTRIBUTE_NORMAL, nullptr));
     wchar_t last[32]{};
     DWORD count = 0;
     return file != nullptr &&
            ::SetFilePointer(file.get(), -LONG{sizeof(last)}, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
            ::ReadFile(file.get(), last, sizeof(last), &count, nullptr) != 0 &&
-           std::wstring_view(last, std::size(last)).find(L"</devicelist>") != std::wstring_view::npos;
+           std::wstring_view(last, std::size(last)).find(L"</devicelist>") != std::wstring_view::npos &&
+           ::FlushFileBuffers(file.get()) != 0;
 }
 
 /// @throws XmlError when the file is not replaced

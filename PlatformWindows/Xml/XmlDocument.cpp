@@ -25,8 +25,6 @@ template <>
 const IID& interfaceId<IXMLDOMElement> = IID_IXMLDOMElement;
 template <>
 const IID& interfaceId<IXMLDOMNode> = IID_IXMLDOMNode;
-template <>
-const IID& interfaceId<IXMLDOMNodeList> = IID_IXMLDOMNodeList;
 
 // One call of the document model. Parameters are those of the member; an object's own interface may be a derived one.
 template <class Object, class Interface, class... Parameters>
@@ -181,32 +179,11 @@ void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child)
     Call(parent, &IXMLDOMNode::appendChild, child, attached.ReleaseAndGetAddressOf());
 }
 
-XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query)
-{
-    const XmlNode found = XmlSelectFirst(node, query);
-    XmlElement element;
-    if (found)
-        found.Get()->QueryInterface(IID_IXMLDOMElement, reinterpret_cast<void**>(element.ReleaseAndGetAddressOf()));
-    return element;
-}
-
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query)
 {
     XmlNode found;
     Call(node, &IXMLDOMNode::selectSingleNode, query.Get(), found.ReleaseAndGetAddressOf());
     return found;
-}
-
-XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query)
-{
-    XmlNodeList list;
-    Call(node, &IXMLDOMNode::selectNodes, query.Get(), list.ReleaseAndGetAddressOf());
-    LONG length = 0;
-    Call(list.Get(), &IXMLDOMNodeList::get_length, &length);
-    XmlNode first;
-    if (length > 0)
-        Call(list.Get(), &IXMLDOMNodeList::get_item, 0, first.ReleaseAndGetAddressOf());
-    return first;
 }
 
 _bstr_t XmlText(IXMLDOMNode* node)

@@ -15,7 +15,6 @@ namespace scankelv
 using XmlDocument = Microsoft::WRL::ComPtr<IXMLDOMDocument>;
 using XmlElement = Microsoft::WRL::ComPtr<IXMLDOMElement>;
 using XmlNode = Microsoft::WRL::ComPtr<IXMLDOMNode>;
-using XmlNodeList = Microsoft::WRL::ComPtr<IXMLDOMNodeList>;
 
 /// Creates a document of class DOMDocument; the handle stays empty on failure. With a local or remote server in the
 /// context the object is created for IUnknown, started, and then asked for the document interface.
@@ -46,11 +45,8 @@ XmlElement XmlCreateElement(const XmlDocument& document, const _bstr_t& name);
 void XmlSetAttribute(const XmlElement& element, const _bstr_t& name, const _bstr_t& value);
 void XmlAppend(IXMLDOMNode* parent, IXMLDOMNode* child);
 
-/// The first node that the XPath query finds, as an element; empty when none is found or it is no element.
-XmlElement XmlSelectElement(IXMLDOMNode* node, const _bstr_t& query);
+/// The first node that the XPath query finds, or an empty handle.
 XmlNode XmlSelectFirst(IXMLDOMNode* node, const _bstr_t& query);
-/// The first of all nodes that the query finds, or an empty handle.
-XmlNode XmlFirstOf(IXMLDOMNode* node, const _bstr_t& query);
 _bstr_t XmlText(IXMLDOMNode* node);
 
 /// Element `name` with one text node, the empty text included, appended to `parent`. U+FFFD replaces each character

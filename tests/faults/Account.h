@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <utility>
 #include <windows.h>
 
 namespace faults
@@ -18,9 +19,10 @@ inline unsigned faultAt = 0;        ///< FAULT_AT: number of the call, counted f
 inline std::string_view action;     ///< FAULT_ACTION: fail, lasting (all behind it too), throw, end (of the process)
 inline DWORD error = ERROR_SUCCESS; ///< FAULT_ERROR: what a failed call tells
 inline std::atomic<unsigned> calls = 0; ///< so far
-constexpr unsigned reportSize = 1U << 20;
+inline unsigned reportSize = 0;
 inline char* report = nullptr; ///< FAULT_REPORT: a file of zeros, mapped, so that it stays when the process is killed
 inline std::atomic<unsigned> reported = 0;
+inline bool isTimed = false; ///< FAULT_TIMES: what each call takes is reported too
 
 [[gnu::format(gnu_printf, 1, 2)]] inline void Say(const char* format, ...)
 {
@@ -49,6 +51,34 @@ inline bool IsMet(const char* name, bool writes = false)
         ::TerminateProcess(::GetCurrentProcess(), 9);
     return true;
 }
+
+/// Reports how long a call takes, in ticks of the performance counter, without the calls that are made inside it.
+class Timer
+{
+public:
+    explicit Timer(const char* name) : m_name(name) {}
+    ~Timer()
+    {
+        const LONGLONG whole = Now() - m_begin;
+        if (isTimed)
+            Say("took %lld %s\n", whole - std::exchange(inside, m_before + whole), m_name);
+    }
+    Timer(const Timer&) = delete;
+    Timer& operator=(const Timer&) = delete;
+
+    static LONGLONG Now()
+    {
+        LARGE_INTEGER now{};
+        ::QueryPerformanceCounter(&now);
+        return now.QuadPart;
+    }
+
+private:
+    static inline LONGLONG inside = 0; ///< taken by calls inside the present one
+    const char* m_name;
+    LONGLONG m_before = std::exchange(inside, 0);
+    LONGLONG m_begin = Now();
+};
 
 /// What was given to the agent and is not given back yet.
 struct Held
@@ -81,8 +111,11 @@ inline void TakeBack(const void* what, const char* by)
 {
     Exchange(what, {nullptr, by, calls});
 }
+inline const LONGLONG beginning = Timer::Now();
 inline void ReportHeld()
 {
+    if (isTimed)
+        Say("ran %lld\n", Timer::Now() - beginning);
     for (const Held& one : held)
         if (one.what != nullptr)
             Say("held: %p of %s, call %u\n", one.what, one.from, one.call);

@@ -54,6 +54,7 @@ constexpr auto entersApartment = [](const char* name, HRESULT* result, auto...) 
 };
 constexpr auto leavesApartment = [](const char* name, auto*) { TakeBack(&calls, name); };
 constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s", text); };
+constexpr auto asks = [](const char* name, auto*, auto...) { Say("asked %s\n", name); };
 constexpr auto ends = [](const char*, auto*, UINT exitCode) {
     Say("ends with %u\n", exitCode);
     __gcov_dump();
@@ -98,11 +99,15 @@ Returned Run(Parameters... parameters)
         }
     Row::effect(
         Row::name, static_cast<std::conditional_t<std::is_void_v<Returned>, int, Returned>*>(nullptr), parameters...);
+    const auto call = [&] {
+        const Timer timer(Row::name);
+        return Row::original(parameters...);
+    };
     if constexpr (std::is_void_v<Returned>)
-        Row::original(parameters...);
+        call();
     else
     {
-        Returned result = Row::original(parameters...);
+        Returned result = call();
         const DWORD last = ::GetLastError();
         Row::effect(Row::name, &result, parameters...);
         ::SetLastError(last);
@@ -126,7 +131,9 @@ HOOK(HookC, __cdecl)
 #define SYMBOL ""
 #define TARGET "(%rip)"
 #endif
+// clang-format on
 } // namespace
+  // clang-format off
 
 // One row for each function: how a failure is told, what else it does. The agent's objects know it by a pointer,
 // Fault_X, or call it directly, as Direct_X.
@@ -168,7 +175,7 @@ WRITE(WritePrivateProfileStringW, 0, nothing)
 INSTEAD(CreateFileMappingW, true, CreateMappingOfLogon, gives) CALL(MapViewOfFile, nullptr, gives) PASS(UnmapViewOfFile, takes)
 CALL(LoadLibraryA, nullptr, gives) CALL(LoadLibraryW, nullptr, gives) CALL(GetProcAddress, nullptr, givesFunction)
 PASS(FreeLibrary, takes) CALL(SetDllDirectoryW, 0, nothing) CALL(FormatMessageA, 0, nothing) CALL(MultiByteToWideChar, 0, nothing)
-CALL(WideCharToMultiByte, 0, nothing) PASS(OutputDebugStringA, tells) PASS(ExitProcess, ends)
+CALL(WideCharToMultiByte, 0, nothing) PASS(OutputDebugStringA, tells) PASS(GetLocalTime, asks) PASS(ExitProcess, ends)
 CALL(LocalAlloc, nullptr, gives) PASS(LocalFree, takes) CALL(CoInitializeEx, RESULT, entersApartment)
 PASS(CoUninitialize, leavesApartment) CALL(CoCreateInstance, RESULT, givesObject) CALL(OleRun, RESULT, nothing)
 INSTEAD(SysAllocStringLen, true, AllocateString, gives) INSTEAD(SysFreeString, false, ReleaseString, takes)
@@ -210,8 +217,11 @@ LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false,
             error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR")));
             const HANDLE file = ::CreateFileA(
                 text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
-            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, reportSize, nullptr);
-            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, reportSize));
+            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+            reportSize = ::GetFileSize(file, nullptr);
+            isTimed = std::string_view(text("FAULT_TIMES")) == "1";
+            isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
             // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
             // code 3.
             ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {

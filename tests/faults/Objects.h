@@ -63,6 +63,12 @@ struct Method<Member>
         return std::ranges::find(originals, table, &std::pair<void**, Function*>::first);
     }
 
+    static Returned Original(Function* original, Interface* object, Parameters... parameters)
+    {
+        const Timer timer(name.data());
+        return original(object, parameters...);
+    }
+
     static Returned WINAPI Call(Interface* object, Parameters... parameters)
     {
         Function* const original = OriginalOf(*reinterpret_cast<void***>(object))->second;
@@ -71,12 +77,12 @@ struct Method<Member>
         if constexpr (std::is_same_v<Returned, ULONG>) // AddRef and Release
         {
             name.ends_with("Release") ? TakeBack(object, name.data()) : Give(object, name.data());
-            return original(object, parameters...);
+            return Original(original, object, parameters...);
         }
         else
         {
             const bool failed = IsMet(name.data(), name.ends_with("save"));
-            const HRESULT result = failed ? HRESULT_FROM_WIN32(error) : original(object, parameters...);
+            const HRESULT result = failed ? HRESULT_FROM_WIN32(error) : Original(original, object, parameters...);
             if constexpr ((std::is_same_v<Parameters, void**> || ...)) // QueryInterface
                 SUCCEEDED(result) ? [](REFIID id, void** out) { WatchAs(id, *out, "query"); }(parameters...) : void();
             else
@@ -117,8 +123,7 @@ void Watch(Interface* object, const char* from)
         Method<&interface::method>::ReplaceIn(table, #interface "::" #method);
     METHOD(IUnknown, AddRef) METHOD(IUnknown, Release)
     METHOD(IXMLDOMNode, get_xml) METHOD(IXMLDOMNode, get_text) METHOD(IXMLDOMNode, appendChild)
-    METHOD(IXMLDOMNode, selectSingleNode) METHOD(IXMLDOMNode, selectNodes)
-    METHOD(IXMLDOMNodeList, get_length) METHOD(IXMLDOMNodeList, get_item)
+    METHOD(IXMLDOMNode, selectSingleNode)
     METHOD(IXMLDOMElement, setAttribute)
     METHOD(IXMLDOMDocument, put_async) METHOD(IXMLDOMDocument, put_resolveExternals)
     METHOD(IXMLDOMDocument, put_validateOnParse) METHOD(IXMLDOMDocument, loadXML) METHOD(IXMLDOMDocument, load)

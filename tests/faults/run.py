@@ -75,9 +75,10 @@ class Machine:
             self.write(CONFIG, OLD_CONFIG)
             self.write(DEVICE, OLD_DEVICE)
 
-    def start(self, arguments, logon="", **fault):
-        (self.folder / ("report" + logon)).write_bytes(bytes(1 << 20))
-        for name, value in {"report": r"C:\faults\report" + logon, "logon": logon, "at": 0, "action": "", **fault}.items():
+    def start(self, arguments, logon="", size=1 << 20, **fault):
+        (self.folder / ("report" + logon)).write_bytes(bytes(size))
+        for name, value in {"report": r"C:\faults\report" + logon, "logon": logon, "at": 0, "action": "", "times": 0, "guard": 1,
+                            **fault}.items():
             self.ask("set", "FAULT_" + name.upper(), value)
         self.ask("start", r'"C:\faults\ScanKELV.exe" ' + arguments)
 
@@ -425,4 +426,5 @@ def main():
     return faults != 0
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())
