@@ -131,9 +131,7 @@ HOOK(HookC, __cdecl)
 #define SYMBOL ""
 #define TARGET "(%rip)"
 #endif
-// clang-format on
 } // namespace
-  // clang-format off
 
 // One row for each function: how a failure is told, what else it does. The agent's objects know it by a pointer,
 // Fault_X, or call it directly, as Direct_X.
@@ -189,50 +187,50 @@ INSTEAD(calloc, true, AllocateZeros, gives) DIRECT(calloc) INSTEAD(free, false, 
 LIBRARY(GetDeviceList_LCode, true, error, givesAt<4>) LIBRARY(GetDeviceInformation, true, error, givesAt<1>)
 LIBRARY(ShowPropertiesUI, true, error, givesAt<1>) LIBRARY(MergeDevicelistXML, true, 0, nothing)
 LIBRARY(QueryDeviceAddress, true, error, nothing) LIBRARY(FreeDeviceList, false, 0, takesText)
-    // clang-format on
+struct EndOfTable; // what stands above is one declaration to clang-format
+// clang-format on
 
-    namespace
+namespace
 {
 
-    void ReplaceFunction(FARPROC & function, std::string_view name)
-    {
-        const auto replace = [&]<class Row>(Row) {
-            using Plain = void (*)(); // functions of different types are not converted into each other directly
-            if (name != Row::name)
-                return;
-            Row::original = reinterpret_cast<decltype(Row::original)>(reinterpret_cast<Plain>(function));
-            function = reinterpret_cast<FARPROC>(reinterpret_cast<Plain>(HookOf<Row>(Row::original)));
-        };
-        replace(Row_GetDeviceList_LCode()), replace(Row_GetDeviceInformation()), replace(Row_ShowPropertiesUI());
-        replace(Row_MergeDevicelistXML()), replace(Row_QueryDeviceAddress()), replace(Row_FreeDeviceList());
-    }
+void ReplaceFunction(FARPROC& function, std::string_view name)
+{
+    const auto replace = [&]<class Row>(Row) {
+        using Plain = void (*)(); // functions of different types are not converted into each other directly
+        if (name != Row::name)
+            return;
+        Row::original = reinterpret_cast<decltype(Row::original)>(reinterpret_cast<Plain>(function));
+        function = reinterpret_cast<FARPROC>(reinterpret_cast<Plain>(HookOf<Row>(Row::original)));
+    };
+    replace(Row_GetDeviceList_LCode()), replace(Row_GetDeviceInformation()), replace(Row_ShowPropertiesUI());
+    replace(Row_MergeDevicelistXML()), replace(Row_QueryDeviceAddress()), replace(Row_FreeDeviceList());
+}
 
-    const struct Start
+const struct Start
+{
+    Start() // nothing is allocated here: operator new is below
     {
-        Start() // nothing is allocated here: operator new is below
-        {
-            const auto text = [](const char* name) { return std::getenv(name) == nullptr ? "" : std::getenv(name); };
-            faultAt = static_cast<unsigned>(std::atoi(text("FAULT_AT")));
-            action = text("FAULT_ACTION");
-            error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR")));
-            const HANDLE file = ::CreateFileA(
-                text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
-            const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
-            report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
-            reportSize = ::GetFileSize(file, nullptr);
-            isTimed = std::string_view(text("FAULT_TIMES")) == "1";
-            isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
-            // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
-            // code 3.
-            ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {
-                Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode,
-                    what->ExceptionRecord->ExceptionAddress);
-                return ::TerminateProcess(::GetCurrentProcess(), 77);
-            });
-            std::signal(SIGABRT, [](int) { Say("abort\n"), ::TerminateProcess(::GetCurrentProcess(), 78); });
-            std::atexit(&ReportHeld); // the first to be registered is the last to be called
-        }
-    } start __attribute__((init_priority(101)));
+        const auto text = [](const char* name) { return std::getenv(name) == nullptr ? "" : std::getenv(name); };
+        faultAt = static_cast<unsigned>(std::atoi(text("FAULT_AT")));
+        action = text("FAULT_ACTION");
+        error = static_cast<DWORD>(std::atoi(text("FAULT_ERROR")));
+        const HANDLE file =
+            ::CreateFileA(text("FAULT_REPORT"), GENERIC_READ | GENERIC_WRITE, 7, nullptr, OPEN_EXISTING, 0, nullptr);
+        const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
+        report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
+        reportSize = ::GetFileSize(file, nullptr);
+        isTimed = std::string_view(text("FAULT_TIMES")) == "1";
+        isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
+        // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
+        // code 3.
+        ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {
+            Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
+            return ::TerminateProcess(::GetCurrentProcess(), 77);
+        });
+        std::signal(SIGABRT, [](int) { Say("abort\n"), ::TerminateProcess(::GetCurrentProcess(), 78); });
+        std::atexit(&ReportHeld); // the first to be registered is the last to be called
+    }
+} start __attribute__((init_priority(101)));
 
 } // namespace
 
