@@ -14,13 +14,16 @@ HKEY Hive(const std::string& name)
     return name == "HKCU" ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
 }
 
-HANDLE Start(std::wstring commandLine)
+HANDLE Start(std::wstring commandLine, HANDLE job)
 {
     STARTUPINFOW startup{};
     PROCESS_INFORMATION process{};
     if (!::CreateProcessW(
-            nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+            nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED, nullptr, nullptr, &startup,
+            &process))
         std::cout << "error " << ::GetLastError() << "\n";
+    ::AssignProcessToJobObject(job, process.hProcess);
+    ::ResumeThread(process.hThread);
     ::CloseHandle(process.hThread);
     return process.hProcess;
 }
@@ -57,6 +60,7 @@ int main()
 {
     std::vector<HANDLE> processes;
     HANDLE heldFile = INVALID_HANDLE_VALUE;
+    HANDLE job = ::CreateJobObjectW(nullptr, nullptr); // of the programs and of what they start
     for (std::string line; std::getline(std::cin, line); std::cout << "." << std::endl)
     {
         std::vector<std::string> words;
@@ -76,11 +80,19 @@ int main()
         else if (command == "set") // NAME TEXT, of the environment
             ::SetEnvironmentVariableW(ToWide(words[1]).c_str(), ToWide(words[2]).c_str());
         else if (command == "start") // COMMAND
-            processes.push_back(Start(ToWide(words[1])));
+            processes.push_back(Start(ToWide(words[1]), job));
         else if (command == "finish") // MILLISECONDS NUMBER: of the first programs, which go on
+        {
             for (const ULONGLONG end = ::GetTickCount64() + std::stoul(words[1]);
                  processes.size() > std::stoul(words[2]); processes.pop_back())
                 Finish(processes.back(), end);
+            if (processes.empty()) // an updater whose agent was killed while it started it would wait for ever
+            {
+                ::TerminateJobObject(job, 9);
+                ::CloseHandle(job);
+                job = ::CreateJobObjectW(nullptr, nullptr);
+            }
+        }
         else if (command == "hold") // PATH: nobody else can open it, until another one is held
         {
             ::CloseHandle(heldFile);

@@ -405,11 +405,12 @@ def main():
     writes = {one: [call for call, (how, _) in enumerate(one.calls, 1) if how == "write"] for one in references.values()}
     if not options.all:
         chosen = list(in_contexts(references.values(), options.every))
-        for title, action, error in ("fails", "fail", 5), ("and all behind it fail", "lasting", 112):
-            faults += work(machines, "each call in its context " + title, itertools.chain.from_iterable(
-                Sweep(reference, calls, action=action, error=error) for reference, calls in chosen))
-        faults += work(machines, "the process ends before each write", itertools.chain.from_iterable(
-            Sweep(one, writes[one][::options.every], action="end", error=0) for one in (generic, online)))
+        for title, action, error, step in ("each call in its context fails", "fail", 5, 1), (
+                "every second one and all behind it fail", "lasting", 112, 2):
+            faults += work(machines, title, itertools.chain.from_iterable(
+                Sweep(reference, calls[::step], action=action, error=error) for reference, calls in chosen))
+        faults += work(machines, "the process ends before every second write", itertools.chain.from_iterable(
+            Sweep(one, writes[one][::2 * options.every], action="end", error=0) for one in (generic, online)))
         return faults != 0
     for (kind, used), one in references.items():
         for action, error, calls in (("fail", 5, None), ("lasting", 112, None), ("fail", 112, writes[one]),
