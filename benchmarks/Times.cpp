@@ -10,6 +10,7 @@
 #include "LoggerType.h"
 #include "TestSupport.h"
 
+#include <array>
 #include <chrono>
 #include <functional>
 #include <regex>
@@ -256,10 +257,9 @@ void AskLog()
         }
     };
     const auto silentLines = [&] { loop([&](int i) { silent.WriteLine("pidDWORD: %lu (0x%lx)", i, i); }); };
-    std::vector<double> nanoseconds;
-    for (int round = 0; round < usual; ++round)
-        nanoseconds.push_back(
-            (Microseconds(silentLines, 100) - Microseconds([&] { loop([](int) {}); }, 100)) / lines * 1000);
+    std::array<double, usual> nanoseconds;
+    for (double& one : nanoseconds)
+        one = (Microseconds(silentLines, 100) - Microseconds([&] { loop([](int) {}); }, 100)) / lines * 1000;
     std::ranges::sort(nanoseconds);
     std::printf(
         "a log line of a silent logger, above an empty loop: %.2f ns, %.2f to %.2f, goal 1 ns%s\n",
