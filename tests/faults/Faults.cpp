@@ -206,6 +206,12 @@ void ReplaceFunction(FARPROC& function, std::string_view name)
     replace(Row_MergeDevicelistXML()), replace(Row_QueryDeviceAddress()), replace(Row_FreeDeviceList());
 }
 
+LONG WINAPI OnCrash(EXCEPTION_POINTERS* what)
+{
+    Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
+    return ::TerminateProcess(::GetCurrentProcess(), 77);
+}
+
 const struct Start
 {
     Start() // nothing is allocated here: operator new is below
