@@ -229,10 +229,7 @@ const struct Start
         isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
         // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
         // code 3.
-        ::SetUnhandledExceptionFilter([](EXCEPTION_POINTERS* what) -> LONG {
-            Say("crash: %lx at %p\n", what->ExceptionRecord->ExceptionCode, what->ExceptionRecord->ExceptionAddress);
-            return ::TerminateProcess(::GetCurrentProcess(), 77);
-        });
+        ::SetUnhandledExceptionFilter(&OnCrash);
         std::signal(SIGABRT, [](int) { Say("abort\n"), ::TerminateProcess(::GetCurrentProcess(), 78); });
         std::atexit(&ReportHeld); // the first to be registered is the last to be called
     }
