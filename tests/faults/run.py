@@ -44,7 +44,8 @@ class Machine:
         (self.user / "Debug.ini").write_text("[Modules]\nAgent=3\nKELVClient=3\nKELVFindwellLibrary=3\n")
         self.process = subprocess.Popen(
             [*wine, build / "tests/faults/faults_Machine.exe"], env=environment, stdin=subprocess.PIPE, encoding="utf-8",
-            stdout=subprocess.PIPE, stderr=(self.folder / "errors").open("w"), restore_signals=False,  # writing above the limit is an error, and no signal
+            stdout=subprocess.PIPE, stderr=(self.folder / "errors").open("w"), cwd=self.folder,
+            restore_signals=False,  # writing above the limit is an error, and no signal
             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (longest_file, longest_file)))
 
     def ask(self, *words):
