@@ -122,20 +122,21 @@ def growth(machine):
 
 def apart(machine):
     """Where the time of a generic run goes; its own part has the counting in it, and the checks of this build."""
-    rounds, times, own = 11, {}, []
-    count(machine, "generic")
-    for _ in range(rounds):
-        report = machine.run(run.KINDS["generic"][0], size=1 << 22, times=1, guard=0)[1]
-        taken = Counter()
-        for ticks, name in re.findall(r"took (-?\d+) ([\w: ]+)$", report, re.M):
-            taken[name] += int(ticks) / 10_000  # the counter ticks ten million times a second
+    times, itself = {}, "the agent itself, at most"
+    for _ in range(11):
+        taken, inside, last = Counter(), [itself], 0
+        for ticks, name in re.findall(r"^(?:from|to) (\d+) ?(.*)", count(machine, "generic", guard=0)[1], re.M):
+            # Until this line the innermost call, or the agent, took the time: of ticks of a ten millionth of a second.
+            taken[inside[-1]] += (int(ticks) - last) / 10_000 if last else 0
+            last = int(ticks)
+            inside.append(name) if name else inside.pop()
         for name, one in taken.items():
             times.setdefault(name, []).append(one)
-        own.append(int(re.search(r"ran (\d+)", report)[1]) / 10_000 - taken.total())
+    own = times.pop(itself)
     dearest = sorted(times.items(), key=lambda item: -statistics.median(item[1]))
     rest = sum(statistics.median(all) for _, all in dearest[14:])
     print("\none generic run apart, milliseconds")
-    for name, all in [*dearest[:14], (f"{len(dearest) - 14} other functions", [rest]), ("the agent itself, at most", own)]:
+    for name, all in [*dearest[:14], (f"{len(dearest) - 14} other functions", [rest]), (itself, own)]:
         print(f"  {name:42}{statistics.median(all):7.2f}  {min(all):6.2f} to {max(all):6.2f}")
 
 

@@ -22,10 +22,10 @@ inline std::atomic<unsigned> calls = 0; ///< so far
 inline unsigned reportSize = 0;
 inline char* report = nullptr; ///< FAULT_REPORT: a file of zeros, mapped, so that it stays when the process is killed
 inline std::atomic<unsigned> reported = 0;
-inline bool isTimed = false; ///< FAULT_TIMES: what each call takes is reported too
 
 [[gnu::format(gnu_printf, 1, 2)]] inline void Say(const char* format, ...)
 {
+    const DWORD last = ::GetLastError();
     char line[1024];
     va_list values;
     va_start(values, format);
@@ -34,15 +34,14 @@ inline bool isTimed = false; ///< FAULT_TIMES: what each call takes is reported 
     const unsigned at = reported.fetch_add(length);
     if (report != nullptr && at < reportSize - length)
         std::memcpy(report + at, line, length);
+    ::SetLastError(last);
 }
 
 /// Counts a call. @return whether it is to fail
 inline bool IsMet(const char* name, bool writes = false)
 {
     const unsigned number = ++calls;
-    const DWORD last = ::GetLastError();
     Say("%s %s\n", writes ? "write" : "call", name);
-    ::SetLastError(last);
     if (faultAt == 0 || number < faultAt || (number > faultAt && action != "lasting"))
         return false;
     if (number == faultAt)
@@ -52,17 +51,11 @@ inline bool IsMet(const char* name, bool writes = false)
     return true;
 }
 
-/// Reports how long a call takes, in ticks of the performance counter, without the calls that are made inside it.
-class Timer
+/// Reports when a call begins and ends, in ticks of the performance counter; calls inside it are between both lines.
+struct Timer
 {
-public:
-    explicit Timer(const char* name) : m_name(name) {}
-    ~Timer()
-    {
-        const LONGLONG whole = Now() - m_begin;
-        if (isTimed)
-            Say("took %lld %s\n", whole - std::exchange(inside, m_before + whole), m_name);
-    }
+    explicit Timer(const char* name) { Say("from %lld %s\n", Now(), name); }
+    ~Timer() { Say("to %lld\n", Now()); }
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
@@ -72,12 +65,6 @@ public:
         ::QueryPerformanceCounter(&now);
         return now.QuadPart;
     }
-
-private:
-    static inline LONGLONG inside = 0; ///< taken by calls inside the present one
-    const char* m_name;
-    LONGLONG m_before = std::exchange(inside, 0);
-    LONGLONG m_begin = Now();
 };
 
 /// What was given to the agent and is not given back yet.
@@ -111,11 +98,8 @@ inline void TakeBack(const void* what, const char* by)
 {
     Exchange(what, {nullptr, by, calls});
 }
-inline const LONGLONG beginning = Timer::Now();
 inline void ReportHeld()
 {
-    if (isTimed)
-        Say("ran %lld\n", Timer::Now() - beginning);
     for (const Held& one : held)
         if (one.what != nullptr)
             Say("held: %p of %s, call %u\n", one.what, one.from, one.call);

@@ -53,7 +53,7 @@ constexpr auto entersApartment = [](const char* name, HRESULT* result, auto...) 
         Give(&calls, name);
 };
 constexpr auto leavesApartment = [](const char* name, auto*) { TakeBack(&calls, name); };
-constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s", text); };
+constexpr auto tells = [](const char*, auto*, const char* text) { Say("told %s\n", text); };
 constexpr auto asks = [](const char* name, auto*, auto...) { Say("asked %s\n", name); };
 constexpr auto ends = [](const char*, auto*, UINT exitCode) {
     Say("ends with %u\n", exitCode);
@@ -225,7 +225,6 @@ const struct Start
         const HANDLE mapping = ::CreateFileMappingA(file, nullptr, PAGE_READWRITE, 0, 0, nullptr);
         report = static_cast<char*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
         reportSize = ::GetFileSize(file, nullptr);
-        isTimed = std::string_view(text("FAULT_TIMES")) == "1";
         isGuarded = std::string_view(text("FAULT_GUARD")) != "0";
         // A crash must not start the debugger, and an assertion's end must not look like the agent's own exit
         // code 3.
