@@ -177,7 +177,7 @@ class Sweep:
     """One round for each call, which fails there, until a round meets none."""
 
     def __init__(self, reference, calls=None, **fault):
-        self.reference, self.fault, self.calls, self.is_over = reference, fault, calls, False
+        self.reference, self.fault, self.calls, self.is_over, self.survived = reference, fault, calls, False, []
 
     def __iter__(self):
         calls = itertools.count(1) if self.calls is None else self.calls
@@ -190,6 +190,8 @@ class Sweep:
         if "\nmet " not in report:
             self.is_over = True
             return
+        if code == reference.code:
+            self.survived.append(call)
         faults, state = [], machine.state()
         if action != "end":
             faults += reference.judge(code, report, settled(state))
@@ -413,10 +415,10 @@ def main():
             Sweep(one, writes[one][::2 * options.every], action="end", error=0) for one in (generic, online)))
         return faults != 0
     for (kind, used), one in references.items():
-        for action, error, calls in (("fail", 5, None), ("lasting", 112, None), ("fail", 112, writes[one]),
-                                     ("lasting", 5, writes[one]), ("end", 0, writes[one])):
-            faults += work(machines, f"{kind}{', used' * used}: {action}, error {error}", Sweep(
-                one, calls, action=action, error=error))
+        alone = Sweep(one, action="fail", error=5)
+        others = (alone.survived, "lasting", 112), (writes[one], "fail", 112), (writes[one], "lasting", 5), (writes[one], "end", 0)
+        for sweep in alone, *(Sweep(one, calls, action=action, error=error) for calls, action, error in others):
+            faults += work(machines, f"{kind}{', used' * used}: {sweep.fault}", sweep)
     again = lambda number, round, *arguments: [functools.partial(round, *arguments)] * number
     faults += work(machines, "killed at random moments", kills(generic, 500, 200))
     faults += work(machines, "two logons", again(200, two_logons, generic, online))
