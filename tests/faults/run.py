@@ -78,7 +78,8 @@ class Machine:
 
     def start(self, arguments, logon="", size=1 << 20, **fault):
         (self.folder / ("report" + logon)).write_bytes(bytes(size))
-        for name, value in {"report": r"C:\faults\report" + logon, "logon": logon, "at": 0, "action": "", "guard": 1, **fault}.items():
+        fault = {"report": r"C:\faults\report" + logon, "logon": logon, "at": 0, "action": "", "guard": 1, **fault}
+        for name, value in fault.items():
             self.ask("set", "FAULT_" + name.upper(), value)
         self.ask("start", r'"C:\faults\ScanKELV.exe" ' + arguments)
 
