@@ -19,7 +19,7 @@ if(WIN32)
 endif()
 
 # Other checks make another command: Ninja runs it again.
-set(checks .clang-tidy tests/.clang-tidy)
+set(checks ${CMAKE_SOURCE_DIR}/.clang-tidy ${CMAKE_SOURCE_DIR}/tests/.clang-tidy)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${checks})
 foreach(file IN LISTS checks)
   file(SHA1 ${file} hash)

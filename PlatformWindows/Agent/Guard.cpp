@@ -47,7 +47,7 @@ std::optional<Request> ReadRequest(std::wstring_view line)
         const std::wstring number(line.substr(0, line.find_first_of(blanks)));
         if (number.empty() || number.size() > 5 || number.find_first_not_of(L"0123456789") != number.npos)
             return {};
-        request.seconds = std::stoul(number);
+        request.seconds = std::wcstoul(number.c_str(), nullptr, 10);
         line.remove_prefix(number.size());
         skipBlanks();
     }
