@@ -27,11 +27,11 @@ XmlDocument XmlCreateDocumentInitialisingCom();
 /// "createInstanceResult" or "putAsyncResult" with the caller's location. @return false then
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place = {});
 
-/// Before a load: by default the document model validates, and fetches what a text names outside itself. A failure is
-/// reported to the "Agent" logger as "resolveExternalsResult" or "validateOnParseResult" with the caller's location.
-/// @return whether the document may be loaded
+/// To be called before a load: by default the document model validates a text, and fetches what it names outside
+/// itself. A failure is reported to the "Agent" logger as "resolveExternalsResult" or "validateOnParseResult" with the
+/// caller's location. @return whether the document may be loaded
 bool XmlForbidExternals(const XmlDocument& document, PlaceHere place = {});
-/// From now on a text with a document type does not load, where the document model can refuse one.
+/// Makes the load of a text with a document type fail, if the document model can do that.
 void XmlForbidDocumentType(const XmlDocument& document);
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path);
