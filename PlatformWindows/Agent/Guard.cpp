@@ -2,6 +2,7 @@
 #include "CodePage.h"
 #include "InstanceObject.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -2,6 +2,7 @@
 
 #include "AsciiCase.h"
 
+#include <algorithm>
 #include <span>
 
 namespace scankelv
