@@ -133,6 +133,12 @@ bool XmlLoadText(const XmlDocument& document, const _bstr_t& text)
     return Load(document, &IXMLDOMDocument::loadXML, text.Get());
 }
 
+bool XmlOpenText(XmlDocument& document, const wchar_t* text, PlaceHere place)
+{
+    return XmlOpenDocument(document, place) && XmlForbidExternals(document, place) &&
+           Checked(AgentLogger, CheckBoolean, XmlLoadText(document, text), "loadXmlResult", 1, place);
+}
+
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path)
 {
     return Load(document, &IXMLDOMDocument::load, TextVariant(path));

@@ -34,6 +34,9 @@ bool XmlForbidExternals(const XmlDocument& document, PlaceHere place = {});
 /// Makes the load of a text with a document type fail, if the document model can do that.
 void XmlForbidDocumentType(const XmlDocument& document);
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
+/// Opens a document, forbids externals and loads a text, which is terminated. A text that does not load is reported in
+/// the same way, as "loadXmlResult". @return false after a report
+bool XmlOpenText(XmlDocument& document, const wchar_t* text, PlaceHere place = {});
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path);
 /// @throws XmlError
 void XmlSave(const XmlDocument& document, const _bstr_t& path);
