@@ -39,7 +39,7 @@ bool IsWhole(const wchar_t* path)
         return false;
     last.resize(count);
     const auto zeros = std::erase(last, '\0');
-    const LONG length = zeros == 0 ? size / 2 : size;
+    const LONG length = zeros == end.size() ? size : size / 2;
     return last.ends_with(end) &&
            ::SetFilePointer(file.get(), -length, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
            ::SetEndOfFile(file.get()) != 0 && ::FlushFileBuffers(file.get()) != 0;

@@ -1,8 +1,8 @@
 // The guard: runs a command, such as an installer, while no agent runs.
+#include "AsciiCase.h"
 #include "CodePage.h"
 #include "InstanceObject.h"
 
-#include <algorithm>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,7 +43,7 @@ std::optional<Request> ReadRequest(std::wstring_view line)
     const auto skipBlanks = [&] { line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size())); };
     Request request;
     skipBlanks();
-    if (::_wcsnicmp(line.data(), option.data(), option.size()) == 0)
+    if (EqualsIgnoringAsciiCase(line.substr(0, option.size()), option))
     {
         line.remove_prefix(option.size());
         skipBlanks();
