@@ -3,8 +3,7 @@ enable_language(RC)
 # version_resource(TARGET ORIGINAL_NAME): adds the manifest and the version resource, with the vendor's version and texts,
 # to a program.
 function(version_resource target original_name)
-  set(VERSION_ORIGINAL_NAME ${original_name})
-  cmake_path(GET original_name STEM VERSION_INTERNAL_NAME)
+  cmake_path(GET original_name STEM internal_name)
   foreach(text VENDOR_COMPANY VENDOR_PRODUCT VENDOR_DESCRIPTION VENDOR_COPYRIGHT)
     string(REPLACE "\\" "\\\\" ${text} "${${text}}")
     string(REPLACE "\"" "\"\"" ${text} "${${text}}")
