@@ -78,8 +78,7 @@ void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
     const ResourceLocationWide path = WiaConfigLocationWide();
     if (path.View().empty())
         AgentLogger().WriteLine("WIA storage invalid");
-    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // otherwise the file would be made
-                                                                                // without a key
+    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // otherwise an empty file
         WriteWiaStorage(path, patch);
 }
 

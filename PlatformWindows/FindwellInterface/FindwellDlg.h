@@ -46,8 +46,8 @@ using GetDeviceInformationFunction =
 using ShowPropertiesUIFunction = std::uint32_t(const wchar_t* filterText, wchar_t** listText, std::uint32_t zero);
 /// Merges the filter's devices into the library's own list. Returns 0 for failure.
 using MergeDevicelistXMLFunction = std::uint32_t(const wchar_t* filterText);
-/// Asks for the device's present addresses. It gets the stored ones, at most 256 characters, "0" for one that is not
-/// stored. When it returns 0, the callback is called exactly once, then or later.
+/// Asks for the device's present addresses. Given are the stored ones, at most 256 characters, or "0". When it returns
+/// 0, the callback is called exactly once, then or later.
 using QueryDeviceAddressFunction = std::uint32_t(
     const wchar_t* address, const wchar_t* macAddress, QueryDeviceAddressCallbackFunction* callback,
     const wchar_t* productName, const wchar_t* vendorName);
