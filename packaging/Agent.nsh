@@ -1,5 +1,6 @@
 ; The agent in a set-up made by NSIS 3, for your own script. Define PROGRAMS, the folder with the programs at build time.
-; A failed step leaves the installed files as they were, and the exit code 2.
+; A failed step ends the set-up with exit code 2. The installed files are then as they were, unless it was a move, the
+; last step: then some are new.
 !include LogicLib.nsh
 !include FileFunc.nsh
 
@@ -9,7 +10,7 @@
   Abort "${TEXT}"
 !macroend
 
-; Whether all files can be written; one of a running agent cannot.
+; Stops unless all files can be written: that of a running program cannot.
 !macro AgentStopIfInUse
   !insertmacro AgentTryToWrite "@VENDOR_PROGRAM@.exe"
   !insertmacro AgentTryToWrite "@VENDOR_LIBRARY@.dll"
@@ -61,6 +62,9 @@
   !insertmacro AgentMove "@VENDOR_PROGRAM@.exe"
   !insertmacro AgentMove "@VENDOR_LIBRARY@.dll"
   !insertmacro AgentMove "@VENDOR_UPDATER@.exe"
+  ${If} ${Errors}
+    !insertmacro AgentStop "The files in $INSTDIR cannot be replaced."
+  ${EndIf}
   RMDir "$INSTDIR\new"
   ${IfNot} ${FileExists} "$INSTDIR\@VENDOR_PROGRAM@.ini"
   ${AndIf} ${FileExists} "$EXEDIR\@VENDOR_PROGRAM@.ini"

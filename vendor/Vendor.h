@@ -19,7 +19,7 @@ inline constexpr const wchar_t* dialogStyle = L"KELV.cjstyles";
 // Families of older models that scan without announcing it: upper-case names, each ending in the word "SERIES".
 // A vendor without any writes std::array<std::wstring_view, 0> (<array>).
 
-inline constexpr std::wstring_view LegacyNetworkModels[] = {
+inline constexpr std::wstring_view legacyNetworkModels[] = {
     L"TARN 110 SERIES",      L"TARN 120 SERIES",     L"TARN 240 SERIES",     L"TARN 260 SERIES",
     L"RILL M15 SERIES",      L"RILL M20 SERIES",     L"RILL M35 SERIES",     L"WEIR C30 SERIES",
     L"WEIR C40 SERIES",      L"WEIR C50 SERIES",     L"WEIR C60 SERIES",     L"BECKSIDE 200 SERIES",
@@ -29,7 +29,7 @@ inline constexpr std::wstring_view LegacyNetworkModels[] = {
     L"LOCHEN X24 SERIES",    L"CASCADA N300 SERIES", L"CASCADA N320 SERIES", L"CASCADA N500 SERIES",
 };
 
-inline constexpr std::wstring_view LegacyLocalModels[] = {
+inline constexpr std::wstring_view legacyLocalModels[] = {
     L"TARN 110 SERIES",      L"TARN 120 SERIES",     L"TARN 240 SERIES",     L"TARN 260 SERIES",
     L"RILL M15 SERIES",      L"RILL M20 SERIES",     L"RILL M35 SERIES",     L"WEIR C30 SERIES",
     L"WEIR C40 SERIES",      L"WEIR C50 SERIES",     L"WEIR C60 SERIES",     L"BECKSIDE 200 SERIES",

@@ -14,13 +14,14 @@ ResourceLocation TwainStoragePath(const wchar_t* productName)
     const std::wstring_view name = productName;
     const std::string narrow = NarrowFromWide(name);
     const std::wstring back = WideFromNarrow(narrow);
-    // A conversion that failed leaves characters out: that would be the key of another product.
+    // A failed conversion leaves characters out, which would give the key of another product. A surrogate pair becomes
+    // one default character, or two.
     const auto pairs = std::ranges::count_if(name, [](wchar_t c) { return IS_LOW_SURROGATE(c); });
     if (back.size() + static_cast<std::size_t>(pairs) < name.size())
         return {};
-    // Names that the code page cannot hold share one key: drivers read it so.
-    static std::atomic_flag said;
-    if (back != name && !said.test_and_set())
+    // Drivers convert the name in the same way, so that names which the code page cannot hold may share one key.
+    static std::atomic_flag isLogged; // once in a run
+    if (back != name && !isLogged.test_and_set())
         AgentLogger().WriteLine(
             "The code page cannot hold the product name \"%ws\", others may share its key.", productName);
     return ResourceLocation(Format<char>("Software\\%s\\%s", VENDOR_DRIVER_STORE, narrow.c_str()));

@@ -1,7 +1,6 @@
 #include "ReplacedFile.h"
 
 #include "Loggers.h"
-#include "Owners.h"
 #include "VendorNames.h"
 
 #include <memory>
@@ -11,12 +10,10 @@ namespace scankelv
 namespace
 {
 
-/// Between the name of the file that is replaced and what tells its new ones apart.
+/// Stands in the name of a new file between the name of the old one and the numbers of process and attempt.
 constexpr const wchar_t* leftoverMark = L"." VENDOR_PROGRAM L"-";
 
-constexpr DWORD shareReadAndWrite = FILE_SHARE_READ | FILE_SHARE_WRITE; // not: delete
-
-/// What tells one state of a file from another.
+/// What shows that a file was changed: its existence, size and time of the last write.
 struct State
 {
     explicit State(const std::wstring& path)
@@ -44,16 +41,10 @@ private:
     DWORD m_error = ERROR_SUCCESS;
 };
 
-OwnedHandle Open(const std::wstring& path, DWORD access, DWORD disposition)
-{
-    return Own(
-        ::CreateFileW(path.c_str(), access, shareReadAndWrite, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
-}
-
 bool WriteByteOrderMark(const std::wstring& path, DWORD disposition)
 {
     DWORD written = 0;
-    const OwnedHandle file = Open(path, GENERIC_WRITE, disposition);
+    const OwnedHandle file = OpenShared(path.c_str(), GENERIC_WRITE, disposition);
     return file != nullptr && ::WriteFile(file.get(), "\xFF\xFE", 2, &written, nullptr) != 0 && written == 2;
 }
 
@@ -79,7 +70,7 @@ public:
         {
             m_path = path + leftoverMark + Format<wchar_t>("%lx-%u", ::GetCurrentProcessId(), number);
             const bool made = asCopy ? ::CopyFileW(path.c_str(), m_path.c_str(), TRUE) != 0
-                                     : Open(m_path, GENERIC_WRITE, CREATE_NEW) != nullptr;
+                                     : OpenShared(m_path.c_str(), GENERIC_WRITE, CREATE_NEW) != nullptr;
             m_error = made ? ERROR_SUCCESS : ::GetLastError();
         }
     }
@@ -95,10 +86,10 @@ public:
     DWORD CreationError() const { return m_error; }
     const std::wstring& Path() const { return m_path; }
 
-    /// From now on nobody else can delete it, until it is moved.
+    /// Until it is moved, nobody else can delete it.
     bool Hold()
     {
-        m_hold = Open(m_path, GENERIC_READ, OPEN_EXISTING);
+        m_hold = OpenShared(m_path.c_str(), GENERIC_READ);
         return m_hold != nullptr;
     }
 
@@ -130,7 +121,7 @@ private:
     bool m_wasMoved = false;
 };
 
-/// A link leads elsewhere, and a second name to the same content.
+/// Whether the file is a link, which leads to another file, or has a second name (a hard link).
 bool HasOtherNames(const std::wstring& path)
 {
     const OwnedHandle file = Own(::CreateFileW(
@@ -148,6 +139,12 @@ void LogUnchanged(const std::wstring& path, const char* step, DWORD error)
 }
 
 } // namespace
+
+OwnedHandle OpenShared(const wchar_t* path, DWORD access, DWORD disposition)
+{
+    return Own(::CreateFileW(
+        path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
 
 bool ReplacedFile::Replace(Begin begin, const Write& write) const
 {
@@ -180,7 +177,7 @@ void ReplacedFile::RemoveLeftovers() const
 ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write) const
 {
     const State before(m_path);
-    if (!before.IsAbsent() && Open(m_path, GENERIC_WRITE, OPEN_EXISTING) == nullptr)
+    if (!before.IsAbsent() && OpenShared(m_path.c_str(), GENERIC_WRITE) == nullptr)
         return Outcome::OnlyInPlace;
     const bool asCopy = begin == Begin::ProfileCopy && !before.HasNoContent();
     NewFile file(m_path, asCopy);
@@ -193,7 +190,7 @@ ReplacedFile::Outcome ReplacedFile::TryToReplace(Begin begin, const Write& write
     }
     if (begin == Begin::ProfileCopy)
     {
-        // Its writers open it for reading and writing; those of the document model open a file for themselves alone.
+        // Not for Begin::Empty: the document model opens its file for itself alone, the profile functions share theirs.
         if (!file.Hold())
             return Outcome::ChangedMeanwhile;
         if (!asCopy && !WriteByteOrderMark(file.Path(), OPEN_EXISTING))

@@ -1,6 +1,7 @@
 // Files that are replaced as a whole.
 #pragma once
 
+#include "Owners.h"
 #include "ResourceLocation.h"
 
 #include <functional>
@@ -8,13 +9,16 @@
 namespace scankelv
 {
 
+/// Opens a file, which other programs may read and write meanwhile, but not delete. Null on failure.
+OwnedHandle OpenShared(const wchar_t* path, DWORD access, DWORD disposition = OPEN_EXISTING);
+
 /// A file that is at every moment old or new, and whole: it is written under a new name in its folder and moved over
 /// the old one by one call. Messages go to the "Agent" logger.
 ///
-/// In place, as it is then, it is written only where the folder takes no new file, somebody holds it open, or it cannot
-/// be opened for writing. A change by another program meanwhile is not undone: the writing begins again, three times at
-/// most, and then goes on in place. A link, or a file with a second name, is never written in place: it may be made by
-/// somebody who lets the agent write what he may not write himself.
+/// The old file itself is written ("in place") only where the folder takes no new file, somebody holds it open, or it
+/// cannot be opened for writing. A change that another program makes meanwhile is not undone: the writing begins again,
+/// and after three attempts goes on in place. A link, or a file with a second name, is never written in place: somebody
+/// may have made it to let the agent write what he may not write himself.
 class ReplacedFile
 {
 public:
@@ -26,14 +30,14 @@ public:
         /// mark of UTF-16, so that the profile functions keep it in UTF-16.
         ProfileCopy
     };
-    /// Writes the whole file at a path, terminated, and brings it to the disk. May be called again.
-    /// @return false when it is incomplete
+    /// Writes the whole file at the path, which is terminated, and brings it to the disk. May be called again.
+    /// @return false when the file is incomplete
     using Write = std::function<bool(const wchar_t* path)>;
 
     explicit ReplacedFile(const ResourceLocationWide& path) : m_path(path.View()) {}
 
-    /// Removes what runs that were killed have left in the folder, then writes. @return whether the file is new. After
-    /// false it is as it was, or, where `write` failed in place, as that left it.
+    /// Removes the new files that killed runs have left in the folder, then writes. @return whether the file is new.
+    /// After false it is as it was, or as `write` left it, where that failed in place.
     /// @throws what `write` throws; the file is as it was then
     bool Replace(Begin begin, const Write& write) const;
 

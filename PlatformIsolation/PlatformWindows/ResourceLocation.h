@@ -99,9 +99,9 @@ public:
 using ResourceLocation = BasicResourceLocation<char>;
 using ResourceLocationWide = BasicResourceLocation<wchar_t>;
 
-/// The location when the code page can hold the path: converted back it is the same, and not a folder of a similar
-/// name. Else the path's short name, where there is one, or an empty location after the report "fitsCodePage" to the
-/// "ODS" logger.
+/// The location if the code page can hold its path, that is, if it gives the same path when it is converted back.
+/// Otherwise the path's short name, if it has one, or an empty location after the report "fitsCodePage" to the "ODS"
+/// logger. @param path  the wide path of the same file or folder
 ResourceLocation InCodePage(ResourceLocation location, std::wstring_view path);
 
 /// Records the program's own module; called once, at the start of the process. Null stands for the process image.

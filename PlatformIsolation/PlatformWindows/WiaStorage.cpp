@@ -1,7 +1,6 @@
 #include "WiaStorage.h"
 
 #include "Loggers.h"
-#include "Owners.h"
 #include "ReplacedFile.h"
 #include "VendorNames.h"
 
@@ -19,23 +18,18 @@ bool BeginsWithByteOrderMark(HANDLE file)
     return ::ReadFile(file, mark, sizeof(mark), &count, nullptr) != 0 && std::string_view(mark, count) == "\xFF\xFE";
 }
 
-OwnedHandle Open(const wchar_t* path, DWORD access)
-{
-    return Own(::CreateFileW(
-        path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-}
-
-/// Whether the whole file is on the disk. The profile functions do not tell when a full one cuts it. A section of our
-/// own becomes its end; when it is there the file is whole, and it is taken off again.
+/// Brings the file to the disk. @return whether it is whole. The profile functions do not tell when a full disk cuts
+/// it, so a section of our own is added: when the file ends with it the file is whole, and the section is removed
+/// again.
 bool IsWhole(const wchar_t* path)
 {
     constexpr std::string_view end = "[" VENDOR_PROGRAM "-EndOfFile]\r\nend=1\r\n";
     if (::WritePrivateProfileStringW(VENDOR_PROGRAM L"-EndOfFile", L"end", L"1", path) == 0)
         return false;
-    const OwnedHandle file = Open(path, GENERIC_READ | GENERIC_WRITE);
+    const OwnedHandle file = OpenShared(path, GENERIC_READ | GENERIC_WRITE);
     if (file == nullptr)
         return false;
-    // As long as the end is in UTF-16, in either byte order; without its zeros it is the same in every encoding.
+    // The length of the end in UTF-16. Without the zero bytes it reads the same in either byte order and in 8 bits.
     std::string last(2 * end.size(), '\0');
     const auto size = static_cast<LONG>(last.size());
     DWORD count = 0;
@@ -45,7 +39,7 @@ bool IsWhole(const wchar_t* path)
         return false;
     last.resize(count);
     const auto zeros = std::erase(last, '\0');
-    const LONG length = zeros == 0 ? size / 2 : size;
+    const LONG length = zeros == end.size() ? size : size / 2;
     return last.ends_with(end) &&
            ::SetFilePointer(file.get(), -length, nullptr, FILE_END) != INVALID_SET_FILE_POINTER &&
            ::SetEndOfFile(file.get()) != 0 && ::FlushFileBuffers(file.get()) != 0;
@@ -75,7 +69,7 @@ void WriteWiaStorage(const ResourceLocationWide& path, const std::function<void(
 {
     bool losesCharacters = false;
     ReplacedFile(path).Replace(ReplacedFile::Begin::ProfileCopy, [&](const wchar_t* file) {
-        const OwnedHandle open = Open(file, GENERIC_READ);
+        const OwnedHandle open = OpenShared(file, GENERIC_READ);
         const bool keepsEveryCharacter = open != nullptr && BeginsWithByteOrderMark(open.get());
         WiaStorageKeys keys(ResourceLocationWide(file), keepsEveryCharacter);
         write(keys);

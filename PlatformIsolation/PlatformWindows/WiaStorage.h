@@ -30,7 +30,8 @@ private:
 
 /// Writes keys into Config.ini: all or none, unless the file cannot be replaced as a whole; the entries of others stay.
 /// @param path  the file, which is created in UTF-16 when it is absent
-/// @param write  hands the keys over, always the same ones; may be called again. Failures go to the "Agent" logger.
+/// @param write  hands the keys over; may be called again, and must then hand over the same ones. Failures are reported
+/// to the "Agent" logger.
 void WriteWiaStorage(const ResourceLocationWide& path, const std::function<void(WiaStorageKeys& keys)>& write);
 
 } // namespace scankelv

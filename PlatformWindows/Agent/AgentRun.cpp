@@ -155,7 +155,7 @@ void FillFromRecord(XmlParsedDeviceList& device, const parsedMultiDeviceInfo& re
     for (const auto& [to, from] : recordTexts)
         device.*to = from == nullptr ? _bstr_t(L"") : record.*from;
     device.addressString = record.ipv6address.length() != 0 ? record.ipv6address : record.ipaddress;
-    device.isNetwork = record.iotype.View() == L"Network";
+    device.isNetwork = record.iotype.View() == networkIoType;
     device.commentPresents = false;
     device.scannerPortPresents = true;
     device.userLocationPresents = false;

@@ -11,8 +11,8 @@ namespace scankelv
 namespace
 {
 
-/// The message why the agent must not run; null when it may. The word of an object that this process created is not
-/// read.
+/// The message why the agent must not run; null when it may. In an object that this process has just created the word
+/// means nothing.
 const char* Refusal(const InstanceObject& object)
 {
     if (object.mapping == nullptr)

@@ -1,4 +1,5 @@
 // The guard: runs a command, such as an installer, while no agent runs.
+#include "AsciiCase.h"
 #include "CodePage.h"
 #include "InstanceObject.h"
 
@@ -11,6 +12,7 @@ namespace scankelv
 namespace
 {
 
+// Exit codes of the guard's own; every other one is the command's.
 constexpr int agentRuns = 1;
 constexpr int noCommand = 2;
 
@@ -21,10 +23,11 @@ void Report(const std::wstring& text)
     DWORD written = 0;
     if (::WriteConsoleW(output, line.c_str(), static_cast<DWORD>(line.size()), &written, nullptr) != 0)
         return;
-    char bytes[0x10000]; // a file or a pipe
+    std::string bytes(3 * line.size(), '\0'); // for a file or a pipe; in UTF-8 a wide character has at most three
     const int length = ::WideCharToMultiByte(
-        CP_UTF8, 0, line.c_str(), static_cast<int>(line.size()), bytes, sizeof bytes, nullptr, nullptr);
-    ::WriteFile(output, bytes, static_cast<DWORD>(length), &written, nullptr);
+        CP_UTF8, 0, line.c_str(), static_cast<int>(line.size()), bytes.data(), static_cast<int>(bytes.size()), nullptr,
+        nullptr);
+    ::WriteFile(output, bytes.data(), static_cast<DWORD>(length), &written, nullptr);
 }
 
 struct Request
@@ -40,7 +43,7 @@ std::optional<Request> ReadRequest(std::wstring_view line)
     const auto skipBlanks = [&] { line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size())); };
     Request request;
     skipBlanks();
-    if (::_wcsnicmp(line.data(), option.data(), option.size()) == 0)
+    if (EqualsIgnoringAsciiCase(line.substr(0, option.size()), option))
     {
         line.remove_prefix(option.size());
         skipBlanks();
@@ -57,7 +60,7 @@ std::optional<Request> ReadRequest(std::wstring_view line)
     return request;
 }
 
-/// Whether the process runs. One that may not be opened does.
+/// Whether the process runs. One that this user may not open counts as running.
 bool Runs(DWORD id)
 {
     const OwnedHandle process = Own(::OpenProcess(SYNCHRONIZE, FALSE, id));
@@ -97,13 +100,13 @@ std::wstring Hold(const InstanceObject& object, DWORD seconds)
     }
 }
 
-/// Ctrl+C ends the command, and the guard after it.
+/// Ctrl+C is left to the command: the guard must set the word when that has ended.
 BOOL WINAPI IgnoreControl(DWORD)
 {
     return TRUE;
 }
 
-/// @return the command's exit code, nothing if it cannot be started
+/// @return the command's exit code; nothing, and the system's last error, if it cannot be started
 std::optional<DWORD> Run(std::wstring& command)
 {
     ::SetConsoleCtrlHandler(&IgnoreControl, TRUE);

@@ -19,7 +19,7 @@ struct InstanceObject
 {
     const OwnedHandle mapping{::CreateFileMappingW(
         INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, sizeof(DWORD), L"" VENDOR_INSTANCE_GUARD)};
-    const DWORD creationError = ::GetLastError(); ///< 0: this process created the object
+    const DWORD creationError = ::GetLastError(); ///< of the call above; 0: it created the object
     const OwnedView<DWORD> word{
         mapping == nullptr
             ? nullptr

@@ -80,7 +80,7 @@ const KELVFindwellLibrary::EntrySlot KELVFindwellLibrary::entrySlots[10] = {
 KELVFindwellLibrary::KELVFindwellLibrary()
 {
     const ResourceLocation path = LocationOfModuleFile(VENDOR_LIBRARY ".dll");
-    // Takes the place of the current folder, where anybody may have put a library that ours depends on.
+    // What the library depends on is then searched there and not in the current folder, where anybody may put files.
     ::SetDllDirectoryW(ModuleFolderLocation<wchar_t>().Text());
     const bool loadLibrary = m_module.Load(path.Text());
     const CheckKind context = path.IsEmpty() ? "empty path to library" : path.Text();

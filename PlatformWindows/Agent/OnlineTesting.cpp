@@ -39,7 +39,7 @@ enum OnlineStatus : DWORD
 struct QueryAnswer
 {
     std::atomic<std::int32_t> queryPending = 0;
-    std::atomic_flag isTaken; ///< the first of several answers is the one
+    std::atomic_flag isTaken; ///< only the first answer counts
     DWORD onlineStatus = NoAnswerYet;
     bool addressChanged = false;
     QueriedAddress queriedAddress;
@@ -78,7 +78,7 @@ void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
     const ResourceLocationWide path = WiaConfigLocationWide();
     if (path.View().empty())
         AgentLogger().WriteLine("WIA storage invalid");
-    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // no empty file otherwise
+    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // otherwise an empty file
         WriteWiaStorage(path, patch);
 }
 
@@ -180,7 +180,7 @@ std::uint32_t QueryDeviceAddressCallback(
         "qdc: status %d, change %d, lpAddress %S, lpMACAddress %S", static_cast<std::int32_t>(statusValue),
         static_cast<std::int32_t>(changeValue), shown(addressText), shown(macAddressText));
     if (answer.isTaken.test_and_set())
-        return 0; // once more: what came first is being stored
+        return 0; // the first answer is being stored
     answer.onlineStatus = statusValue == 0 ? Answered : DidNotAnswer;
     if (statusValue == 0)
     {

@@ -4,6 +4,7 @@
 #include "MultiSelectRecord.h"
 #include "StoredValues.h"
 #include "TwainStorageDeviceList.h"
+#include "XmlParsedDeviceList.h"
 
 #include <optional>
 
@@ -61,7 +62,7 @@ Info DescribeRecord(const StoredValues& values)
         .drivername = model,
         .ext = _bstr_t(values.extDeviceIdString),
         .hostname = hostName,
-        .iotype = values.connectionTypeDWORD == 1 ? L"Network" : L"Local",
+        .iotype = _bstr_t(values.connectionTypeDWORD == 1 ? networkIoType : L"Local"),
         .ipaddress = isLocal ? port : address,
         .ipv6address = isIpv6 ? address : _bstr_t(),
         .isDefault = values.defaultDeviceDWORD == 1,

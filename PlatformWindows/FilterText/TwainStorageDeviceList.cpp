@@ -58,10 +58,8 @@ constexpr OptionFallback optionFallbacks[] = {
     {&CurrentDevice::vidString, &AgentOptions::VendorId},
 };
 
-const wchar_t* const network = L"Network";
-
-/// Whether the preset may be read: a larger file, which anybody may put there, would keep a run for minutes. One that
-/// cannot be opened may: reading it then finds nothing.
+/// Whether device.xml may be read. Anybody may put a file there, and a large one would keep a run busy for minutes. A
+/// file that cannot be opened counts as readable: the load then finds nothing.
 bool IsReadablePreset(const wchar_t* path)
 {
     constexpr LONGLONG largest = 0x100000; // bytes: 1 MiB
@@ -98,7 +96,7 @@ void PresetFromDeviceXml(StoredValues& values)
             field != nullptr && row.BelongsTo(ValueOf::CurrentDevice))
             values.*field->member = XmlChildText(device, row.name).View().substr(0, field->capacity - 1);
     const _bstr_t connectionType = XmlChildText(device, L"ConnectionType");
-    values.connectionTypeDWORD = EqualsIgnoringAsciiCase(connectionType.View(), network) ? 1 : 0;
+    values.connectionTypeDWORD = EqualsIgnoringAsciiCase(connectionType.View(), networkIoType) ? 1 : 0;
 }
 
 } // namespace
@@ -154,7 +152,7 @@ bool XmlAddTwainStorageDevice(
     }
 
     values.ipAddress = isLocal ? values.portNameString : values.addressString;
-    values.ioType = isLocal ? L"Local" : network;
+    values.ioType = isLocal ? L"Local" : networkIoType;
     // Before the options replace absent texts, so that a device is never named after a configured model.
     if (values.deviceNameString.empty() && isLocal)
         values.deviceNameString = values.mdlString;

@@ -1,5 +1,5 @@
 // The binary interface of the device search library: undecorated C names, the C calling convention (__cdecl on 32-bit
-// Windows), 32-bit unsigned results, UTF-16 texts.
+// Windows), 32-bit unsigned results, terminated UTF-16 texts.
 #pragma once
 
 #include <cstdint>
@@ -39,14 +39,15 @@ using QueryDeviceAddressCallbackFunction = std::uint32_t(
 using GetDeviceList_LCodeFunction = std::uint32_t(
     std::uint32_t zero, const char* languageCode, const wchar_t* filterText, std::uint32_t* resultCode,
     wchar_t** listText, IAppHandler* handler);
-/// Describes one device without a dialog. Returns 0 for success.
+/// Describes one device without a dialog. Both texts have at most 63 characters. Returns 0 for success.
 using GetDeviceInformationFunction =
     std::uint32_t(const wchar_t* hiddenUiArgument, wchar_t** listText, const wchar_t* community);
 /// Shows the properties of the filter's device. Returns 0 for success.
 using ShowPropertiesUIFunction = std::uint32_t(const wchar_t* filterText, wchar_t** listText, std::uint32_t zero);
 /// Merges the filter's devices into the library's own list. Returns 0 for failure.
 using MergeDevicelistXMLFunction = std::uint32_t(const wchar_t* filterText);
-/// Asks for the device's present addresses. When it returns 0, the callback is called exactly once, then or later.
+/// Asks for the device's present addresses. Given are the stored ones, at most 256 characters, or "0". When it returns
+/// 0, the callback is called exactly once, then or later.
 using QueryDeviceAddressFunction = std::uint32_t(
     const wchar_t* address, const wchar_t* macAddress, QueryDeviceAddressCallbackFunction* callback,
     const wchar_t* productName, const wchar_t* vendorName);

@@ -19,8 +19,8 @@ enum tagDialogMode : int
     DialogMode5
 };
 
-/// Every setting of one run. Built once, read-only afterwards. A text is either unset or set, possibly to
-/// the empty text.
+/// Every setting of one run. Built once, read-only afterwards. A text is either unset or set, possibly to the empty
+/// text.
 class AgentOptions
 {
 public:
@@ -40,11 +40,9 @@ public:
     const wchar_t* ModelName() const { return TextOr(modelName, nullptr); }
     const wchar_t* LanguageCode() const { return TextOr(languageCode, nullptr); }
     const wchar_t* HiddenUiArgument() const { return TextOr(hiddenUiArgument, nullptr); }
-    const wchar_t* MultiDeviceRegistryPath() const
-    {
-        return TextOr(multiDeviceRegistryPath, L"");
-    }                                                                                             ///< empty when unset
-    const wchar_t* DeviceListRegistryPath() const { return TextOr(deviceListRegistryPath, L""); } ///< empty when unset
+    /// Empty when unset, as is the next one.
+    const wchar_t* MultiDeviceRegistryPath() const { return TextOr(multiDeviceRegistryPath, L""); }
+    const wchar_t* DeviceListRegistryPath() const { return TextOr(deviceListRegistryPath, L""); }
     bool NeedQueryAddress() const { return needQueryAddress; }
     DWORD PropertiesUI() const { return propertiesUI; }
     bool IsGsdMode() const;

@@ -7,7 +7,8 @@ namespace scankelv
 {
 
 /// Starts the updater for a product and does not wait for it.
-/// @param productName  terminated; passed in triple quotes; the whole argument is cut at 1022 characters
+/// @param productName  terminated; passed in triple quotes, a quote in it as an apostrophe; the whole argument is cut
+/// at 1022 characters
 /// @return false after a message to the "Agent" logger
 bool StartColourProfileUpdater(const wchar_t* productName);
 

@@ -2,6 +2,7 @@
 
 #include "AsciiCase.h"
 
+#include <algorithm>
 #include <span>
 
 namespace scankelv
@@ -39,9 +40,9 @@ public:
     }
     bool HasKey(std::wstring_view key) const
     {
-        // Few fields have the first letter of a key.
+        // No key contains a semicolon, so that the match ends in the field. Few fields have a key's first letter.
         return AtField() && UpperAscii(m_text[m_field]) == key[0] && BeginsWith(m_text.substr(m_field), key);
-    } // no key contains a semicolon
+    }
 
     bool FirstValue() { return StartValueBehind(Find(L':', m_field)); }
     bool NextValue()

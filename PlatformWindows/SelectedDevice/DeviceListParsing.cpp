@@ -90,9 +90,7 @@ static_assert(std::size(listElements) == 19);
 bool ParseDeviceList(const wchar_t* deviceListXml, XmlParsedDeviceList& device)
 {
     XmlDocument document;
-    if (!XmlOpenDocument(document) || !XmlForbidExternals(document))
-        return false;
-    if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceListXml), "loadXmlResult", 1))
+    if (!XmlOpenText(document, deviceListXml))
         return false;
 
     for (const ListElement& row : listElements)

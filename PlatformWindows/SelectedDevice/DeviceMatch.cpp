@@ -49,9 +49,7 @@ bool XmlDeviceMatch(const AgentOptions& options, const wchar_t* deviceXml) noexc
 try
 {
     XmlDocument document;
-    if (!XmlOpenDocument(document) || !XmlForbidExternals(document))
-        return false;
-    if (!Checked(AgentLogger, CheckBoolean, XmlLoadText(document, deviceXml), "loadXmlResult", 1))
+    if (!XmlOpenText(document, deviceXml))
         return false;
     const XmlNode deviceIdElement = XmlSelectFirst(document.Get(), L"//deviceid");
     if (!Checked(AgentLogger, CheckBoolean, bool(deviceIdElement), "deviceIdElement", 1))

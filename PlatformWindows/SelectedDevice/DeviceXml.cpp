@@ -92,8 +92,8 @@ void OpenFolderToEveryone(HANDLE folder)
     ::SetKernelObjectSecurity(folder, DACL_SECURITY_INFORMATION, descriptor.get());
 }
 
-/// The folder itself, open for a new access list. Null after a message when it cannot be opened, or when the path leads
-/// elsewhere: through a link that somebody made, everyone would get the rights on another folder.
+/// Opens the folder for a new access list. Null after a message when it cannot be opened, or when the path leads to
+/// another folder: through a link that somebody made, everyone would get the rights on that folder.
 OwnedHandle OpenOwnFolder(const std::wstring& path)
 {
     OwnedHandle folder = Own(::CreateFileW(
@@ -110,13 +110,11 @@ OwnedHandle OpenOwnFolder(const std::wstring& path)
     return nullptr;
 }
 
-/// Whether the whole file is on the disk. The document model does not tell when a full one cuts it. It is whole when
-/// its last tag is there.
+/// Brings the file to the disk. @return whether it is whole, that is, has its last tag: the document model does not
+/// tell when a full disk cuts it
 bool IsWhole(const wchar_t* path)
 {
-    const OwnedHandle file = Own(::CreateFileW(
-        path, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-        FILE_ATTRIBUTE_NORMAL, nullptr));
+    const OwnedHandle file = OpenShared(path, GENERIC_READ | GENERIC_WRITE);
     wchar_t last[32]{};
     DWORD count = 0;
     return file != nullptr &&

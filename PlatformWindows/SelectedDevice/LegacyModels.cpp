@@ -18,8 +18,8 @@ constexpr bool IsFamilyName(std::wstring_view name)
            std::ranges::all_of(name, [](wchar_t letter) { return UpperAscii(letter) == letter; });
 }
 
-static_assert(std::ranges::all_of(vendor::LegacyNetworkModels, IsFamilyName));
-static_assert(std::ranges::all_of(vendor::LegacyLocalModels, IsFamilyName));
+static_assert(std::ranges::all_of(vendor::legacyNetworkModels, IsFamilyName));
+static_assert(std::ranges::all_of(vendor::legacyLocalModels, IsFamilyName));
 
 bool ContainsAny(std::wstring_view model, std::span<const std::wstring_view> families)
 {
@@ -33,12 +33,12 @@ bool ContainsAny(std::wstring_view model, std::span<const std::wstring_view> fam
 
 bool IsLegacyNetworkModel(std::wstring_view model) noexcept
 {
-    return ContainsAny(model, vendor::LegacyNetworkModels);
+    return ContainsAny(model, vendor::legacyNetworkModels);
 }
 
 bool IsLegacyLocalModel(std::wstring_view model) noexcept
 {
-    return ContainsAny(model, vendor::LegacyLocalModels);
+    return ContainsAny(model, vendor::legacyLocalModels);
 }
 
 } // namespace scankelv

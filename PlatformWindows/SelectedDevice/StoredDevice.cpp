@@ -76,7 +76,7 @@ struct LogLine
     Flag onlyIf = nullptr;
 };
 
-// In the order of the log. Two labels have always lacked the colon.
+// In the order of the log. Two labels have no colon: readers of the log know them so.
 constexpr LogLine logLines[] = {
     {"addressString:", &StoredDevice::addressString},
     {"address2String:", &StoredDevice::address2String},

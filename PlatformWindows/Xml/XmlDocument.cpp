@@ -14,7 +14,7 @@ namespace scankelv
 namespace
 {
 
-constexpr IID documentWithProperties = // IXMLDOMDocument2, which no import library names
+constexpr IID documentWithProperties = // of IXMLDOMDocument2; no import library has it
     {0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
 template <class Interface>
@@ -131,6 +131,12 @@ void XmlForbidDocumentType(const XmlDocument& document)
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text)
 {
     return Load(document, &IXMLDOMDocument::loadXML, text.Get());
+}
+
+bool XmlOpenText(XmlDocument& document, const wchar_t* text, PlaceHere place)
+{
+    return XmlOpenDocument(document, place) && XmlForbidExternals(document, place) &&
+           Checked(AgentLogger, CheckBoolean, XmlLoadText(document, text), "loadXmlResult", 1, place);
 }
 
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path)

@@ -27,13 +27,16 @@ XmlDocument XmlCreateDocumentInitialisingCom();
 /// "createInstanceResult" or "putAsyncResult" with the caller's location. @return false then
 bool XmlOpenDocument(XmlDocument& document, PlaceHere place = {});
 
-/// Before a load: by default the document model validates, and fetches what a text names outside itself. A failure is
-/// reported to the "Agent" logger as "resolveExternalsResult" or "validateOnParseResult" with the caller's location.
-/// @return whether the document may be loaded
+/// To be called before a load: by default the document model validates a text, and fetches what it names outside
+/// itself. A failure is reported to the "Agent" logger as "resolveExternalsResult" or "validateOnParseResult" with the
+/// caller's location. @return whether the document may be loaded
 bool XmlForbidExternals(const XmlDocument& document, PlaceHere place = {});
-/// From now on a text with a document type does not load, where the document model can refuse one.
+/// Makes the load of a text with a document type fail, if the document model can do that.
 void XmlForbidDocumentType(const XmlDocument& document);
 bool XmlLoadText(const XmlDocument& document, const _bstr_t& text);
+/// Opens a document, forbids externals and loads a text, which is terminated. A text that does not load is reported in
+/// the same way, as "loadXmlResult". @return false after a report
+bool XmlOpenText(XmlDocument& document, const wchar_t* text, PlaceHere place = {});
 bool XmlLoadFile(const XmlDocument& document, const _bstr_t& path);
 /// @throws XmlError
 void XmlSave(const XmlDocument& document, const _bstr_t& path);

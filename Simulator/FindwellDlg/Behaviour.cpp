@@ -11,21 +11,6 @@ namespace simulator
 namespace
 {
 
-std::wstring ModulePath()
-{
-    std::wstring path(1024, 0);
-    for (;;)
-    {
-        const DWORD length = ::GetModuleFileNameW(ThisLibrary(), path.data(), static_cast<DWORD>(path.size()));
-        if (length < path.size())
-        {
-            path.resize(length);
-            return path;
-        }
-        path.resize(path.size() * 2);
-    }
-}
-
 std::wstring NamedOrBeside(const wchar_t* variable, std::wstring_view name)
 {
     const std::wstring named = Variable(variable);
@@ -63,8 +48,9 @@ HMODULE ThisLibrary()
 
 std::wstring BesideLibrary(std::wstring_view name)
 {
-    const std::wstring path = ModulePath();
-    return path.substr(0, path.rfind('\\') + 1) += name;
+    std::wstring path(0x8000, 0); // no path in the system is longer
+    const DWORD length = ::GetModuleFileNameW(ThisLibrary(), path.data(), static_cast<DWORD>(path.size()));
+    return path.substr(0, path.rfind('\\', length) + 1) += name;
 }
 
 std::wstring RecordPath()

@@ -9,7 +9,7 @@
 namespace simulator
 {
 
-/// A text that is handed out; none: a null pointer.
+/// A text that the application gets; none: it gets a null pointer.
 using GivenText = std::optional<std::wstring>;
 
 struct Device
@@ -20,8 +20,7 @@ struct Device
 
 Device DeviceOf(IXMLDOMNode& element);
 
-/// The sample file, read afresh for each call. Every member throws std::runtime_error
-/// when the file cannot be read.
+/// The sample file, read afresh for each call. Every member throws std::runtime_error when it cannot be read.
 class Behaviour
 {
 public:

@@ -11,7 +11,7 @@ namespace simulator
 namespace
 {
 
-// The numbers in Dialogs.rc.
+// The controls' numbers, as in Dialogs.rc.
 constexpr int introductionText = 100, presentText = 101, statusText = 105, languageText = 106, firstProperty = 200;
 constexpr int deviceList = 102, progressBar = 103, searchButton = 104, addButton = 107, propertiesButton = 108;
 
@@ -33,7 +33,7 @@ public:
             ::GetProcAddress(::GetModuleHandleW(L"user32.dll"), "SetThreadDpiAwarenessContext"));
         const auto before = setContext == nullptr ? nullptr : setContext(DPI_AWARENESS_CONTEXT_SYSTEM_AWARE);
         INT_PTR closedBy = -1;
-        if ((station.dwFlags & WSF_VISIBLE) != 0) // or nobody could ever close it
+        if ((station.dwFlags & WSF_VISIBLE) != 0) // otherwise nobody could close it
             closedBy = ::DialogBoxParamW(ThisLibrary(), resource, parent, &Procedure, std::bit_cast<LPARAM>(this));
         if (closedBy <= 0 && m_error.empty())
             m_error = "system error " + std::to_string(::GetLastError());
@@ -61,7 +61,7 @@ private:
         if (message == WM_INITDIALOG)
             ::SetWindowLongPtrW(window, DWLP_USER, lParam);
         auto* const dialog = std::bit_cast<Dialog*>(::GetWindowLongPtrW(window, DWLP_USER));
-        if (dialog == nullptr) // messages before that one
+        if (dialog == nullptr) // messages before WM_INITDIALOG
             return FALSE;
         dialog->m_window = window;
         try
@@ -88,7 +88,7 @@ private:
     std::string m_error;
 };
 
-/// Of the properties page. The user may enter the first two.
+/// The elements on the properties page, by the numbers of its controls. The user may change the first two.
 constexpr const char* fields[] = {"userlocation", "comment", "modelname", "devicepath", "serialnumber"};
 
 struct PropertiesPage : Dialog
@@ -108,7 +108,7 @@ struct PropertiesPage : Dialog
         {
             wchar_t text[4096] = L"";
             ::GetDlgItemTextW(m_window, firstProperty + i, text, static_cast<int>(std::size(text)));
-            if (text != ChildText(m_device, fields[i])) // an empty element says something else than none
+            if (text != ChildText(m_device, fields[i])) // an unchanged text makes no element
                 SetChildText(m_device, fields[i], text);
         }
         if (control == IDOK || control == IDCANCEL)
@@ -128,7 +128,7 @@ struct Found
     std::wstring Text(const char* name) const { return ChildText(*element, name); }
 };
 
-/// Title, element of the device (none for the status), percentage of the list's width.
+/// Title, the device's element (empty for the status), percentage of the list's width.
 constexpr std::tuple<const wchar_t*, const char*, int> columns[] = {
     {L"Name", "devicename", 21},
     {L"Model", "modelname", 18},
@@ -281,7 +281,8 @@ struct Chooser : Dialog
     const Node m_filter;
     const std::vector<Node> m_stored; ///< the devices that the application uses already
     std::vector<Found> m_sought;
-    int m_listed = 0, m_selected = -1; ///< how many of them; the row, if any
+    int m_listed = 0;    ///< how many of m_sought the list shows
+    int m_selected = -1; ///< the row, or -1
     bool m_searching = false;
     std::chrono::steady_clock::time_point m_begun;
 };

@@ -8,7 +8,7 @@
 namespace simulator
 {
 
-/// What the application asked for, and how it is asked in turn: on the thread that shows the dialog.
+/// What the application asked for. The functions ask it in turn, on the thread that shows the dialog.
 struct Search
 {
     const wchar_t* filterText;
@@ -18,7 +18,7 @@ struct Search
     std::function<std::string()> add; ///< tells it that the user pressed Add. @return its answer
 };
 
-// A dialog that cannot be shown counts as cancelled, and is recorded. std::runtime_error: the filter text is no XML.
+// A dialog that cannot be shown is recorded and counts as cancelled. A filter text that is no XML: std::runtime_error.
 
 /// @return the device that the user chose among those that the application accepts; null when he cancelled
 const Device* ChooseInDialog(Record& record, std::vector<Device>& devices, const Search& search);

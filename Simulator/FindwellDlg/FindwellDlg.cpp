@@ -48,7 +48,7 @@ private:
     HRESULT m_result;
 };
 
-/// The texts that are out with the application. When the library is unloaded, its record says how many it still holds.
+/// The texts that the application has not released. When the library is unloaded, its record says how many there are.
 struct TextsOut : std::vector<std::unique_ptr<wchar_t[]>>
 {
     ~TextsOut()

@@ -19,9 +19,9 @@ template <class Interface>
 using Owned = std::unique_ptr<Interface, ReleaseObject>;
 using Node = Owned<IXMLDOMNode>;
 
-// All of them throw std::runtime_error when the model refuses.
+// The functions below throw std::runtime_error when the document model fails. COM must be initialised.
 
-/// The document of a file, or of a text, which may be null. COM has to be initialised.
+/// The document of a file, or of a text; throws when it is no XML, or the text is null.
 Node LoadXmlFile(const std::wstring& path);
 Node LoadXmlText(const wchar_t* text);
 /// The nodes that the query names, seen from this one.

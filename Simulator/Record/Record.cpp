@@ -6,10 +6,10 @@ namespace simulator
 {
 std::wstring Variable(const wchar_t* name)
 {
-    const DWORD room = ::GetEnvironmentVariableW(name, nullptr, 0);
-    std::wstring value(room, 0);
-    if (room != 0)
-        value.resize(::GetEnvironmentVariableW(name, value.data(), room));
+    const DWORD size = ::GetEnvironmentVariableW(name, nullptr, 0);
+    std::wstring value(size, 0);
+    if (size != 0)
+        value.resize(::GetEnvironmentVariableW(name, value.data(), size));
     return value;
 }
 
