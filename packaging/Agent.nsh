@@ -87,7 +87,10 @@
     SetShellVarContext all
     DeleteRegKey HKCU "Software\@VENDOR_DRIVER_STORE@\$1"
     DeleteRegKey HKLM "Software\@VENDOR_DRIVER_STORE@\$1"
-    RMDir /r "$APPDATA\@VENDOR_DRIVER_STORE@\$1"
+    GetFullPathName $2 "$APPDATA\@VENDOR_DRIVER_STORE@\$1"
+    ${If} $2 == "$APPDATA\@VENDOR_DRIVER_STORE@\$1" ; another one is outside, by ".."
+      RMDir /r "$2"
+    ${EndIf}
     RMDir "$APPDATA\@VENDOR_DRIVER_STORE@"
     RMDir /r "$APPDATA\@VENDOR_DATA_FOLDER@"
     RMDir "$APPDATA\@VENDOR_DATA_FOLDER@\.."
