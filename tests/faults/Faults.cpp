@@ -65,14 +65,10 @@ constexpr auto givesFunction = [](const char*, FARPROC* result, HMODULE, const c
         ReplaceFunction(*result, name);
 };
 
-// A setting that cannot be read is its default.
-UINT Default(auto*, auto*, INT otherwise, auto*)
+// A setting that cannot be read is its default, as one of a section that is not there.
+auto Default(auto* function, auto* section, auto... rest)
 {
-    return static_cast<UINT>(otherwise);
-}
-DWORD Default(auto*, auto*, const wchar_t* otherwise, wchar_t* to, DWORD size, auto*)
-{
-    return static_cast<DWORD>(std::wstring_view(::lstrcpynW(to, otherwise, static_cast<int>(size))).size());
+    return function(reinterpret_cast<decltype(section)>(L""), rest...);
 }
 
 /// Two agents with different FAULT_LOGON do not see each other, as those of two logons.
@@ -167,8 +163,10 @@ CALL(FindNextFileW, 0, nothing) PASS(FindClose, takes) CALL(GetFileAttributesExW
 CALL(GetFileInformationByHandle, 0, nothing) CALL(GetFileSizeEx, 0, nothing) CALL(GetFileType, 0, nothing)
 CALL(GetFinalPathNameByHandleW, 0, nothing) CALL(GetShortPathNameW, 0, nothing) CALL(GetTempPathA, 0, nothing)
 CALL(GetTempPathW, 0, nothing) CALL(GetModuleFileNameA, 0, nothing) CALL(GetModuleFileNameW, 0, nothing)
-CALL(GetEnvironmentVariableW, 0, nothing) CALL(GetPrivateProfileIntA, Default(parameters...), nothing)
-CALL(GetPrivateProfileIntW, Default(parameters...), nothing) CALL(GetPrivateProfileStringW, Default(parameters...), nothing)
+CALL(GetEnvironmentVariableW, 0, nothing)
+CALL(GetPrivateProfileIntA, Default(&::GetPrivateProfileIntA, parameters...), nothing)
+CALL(GetPrivateProfileIntW, Default(&::GetPrivateProfileIntW, parameters...), nothing)
+CALL(GetPrivateProfileStringW, Default(&::GetPrivateProfileStringW, parameters...), nothing)
 WRITE(WritePrivateProfileStringW, 0, nothing)
 INSTEAD(CreateFileMappingW, true, CreateMappingOfLogon, gives) CALL(MapViewOfFile, nullptr, gives) PASS(UnmapViewOfFile, takes)
 CALL(LoadLibraryA, nullptr, gives) CALL(LoadLibraryW, nullptr, gives) CALL(GetProcAddress, nullptr, givesFunction)
