@@ -1,9 +1,7 @@
 // The kinds of run: what the library is asked, what is stored, and how each of them fails.
 #include "RunFixture.h"
 
-namespace test
-{
-
+using namespace test;
 using testing::AllOf, testing::EndsWith, testing::HasSubstr, testing::Not;
 
 TEST_F(AgentRun, StoresWhatTheUserChoseInTheDialog)
@@ -25,8 +23,20 @@ TEST_F(AgentRun, StoresWhatTheUserChoseInTheDialog)
 TEST_F(AgentRun, OfTheGenericDriverReplacesAnOlderDevice)
 {
     UseGenericDriver();
+    Store(
+        HKEY_LOCAL_MACHINE, m_key,
+        "Address=a\nComment=b\nDeviceID=c\nDeviceName=d\nExtDeviceID=e\nHostName=f\nLocation=g\nMACAddress=h\nMDL=i\n"
+        "MFG=j\nPortName=k\nProductName=l\nSerial=m\nSystemDeviceName=n\nConnectionType=#1\nPID=#26\nVID=#0\n");
     EXPECT_EQ(0, Run());
     EXPECT_THAT(LibraryLog(), HasSubstr("  languageCode = (null)\n"));
+    EXPECT_THAT(
+        WithoutLines(Log()),
+        HasSubstr("<devicelist version=\"1.0.1\"><device><ipaddress>a</ipaddress><devicepath>a</devicepath><comment>b"
+                  "</comment><iotype>Network</iotype><deviceid>c</deviceid><ext>e</ext><hostname>f</hostname><location>"
+                  "g</location><userlocation>g</userlocation><macaddress>h</macaddress><modelname>i</modelname>"
+                  "<devicename>d</devicename><vendor>j</vendor><pid>0x1a</pid><port>k</port><productname>l"
+                  "</productname><serialnumber>m</serialnumber><systemdevicename>n</systemdevicename><vid>0x0</vid>"
+                  "</device></devicelist></option>"));
     Override("<user><choice>name Quellon Brooklet 130</choice></user>");
     EXPECT_EQ(0, Run());
     EXPECT_THAT(LibraryLog(), HasSubstr("<devicepath>192.0.2.41</devicepath>")); // the older one
@@ -43,10 +53,17 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceListEvenWithoutDeviceXmlAndUpdater)
     Store(
         HKEY_LOCAL_MACHINE, L"Software\\QLScan\\Printer001",
         "Address=192.0.2.7\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=unused\nExtDeviceID=Ext\nHostName=host\n"
-        "IPv6=#0\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\nPortName=unused\n"
+        "IPv6=#1\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\nPortName=unused\n"
         "SystemDeviceName=System\nVID=#3869\nDefault=#1\n");
-    EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan /More none"));
-    EXPECT_THAT(LibraryLog(), AllOf(HasSubstr("<drivername>Other<"), HasSubstr("<drivername>Model<")));
+    EXPECT_EQ(0, Run(L"/devicelist Software\\QLScan /More none /D M /VID 2"));
+    EXPECT_THAT(
+        WithoutLines(Log()),
+        HasSubstr("<vid></vid></device><device><ipv6address>192.0.2.7</ipv6address><ipaddress>192.0.2.7</ipaddress>"
+                  "<devicepath>host</devicepath><iotype>Network</iotype><deviceid>MFG:Q;</deviceid><devicename>unused"
+                  "</devicename><ext>Ext</ext><hostname>host</hostname><location>Keller</location><macaddress>00-11"
+                  "</macaddress><modelname>Model</modelname><drivername>Model</drivername><printername>Model"
+                  "</printername><vendor>Maker</vendor><pid>0x1a</pid><port/><productname>Maker Model</productname>"
+                  "<systemdevicename>System</systemdevicename><vid>0xf1d</vid></device></devicelist></option>"));
     EXPECT_EQ(
         "Address=192.0.2.7\nComment=\nConnectionType=#1\nDeviceID=MFG:Q;\nDeviceName=Model\nDeviceSelect=#0\n"
         "ExtDeviceID=Ext\nHostName=host\nLocation=Keller\nMACAddress=00-11\nMDL=Model\nMFG=Maker\nPID=#26\n"
@@ -54,6 +71,7 @@ TEST_F(AgentRun, StoresTheDefaultOfTheDeviceListEvenWithoutDeviceXmlAndUpdater)
         StoredValues());
     EXPECT_THAT(
         Log(), AllOf(
+                   HasSubstr("\nipv6DWORD: 1 (0x1)\n"), HasSubstr("\npidDWORD: 26 (0x1a)\npidString: 0x1a\n"),
                    HasSubstr("\ncommentPresents: 0\n"), HasSubstr("\nHueward not found at "),
                    HasSubstr("Expression  exportResult  failed!")));
 }
@@ -111,5 +129,3 @@ TEST_P(WayTest, StoresADeviceOrTellsWhyNot)
     EXPECT_EQ(device, Stored(L"DeviceName"));
 }
 INSTANTIATE_TEST_SUITE_P(, WayTest, testing::ValuesIn(wayCases), caseName);
-
-} // namespace test

@@ -1,9 +1,7 @@
 // The entry of the program: which runs it refuses, where it runs, and its exit codes.
 #include "RunFixture.h"
 
-namespace test
-{
-
+using namespace test;
 using testing::EndsWith, testing::HasSubstr;
 
 /// The object that the agents share with other programs, held by another program.
@@ -67,5 +65,3 @@ TEST_F(AgentRun, EndsAtOnceWithInconsistentSettings)
     EXPECT_EQ(3, Run());
     EXPECT_THAT(Log(), EndsWith("\nFATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini.\n"));
 }
-
-} // namespace test

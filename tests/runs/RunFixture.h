@@ -4,9 +4,6 @@
 #include "CaseName.h"
 #include "TestSupport.h"
 
-#include <filesystem>
-#include <fstream>
-
 namespace test
 {
 

@@ -7,15 +7,6 @@
 namespace test
 {
 
-/// A document without line ends and tabs: Wine's model puts each tag on a line of its own, Windows' is documented not
-/// to.
-inline std::wstring WithoutLines(std::wstring_view document)
-{
-    std::wstring text(document);
-    std::erase_if(text, [](wchar_t c) { return c == L'\r' || c == L'\n' || c == L'\t'; });
-    return text;
-}
-
 class XmlTest : public AgentTest
 {
 protected:

@@ -48,7 +48,7 @@ TEST_F(ReplacedFileTest, BeginsAgainAfterTheChangeOfAnotherAndRemovesWhatAKilled
         return true;
     }));
     EXPECT_EQ("changed 4", ReadFileBytes(m_file));
-    EXPECT_FALSE(FileExists(left));
+    EXPECT_FALSE(std::filesystem::exists(left));
     EXPECT_EQ(m_file, m_paths.back()) << "in place after three attempts";
 }
 

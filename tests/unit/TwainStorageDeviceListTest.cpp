@@ -6,26 +6,6 @@
 using namespace scankelv;
 using namespace test;
 
-const wchar_t* const key = L"Software\\QLScan\\One";
-
-TEST_F(XmlTest, AWholeDeviceOfTheSystemHive)
-{
-    Store(
-        HKEY_LOCAL_MACHINE, key,
-        "Address=a\nComment=b\nDeviceID=c\nDeviceName=d\nExtDeviceID=e\nHostName=f\nLocation=g\nMACAddress=h\nMDL=i\n"
-        "MFG=j\nPortName=k\nProductName=l\nSerial=m\nSystemDeviceName=n\nConnectionType=#1\nPID=#26\nVID=#0\n");
-    XmlOptionAddDeviceListSingleSelect(Options(L"/M One /D M /V W /PID 1 /VID 2"), m_document, m_option);
-    EXPECT_EQ(
-        L"<option><devicelist version=\"1.0.1\"><device><ipaddress>a</ipaddress><devicepath>a</devicepath>"
-        L"<comment>b</comment><iotype>Network</iotype><deviceid>c</deviceid><ext>e</ext><hostname>f"
-        L"</hostname><location>g</location><userlocation>g</userlocation><macaddress>h</macaddress>"
-        L"<modelname>i</modelname><devicename>d</devicename><vendor>j</vendor><pid>0x1a</pid><port>k</port>"
-        L"<productname>l</productname><serialnumber>m</serialnumber><systemdevicename>n</systemdevicename>"
-        L"<vid>0x0</vid></device></devicelist></option>",
-        WithoutLines(XmlSerialise(m_document).View()));
-    EXPECT_THAT(m_console.Lines(), testing::HasSubstr("\npidDWORD: 26 (0x1a)\npidString: 0x1a\n"));
-}
-
 struct CurrentCase
 {
     const char* name;
@@ -35,9 +15,9 @@ struct CurrentCase
     const char* lastLines = "\nuiMode: 0\n";
 };
 const std::wstring full(255, L'f'), longFull(1023, L'f');
-const char* const noStorage = "\nfail to open user storage for read in HKCU, trying system storage in HKLM\nfail to "
-                              "open system storage for read in "
-                              "HKLM\nfail to open TWAIN storage in Registry, skip expanding\n";
+const char* const noStorage =
+    "\nfail to open user storage for read in HKCU, trying system storage in HKLM\nfail to open system storage for read "
+    "in HKLM\nfail to open TWAIN storage in Registry, skip expanding\n";
 const CurrentCase currentCases[] = {
     {"OtherType", "ConnectionType=#2\nPortName=P", L"", L"NetworkMW2bPOne1a"},
     {"NoAddress", "ConnectionType=#1", L"", L"", "\nSkip adding current printer[Network]\n"},
@@ -55,7 +35,7 @@ using CurrentDeviceTest = TableOf<CurrentCase, XmlTest>;
 TEST_P(CurrentDeviceTest, IsOfStorageFileAndOptions)
 {
     const auto& [name, stored, presets, texts, lastLines] = GetParam();
-    Store(HKEY_CURRENT_USER, key, stored);
+    Store(HKEY_CURRENT_USER, L"Software\\QLScan\\One", stored);
     const std::wstring path = DeviceXmlLocation().Text();
     WriteFileBytes(path, ToUtf8(L"<devicelist><device>" + presets + L"</device><device/></devicelist>"));
     XmlOptionAddDeviceListSingleSelect(
