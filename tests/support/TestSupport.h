@@ -162,17 +162,6 @@ public:
 
     const std::string& Text() const { return s_text; }
     void Clear() { s_text.clear(); }
-    std::string Lines() const ///< without failure reports and carriage returns
-    {
-        std::string text = s_text;
-        for (std::size_t at = 0; (at = text.find("Expression  ")) != text.npos;)
-        {
-            const std::size_t line = text.rfind('\n', at) + 1; // with its prefix
-            text.erase(line, text.find("\r\n", text.find(".cpp(", at)) + 2 - line);
-        }
-        std::erase(text, '\r');
-        return text;
-    }
 
 private:
     static LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
