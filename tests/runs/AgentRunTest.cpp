@@ -116,7 +116,7 @@ TEST_P(WayTest, StoresADeviceOrTellsWhyNot)
     const auto& [name, exitCode, arguments, call, gives, asked, lastLine, device, library] = GetParam();
     m_settings += "PropertiesUI=1\n";
     Store(HKEY_LOCAL_MACHINE, m_key, L"UI_Mode", 7UL);
-    Install(library, L"FindwellDlg.dll");
+    EXPECT_TRUE(::CopyFileW((buildFolder / library).c_str(), File(L"FindwellDlg.dll").c_str(), FALSE));
     Override("<user><choice>name Quellon Weir C40</choice></user>");
     LibraryGives(call, gives);
     EXPECT_EQ(exitCode, Run(arguments));

@@ -7,9 +7,8 @@
 namespace test
 {
 
-class XmlTest : public AgentTest
+struct XmlTest : AgentTest
 {
-protected:
     XmlTest()
     {
         EXPECT_TRUE(scankelv::XmlOpenDocument(m_document));

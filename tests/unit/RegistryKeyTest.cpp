@@ -5,9 +5,8 @@
 using namespace scankelv;
 using namespace test;
 
-class StorageTest : public testing::Test
+struct StorageTest : testing::Test
 {
-protected:
     StorageTest()
     {
         Store(HKEY_CURRENT_USER, L"Storage", "text=twenty characters...\nletter=a\nnumber=#7");

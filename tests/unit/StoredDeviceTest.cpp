@@ -30,9 +30,8 @@ std::wstring SampleWith(const std::string& first, const std::string& last, std::
 const char* const oneModel = "ProductName=Driver\r\nModelName=x\r\n";
 const std::wstring productKey = L"Software\\QLScan\\Driver";
 
-class StoredDeviceTest : public AgentTest
+struct StoredDeviceTest : AgentTest
 {
-protected:
     /// Reads the list into a record used before, and stores it.
     bool StoreList(const std::wstring& list, const AgentOptions& options)
     {
