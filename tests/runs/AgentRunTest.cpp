@@ -97,7 +97,6 @@ const WayCase wayCases[] = {
     {"DriverWithItsOwnDialog", 0, L"/U /MODE 1", "", "", "", "uiMode: 7\nskip UI due to UI_Mode"},
     {"OneModelHasNoOwnDialog", 0, L"/U", dialog, "", "", stored, weir},
     {"DialogFailed", 1, L"", dialog, "<return>2</return>", "", "\nGetDeviceList_LCode failed!\n"},
-    {"DialogCancelled", 1, L"", dialog, "<resultcode>0</resultcode>", "", "The device search canceled."},
     {"UnknownResult", 1, L"", dialog, "<resultcode>2</resultcode>", "", "The device search canceled."},
     {"AnswerIllFormed", 1, L"", dialog, "<answer>&lt;device&gt;</answer>", "", "The device information not parsed."},
     {"NotStored", 1, L"/M " + std::wstring(300, L'k'), dialog, "", "", "The device information not stored."},

@@ -38,7 +38,7 @@ inline std::string Utf16File(std::wstring_view text) // with its byte-order mark
 /// A document without line ends and tabs: Wine's model puts each tag on a line of its own, Windows' is documented not
 /// to.
 template <class Text>
-std::basic_string<typename Text::value_type> WithoutLines(Text document)
+std::basic_string<typename Text::value_type> WithoutLines(const Text& document)
 {
     std::basic_string<typename Text::value_type> text(document);
     std::erase_if(text, [](auto c) { return c == '\r' || c == '\n' || c == '\t'; });

@@ -23,7 +23,6 @@ const MatchCase matchCases[] = {
     {"LastLegacyLocal", generic, "Local", "MFG:Quellon;MDL:FORDEL F3 SERIES;", "", true},
     {"LegacyLocalIsNotNetwork", generic, "Network", "MFG:Quellon;MDL:FORDEL F3 SERIES;", "", false},
     {"LegacyInALongerName", generic, "Local", "manufacturer:quellon inc.;model:my weir c40 series 2;", "", true},
-    {"StartOfALegacyName", generic, "Network", "MFG:Quellon;MDL:TARN 110 SERIE;", "", false},
     {"ModelInList", models, "Network", "MDL:TARN 120;MODE:SCN;", "", true},
     {"ModelThatCannotScan", models, "Network", "MDL:TARN 120;MODE:PRN;", "", false},
     {"NoModelDespiteIds", models, "Local", "MODE:SCN;", "<pid>1a2b</pid><vid>c0d</vid>", false},
