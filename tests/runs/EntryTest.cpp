@@ -1,23 +1,11 @@
 // The entry of the program: which runs it refuses, where it runs, and its exit codes.
 #include "RunFixture.h"
 
-namespace test
-{
-
+using namespace test;
 using testing::EndsWith, testing::HasSubstr;
 
-/// The object that the agents share with other programs, held by another program.
-struct InstanceObject
-{
-    ~InstanceObject()
-    {
-        ::UnmapViewOfFile(&word);
-        ::CloseHandle(mapping);
-    }
-    static constexpr const wchar_t* name = L"{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}";
-    const HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, name);
-    DWORD& word = *static_cast<DWORD*>(::MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 4));
-};
+/// Of the object that the agents share with other programs.
+constexpr const wchar_t* instanceObject = L"{7A41C0D3-9E25-4B68-B1F4-53D2E6A0C917}";
 
 TEST_F(AgentRun, IsTheOnlyOneAndObeysTheInstanceWord)
 {
@@ -27,21 +15,24 @@ TEST_F(AgentRun, IsTheOnlyOneAndObeysTheInstanceWord)
         ::Sleep(10);
     EXPECT_EQ(1, Run(L"/Q"));
     EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to other program instances running!\n\n\n"));
-    const InstanceObject object;
-    EXPECT_EQ(::GetProcessId(first), std::exchange(object.word, 0));
+    const HANDLE object = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 4, instanceObject);
+    DWORD& word = *static_cast<DWORD*>(::MapViewOfFile(object, FILE_MAP_ALL_ACCESS, 0, 0, 4));
+    EXPECT_EQ(::GetProcessId(first), std::exchange(word, 0));
     EXPECT_EQ(1, Run(L"/Q"));
     EXPECT_THAT(Log(), EndsWith("\n---\n\nScanKELV version 1.01.39\nScanKELV cannot run due to uninstall!\n\n\n"));
     EXPECT_EQ("QueryDeviceAddress\n", Calls());
     WriteFileBytes(File(L"go"), "");
     EXPECT_EQ(0, Finish(first));
-    object.word = 1;
+    word = 1;
     EXPECT_EQ(0, Run(L"/Q"));
-    EXPECT_THAT(Log(), HasSubstr("\nKELV process Id: " + std::to_string(object.word) + "\n"));
+    EXPECT_THAT(Log(), HasSubstr("\nKELV process Id: " + std::to_string(word) + "\n"));
+    ::UnmapViewOfFile(&word);
+    ::CloseHandle(object);
 }
 
 TEST_F(AgentRun, IsRefusedWhenTheNameIsOfAnotherObject)
 {
-    const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, InstanceObject::name);
+    const HANDLE event = ::CreateEventW(nullptr, FALSE, FALSE, instanceObject);
     EXPECT_EQ(1, Run(L"/Q"));
     EXPECT_THAT(Log(), EndsWith("\nScanKELV cannot run due to problem detecting other program instances!\n\n\n"));
     ::CloseHandle(event);
@@ -67,5 +58,3 @@ TEST_F(AgentRun, EndsAtOnceWithInconsistentSettings)
     EXPECT_EQ(3, Run());
     EXPECT_THAT(Log(), EndsWith("\nFATAL: ProductName absent in ScanKELV.ini! Check ScanKELV.ini.\n"));
 }
-
-} // namespace test

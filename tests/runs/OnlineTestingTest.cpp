@@ -1,9 +1,7 @@
 // Online testing: what the library is asked about the stored device, and what its answer changes.
 #include "RunFixture.h"
 
-namespace test
-{
-
+using namespace test;
 using testing::HasSubstr, testing::StartsWith;
 
 const char* const nullTexts = "<change>0</change><address><null/></address><macaddress><null/></macaddress>";
@@ -14,26 +12,19 @@ struct AnswerCase
     const char *name, *gives;
     const char *connectionType, *statusAndChange; ///< stored
     std::string address, address2, macAddress;
-    const char* log;
 };
 // The device is stored with these addresses; unless the row says otherwise, it answers with others.
 const std::string old = "192.0.2.1", oldMac = "00-00-5E-00-53-01", now = "192.0.2.141", nowMac = "00-00-5E-00-53-41";
 const std::string longX(255, 'x');
 const AnswerCase answerCases[] = {
-    {"Late", "<thread>own</thread><delay>300</delay>", "#1", "#1 #1", now, now, nowMac,
-     "\nstore Query results\nqdc: status 0, change 1, lpAddress 192.0.2.141, lpMACAddress 00-00-5E-00-53-41\nremove "
-     "Online status\nremove Changed status\nstore Online status 1\npatch device addresses 192.0.2.141, "
-     "00-00-5E-00-53-41\nstore Changed status 1\nskip UI"},
-    {"LocalDevice", "", "#0", "#1 #1", now, "old", nowMac, "\nstore Query results\n"},
-    {"NullTextsAndChangeOfZero", nullTexts, "#1", "#1 #1", old, old, oldMac, "lpAddress , lpMACAddress \n"},
-    {"LongTextsUnchanged", longTexts, "#1", "#1 #0", longX, longX, "y", "\nstore Changed status 0\n"},
-    {"AnsweredTwice", "<again>1</again>", "#1", "#1 #1", now, now, nowMac,
-     "\nqdc: status 1, change 2, lpAddress again,"},
-    {"NotThere", "<status>3</status>", "#1", "#0 #1", old, "old", oldMac,
-     "\nstore Online status 0\ndo not patch device addresses\nstore Changed status 1\nskip UI"},
-    {"NullPointers", "<nullpointers>1</nullpointers>", "#1", "#0 #0", old, "old", oldMac,
-     "status 1, change 2, lpAddress ,"},
-    {"Failed", "<return>1</return>", "#1", "#7 #7", old, "old", oldMac, "\ndo not store Query results\nskip UI"},
+    {"Late", "<thread>own</thread><delay>300</delay>", "#1", "#1 #1", now, now, nowMac},
+    {"LocalDevice", "", "#0", "#1 #1", now, "old", nowMac},
+    {"NullTextsAndChangeOfZero", nullTexts, "#1", "#1 #1", old, old, oldMac},
+    {"LongTextsUnchanged", longTexts, "#1", "#1 #0", longX, longX, "y"},
+    {"AnsweredTwice", "<again>1</again>", "#1", "#1 #1", now, now, nowMac},
+    {"NotThere", "<status>3</status>", "#1", "#0 #1", old, "old", oldMac},
+    {"NullPointers", "<nullpointers>1</nullpointers>", "#1", "#0 #0", old, "old", oldMac},
+    {"Failed", "<return>1</return>", "#1", "#7 #7", old, "old", oldMac},
 };
 
 std::string Ini(const std::string& address, const std::string& address2, const std::string& macAddress)
@@ -62,7 +53,6 @@ TEST_P(AnswerTest, IsWrittenBack)
     EXPECT_EQ(given.macAddress, Stored(L"MACAddress"));
     EXPECT_EQ("\uFEFF" + Ini(given.address, given.address2, given.macAddress), ConfigIni());
     EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\noriginal device addresses " + old + ", " + oldMac + "\n"));
-    EXPECT_THAT(Log(), HasSubstr(given.log));
 }
 INSTANTIATE_TEST_SUITE_P(, AnswerTest, testing::ValuesIn(answerCases), caseName);
 
@@ -71,8 +61,7 @@ TEST_F(AgentRun, WritesNoAddressThatNobodyToldAndMakesNoFileForIt)
     LibraryGives("QueryDeviceAddress", "<address><null/></address><macaddress><null/></macaddress>");
     EXPECT_EQ(0, Run(L"/Q"));
     EXPECT_EQ("Changed=#1\nOnline=#1\n", StoredValues());
-    EXPECT_FALSE(FileExists(configIni));
+    EXPECT_FALSE(std::filesystem::exists(configIni));
     EXPECT_THAT(Log(), HasSubstr("\ndo Online testing\nfail to open user storage for read in HKCU\n"));
+    EXPECT_THAT(Log(), HasSubstr("\nqdc: status 0, change 1, lpAddress , lpMACAddress \n"));
 }
-
-} // namespace test

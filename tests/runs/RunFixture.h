@@ -4,18 +4,14 @@
 #include "CaseName.h"
 #include "TestSupport.h"
 
-#include <filesystem>
-#include <fstream>
-
 namespace test
 {
 
 inline const auto buildFolder = std::filesystem::path(_pgmptr).parent_path().parent_path();
 
 /// A machine on which no agent ran before: the programs in a new folder, nothing stored, everything logged.
-class AgentRun : public testing::Test
+struct AgentRun : testing::Test
 {
-protected:
     void SetUp() override
     {
         ASSERT_TRUE(
@@ -36,11 +32,7 @@ protected:
     {
         std::filesystem::create_directories(m_folder = folder);
         for (const std::wstring file : {L"ScanKELV.exe", L"Hueward.exe", L"FindwellDlg.dll"})
-            Install(L"bin/" + file, file);
-    }
-    void Install(const std::wstring& built, const std::wstring& name) const
-    {
-        EXPECT_TRUE(::CopyFileW((buildFolder / built).c_str(), File(name).c_str(), FALSE));
+            std::filesystem::copy_file(buildFolder / "bin" / file, File(file));
     }
     std::wstring File(const std::wstring& name) const { return m_folder + L"\\" + name; } ///< beside the program
     void UseGenericDriver()

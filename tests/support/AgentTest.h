@@ -13,9 +13,8 @@ namespace test
 {
 
 /// COM, the "Agent" logger on the debugger console, and a registry of its own.
-class AgentTest : public testing::Test
+struct AgentTest : testing::Test
 {
-protected:
     static void SetUpTestSuite()
     {
         ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <map>
-#include <mutex>
 #include <sstream>
 #include <windows.h>
 
@@ -36,6 +35,16 @@ inline std::string Utf16File(std::wstring_view text) // with its byte-order mark
     return "\xFF\xFE" + std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
 }
 
+/// A document without line ends and tabs: Wine's model puts each tag on a line of its own, Windows' is documented not
+/// to.
+template <class Text>
+std::basic_string<typename Text::value_type> WithoutLines(const Text& document)
+{
+    std::basic_string<typename Text::value_type> text(document);
+    std::erase_if(text, [](auto c) { return c == '\r' || c == '\n' || c == '\t'; });
+    return text;
+}
+
 /// A new empty folder, removed with all it holds at the end.
 class TemporaryFolder
 {
@@ -61,10 +70,6 @@ private:
     std::wstring m_path;
 };
 
-inline bool FileExists(const std::wstring& path)
-{
-    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 /// Whole contents; a test failure and an empty text when it cannot be read.
 inline std::string ReadFileBytes(const std::wstring& path)
 {
@@ -100,21 +105,14 @@ struct PrivateRegistry
     }
 };
 
-/// Exactly these bytes: a terminator after them would be taken for the text's own.
-inline void StoreBytes(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD type, std::string_view bytes)
+inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, const std::wstring& text) // REG_SZ
 {
-    const std::string data = std::string(bytes) + "##";
-    const auto size = static_cast<DWORD>(bytes.size());
-    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, key.c_str(), name.c_str(), type, data.data(), size));
-}
-inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, std::wstring_view text) // REG_SZ
-{
-    const std::string bytes(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));
-    StoreBytes(hive, key, name, REG_SZ, bytes + std::string(sizeof(wchar_t), '\0'));
+    const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
+    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, key.c_str(), name.c_str(), REG_SZ, text.c_str(), size));
 }
 inline void Store(HKEY hive, const std::wstring& key, const std::wstring& name, DWORD number) // REG_DWORD
 {
-    StoreBytes(hive, key, name, REG_DWORD, {reinterpret_cast<const char*>(&number), sizeof(number)});
+    EXPECT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(hive, key.c_str(), name.c_str(), REG_DWORD, &number, sizeof(number)));
 }
 /// Several values, as StoredValues shows them.
 inline void Store(HKEY hive, const std::wstring& key, const std::string& values)
@@ -154,7 +152,7 @@ inline std::string StoredValues(HKEY hive, const std::wstring& path)
     return text;
 }
 
-/// Collects what this process writes to the debugger console while it lives. One at a time.
+/// Collects what this process writes to the debugger console while it lives. One at a time, one thread at a time.
 class DebugConsoleCapture
 {
 public:
@@ -162,38 +160,8 @@ public:
     ~DebugConsoleCapture() { ::RemoveVectoredExceptionHandler(m_handler); }
     DebugConsoleCapture(DebugConsoleCapture&&) = delete;
 
-    std::string Text() const
-    {
-        const std::lock_guard lock(s_mutex);
-        return s_text;
-    }
-    void Clear()
-    {
-        const std::lock_guard lock(s_mutex);
-        s_text.clear();
-    }
-    std::string Lines() const ///< without failure reports and carriage returns
-    {
-        std::string text = Text();
-        for (std::size_t at = 0; (at = text.find("Expression  ")) != text.npos;)
-        {
-            const std::size_t line = text.rfind('\n', at) + 1; // with its prefix
-            text.erase(line, text.find("\r\n", text.find(".cpp(", at)) + 2 - line);
-        }
-        std::erase(text, '\r');
-        return text;
-    }
-    std::vector<std::string> Reports() const ///< the expressions of the failure reports
-    {
-        std::vector<std::string> found;
-        const std::string text = Text(), before = "Expression  ";
-        for (std::size_t at = 0; (at = text.find(before, at)) != text.npos;)
-        {
-            at += before.size();
-            found.push_back(text.substr(at, text.find("  failed!\r\n", at) - at));
-        }
-        return found;
-    }
+    const std::string& Text() const { return s_text; }
+    void Clear() { s_text.clear(); }
 
 private:
     static LONG CALLBACK OnException(EXCEPTION_POINTERS* pointers)
@@ -201,13 +169,11 @@ private:
         const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
         if (record.ExceptionCode != DBG_PRINTEXCEPTION_C || record.NumberParameters < 2)
             return EXCEPTION_CONTINUE_SEARCH;
-        const std::lock_guard lock(s_mutex);
         s_text += reinterpret_cast<const char*>(record.ExceptionInformation[1]);
         ::SetLastError(ERROR_FILE_NOT_FOUND); // as after a text that nobody takes
         return EXCEPTION_CONTINUE_EXECUTION;
     }
 
-    static inline std::mutex s_mutex;
     static inline std::string s_text;
     void* const m_handler = ::AddVectoredExceptionHandler(0, &OnException); // after the checked build's own
 };

@@ -7,18 +7,8 @@
 namespace test
 {
 
-/// A document without line ends and tabs: Wine's model puts each tag on a line of its own, Windows' is documented not
-/// to.
-inline std::wstring WithoutLines(std::wstring_view document)
+struct XmlTest : AgentTest
 {
-    std::wstring text(document);
-    std::erase_if(text, [](wchar_t c) { return c == L'\r' || c == L'\n' || c == L'\t'; });
-    return text;
-}
-
-class XmlTest : public AgentTest
-{
-protected:
     XmlTest()
     {
         EXPECT_TRUE(scankelv::XmlOpenDocument(m_document));

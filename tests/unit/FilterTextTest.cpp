@@ -37,7 +37,7 @@ TEST_P(FilterTextTest, FollowsOptionsAndStorages)
     parsedMultiDeviceInfo device;
     bool parsed = true;
     EXPECT_TRUE(XmlGenerateFilterText(options, static_cast<tagDialogMode>(mode), text, device, parsed) && parsed);
-    EXPECT_THAT(m_console.Lines(), testing::StartsWith(line + " expanding the filter\n"));
+    EXPECT_THAT(m_console.Text(), testing::StartsWith(line + " expanding the filter\r\n"));
     const std::wstring plain = Format<wchar_t>(
         "<?xml version=\"1.0\" encoding=\"UTF-16\"?><option><xmldevicepath>ScanKELV-%ws</xmldevicepath><iprangepath>"
         "ScanKELV-%ws</iprangepath><dialogmode>%ws</dialogmode><snmp_community_key>LANTERN</snmp_community_key>"

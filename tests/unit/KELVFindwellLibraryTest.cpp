@@ -3,19 +3,15 @@
 #include "AgentTest.h"
 #include "Owners.h"
 
-#include <set>
-
 using namespace scankelv;
 using namespace test;
 
 TEST(KELVFindwellLibraryTest, MissingEntryIsNamedAndIsNoLibraryWhereRequired)
 {
-    const std::set<std::string> required = {
-        "GetDeviceList_LCode", "FreeDeviceList", "GetPrinterList", "GetSelectedDevice", "GetDeviceInformation"};
-    std::set<std::string> names = {
-        "GetDeviceList", "GetMultiDeviceInformation", "MergeDevicelistXML", "QueryDeviceAddress", "ShowPropertiesUI"};
-    names.insert(required.begin(), required.end());
-    for (const std::string& name : names)
+    int required = 5; // the first ones
+    for (const std::string name :
+         {"GetDeviceList_LCode", "FreeDeviceList", "GetPrinterList", "GetSelectedDevice", "GetDeviceInformation",
+          "GetDeviceList", "GetMultiDeviceInformation", "MergeDevicelistXML", "QueryDeviceAddress", "ShowPropertiesUI"})
     {
         std::string bytes = ReadFileBytes(LocationOfModuleFile(L"..\\bin\\FindwellDlg.dll").Text());
         const std::string entry = '\0' + name + '\0';
@@ -23,7 +19,7 @@ TEST(KELVFindwellLibraryTest, MissingEntryIsNamedAndIsNoLibraryWhereRequired)
             --bytes[at + entry.size() - 2]; // another name, at the same place of the sorted list
         WriteFileBytes(LocationOfModuleFile(L"FindwellDlg.dll").Text(), bytes);
         const DebugConsoleCapture console;
-        EXPECT_EQ(!required.contains(name), KELVFindwellLibrary().IsValid()) << name;
+        EXPECT_EQ(required-- <= 0, KELVFindwellLibrary().IsValid()) << name;
         EXPECT_THAT(console.Text(), testing::StartsWith("Function " + name + " not resolved due to <127>!\n"));
     }
     ::DeleteFileW(LocationOfModuleFile(L"FindwellDlg.dll").Text());

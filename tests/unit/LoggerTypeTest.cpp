@@ -80,7 +80,7 @@ TEST(LoggerTest, PutsItsPrefixBeforeTheFirstLine)
     const auto logger = Make("1tmi", (ms + "mm").c_str());
     console.Clear();
     logger->WriteLine("text\nmore");
-    EXPECT_EQ(time + " " + ms + " " + thread + ": text\r\nmore\r\n", console.Text().erase(18, 6));
+    EXPECT_EQ(time + " " + ms + " " + thread + ": text\r\nmore\r\n", std::string(console.Text()).erase(18, 6));
 }
 
 // Around the space for one text (1024) before and after its line ends have grown, for one entry of the file (1536, with

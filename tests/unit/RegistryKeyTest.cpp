@@ -5,19 +5,18 @@
 using namespace scankelv;
 using namespace test;
 
-class StorageTest : public testing::Test
+struct StorageTest : testing::Test
 {
-protected:
     StorageTest()
     {
         Store(HKEY_CURRENT_USER, L"Storage", "text=twenty characters...\nletter=a\nnumber=#7");
-        StoreBytes(HKEY_CURRENT_USER, L"Storage", L"expand", REG_EXPAND_SZ, std::string_view("a\0\0\0", 4));
-        StoreBytes(HKEY_CURRENT_USER, L"Storage", L"short", REG_DWORD, "\x01\x02");
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, L"Storage", L"expand", REG_EXPAND_SZ, L"a", 4);
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, L"Storage", L"short", REG_DWORD, "\x01\x02", 2);
     }
-    void Fails(bool done, const char* lastReport, int line = __builtin_LINE())
+    void Fails(bool done, const std::string& report, int line = __builtin_LINE())
     {
         EXPECT_FALSE(done) << "line " << line;
-        EXPECT_THAT(console.Reports(), testing::Contains(lastReport)) << "line " << line;
+        EXPECT_THAT(console.Text(), testing::HasSubstr("  " + report + "  failed!")) << "line " << line;
         console.Clear();
     }
 

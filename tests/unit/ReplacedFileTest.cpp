@@ -9,52 +9,48 @@ using namespace scankelv;
 using namespace test;
 using Begin = ReplacedFile::Begin;
 
-class ReplacedFileTest : public AgentTest
+struct ReplacedFileTest : AgentTest
 {
-protected:
-    /// Keeps the paths that it was given.
-    bool Replace(Begin begin, const ReplacedFile::Write& write)
-    {
-        return ReplacedFile(ResourceLocationWide(m_file)).Replace(begin, [&](const wchar_t* path) {
-            m_paths.emplace_back(path);
-            return write(path);
-        });
-    }
-
     const TemporaryFolder m_folder;
-    const std::wstring m_file = m_folder.File(L"device.xml");
-    std::vector<std::wstring> m_paths;
+    const std::wstring m_path = m_folder.File(L"device.xml");
+    const ReplacedFile m_file{ResourceLocationWide(m_path)};
     DebugConsoleCapture m_console;
 };
 
 TEST_F(ReplacedFileTest, IsWrittenInPlaceWhileSomebodyHoldsItIfItHasNoOtherName)
 {
     const DWORD access = GENERIC_READ | GENERIC_WRITE, shared = FILE_SHARE_READ | FILE_SHARE_WRITE;
-    const auto held = Own(::CreateFileW(m_file.c_str(), access, shared, nullptr, CREATE_NEW, 0, nullptr));
-    const auto write = [](const wchar_t*) { return true; };
-    EXPECT_TRUE(Replace(Begin::Empty, write) && m_paths.back() == m_file);
+    const auto held = Own(::CreateFileW(m_path.c_str(), access, shared, nullptr, CREATE_NEW, 0, nullptr));
+    std::wstring last;
+    const auto write = [&last](const wchar_t* path) {
+        last = path;
+        return true;
+    };
+    EXPECT_TRUE(m_file.Replace(Begin::Empty, write) && last == m_path);
     EXPECT_THAT(m_console.Text(), testing::HasSubstr("written in place"));
-    ASSERT_TRUE(::CreateHardLinkW((m_file + L".other").c_str(), m_file.c_str(), nullptr));
-    EXPECT_FALSE(Replace(Begin::Empty, write));
+    ASSERT_TRUE(::CreateHardLinkW((m_path + L".other").c_str(), m_path.c_str(), nullptr));
+    EXPECT_FALSE(m_file.Replace(Begin::Empty, write));
     EXPECT_THAT(m_console.Text(), testing::HasSubstr("is a link or has a second name, it is not written."));
 }
 
 TEST_F(ReplacedFileTest, BeginsAgainAfterTheChangeOfAnotherAndRemovesWhatAKilledRunLeft)
 {
-    const std::wstring left = m_file + L".ScanKELV-1f-0";
+    const std::wstring left = m_path + L".ScanKELV-1f-0";
     WriteFileBytes(left, "half");
-    EXPECT_TRUE(Replace(Begin::Empty, [this](const wchar_t* path) {
-        WriteFileBytes(m_paths.size() <= 3 ? m_file : path, "changed " + std::to_string(m_paths.size()));
+    std::vector<std::wstring> paths;
+    EXPECT_TRUE(m_file.Replace(Begin::Empty, [&](const wchar_t* path) {
+        paths.emplace_back(path);
+        WriteFileBytes(paths.size() <= 3 ? m_path : path, "changed " + std::to_string(paths.size()));
         return true;
     }));
-    EXPECT_EQ("changed 4", ReadFileBytes(m_file));
-    EXPECT_FALSE(FileExists(left));
-    EXPECT_EQ(m_file, m_paths.back()) << "in place after three attempts";
+    EXPECT_EQ("changed 4", ReadFileBytes(m_path));
+    EXPECT_FALSE(std::filesystem::exists(left));
+    EXPECT_EQ(m_path, paths.back()) << "in place after three attempts";
 }
 
 TEST_F(ReplacedFileTest, NoOtherAgentRemovesTheCopyInWork)
 {
-    EXPECT_TRUE(Replace(Begin::ProfileCopy, [](const wchar_t* path) { return ::DeleteFileW(path) == 0; }));
+    EXPECT_TRUE(m_file.Replace(Begin::ProfileCopy, [](const wchar_t* path) { return ::DeleteFileW(path) == 0; }));
 }
 
 struct WiaCase
@@ -74,12 +70,12 @@ const WiaCase wiaCases[] = {
 using WiaStorageTest = TableOf<WiaCase, ReplacedFileTest>;
 TEST_P(WiaStorageTest, KeepsTheEntriesOfOthersAndTellsWhatTheCodePageLoses)
 {
-    WriteFileBytes(m_file, GetParam().before);
-    WriteWiaStorage(ResourceLocationWide(m_file), [](WiaStorageKeys& keys) {
+    WriteFileBytes(m_path, GetParam().before);
+    WriteWiaStorage(ResourceLocationWide(m_path), [](WiaStorageKeys& keys) {
         keys.SetString(L"Location", L"B\u00FCro\u4F1A");
         keys.SetULong(L"PID", 7);
     });
-    EXPECT_EQ(GetParam().after, ReadFileBytes(m_file));
+    EXPECT_EQ(GetParam().after, ReadFileBytes(m_path));
     EXPECT_EQ(GetParam().losesCharacters, m_console.Text().find("lost characters") != std::string::npos);
 }
 INSTANTIATE_TEST_SUITE_P(, WiaStorageTest, testing::ValuesIn(wiaCases), caseName);
