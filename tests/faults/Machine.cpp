@@ -71,10 +71,8 @@ int main()
         const std::string& command = words[0];
         if (command == "clear") // HIVE
             ::RegDeleteTreeW(Hive(words[1]), L"Software\\QLScan");
-        else if (command == "store" && words[4].starts_with('#')) // HIVE KEY NAME #NUMBER
-            Store(Hive(words[1]), ToWide(words[2]), ToWide(words[3]), DWORD{std::stoul(words[4].substr(1))});
-        else if (command == "store") // HIVE KEY NAME TEXT
-            Store(Hive(words[1]), ToWide(words[2]), ToWide(words[3]), ToWide(words[4]));
+        else if (command == "store") // HIVE KEY NAME TEXT, or #NUMBER
+            Store(Hive(words[1]), ToWide(words[2]), words[3] + "=" + words[4]);
         else if (command == "values") // HIVE
             ShowValues(words[1], L"Software\\QLScan");
         else if (command == "set") // NAME TEXT, of the environment

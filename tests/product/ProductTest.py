@@ -46,6 +46,7 @@ class Programs(ProductTest):
                 libraries = SYSTEM_LIBRARIES | (DIALOG_LIBRARIES if name == "FindwellDlg.dll" else set())
                 self.assertLessEqual(set(re.findall("dll name: (.*).dll", text.lower())), libraries)
                 self.assertIn(" .debug_info", self.output_of(OBJDUMP, "-h", debug))
+        self.assertLess((BUILD / "bin/ScanKELV.exe").stat().st_size, 350_000)
 
     def test_resources(self):
         program = (BUILD / "bin/ScanKELV.exe").read_bytes()
@@ -171,9 +172,12 @@ class Installers(ProductTest):
         self.assertEqual("", self.recipe("new", ["ScanKELVGuard.exe " + agent], exit_code=1))  # refused by the agent
         self.while_an_agent_runs("new", remove)
         self.assertIn("Address", self.output_of(*WINE, "reg", "query", rf"HKCU\Software\QLScan\{self.PRODUCT}"))
-        self.recipe("new", install)
-        devices = f'REMOVEDEVICES="{self.PRODUCT}"'
-        self.recipe("new", [line.replace("/qn", "/qn " + devices).replace("/S", "/S /" + devices) for line in remove])
+        stored = WORK / f"prefix/drive_c/ProgramData/QLScan/{self.PRODUCT}/Config.ini"
+        for name in "..", self.PRODUCT:
+            self.assertTrue(stored.exists())
+            self.recipe("new", install)
+            devices = f'REMOVEDEVICES="{name}"'
+            self.recipe("new", [line.replace("/qn", "/qn " + devices).replace("/S", "/S /" + devices) for line in remove])
         for root in "HKCU", "HKLM":
             self.output_of(*WINE, "reg", "query", rf"{root}\Software\QLScan\{self.PRODUCT}", exit_code=1)
         self.assertFalse(self.place.exists())
