@@ -1,7 +1,7 @@
 // What the standard library calls to throw, and when nobody catches. Its own functions bring in two kinds of
 // std::string, the demangler and printf: a third of the agent. Here std::length_error, std::out_of_range and the others
-// are one class, to be caught as std::exception; its text has no values in it. If a function is missing here, the
-// linker reports multiple definitions, as it takes the library's object with all of them.
+// are one class, to be caught as std::exception; its text, which may reach the log, has no values in it. If a function
+// is missing here, the linker reports multiple definitions, as it takes the library's object with all of them.
 #include <cstdlib>
 #include <exception>
 #include <new>
@@ -28,8 +28,8 @@ void __throw_bad_alloc() { throw bad_alloc(); }
 void __throw_bad_array_new_length() { throw bad_array_new_length(); }
 void __throw_length_error(const char* what) { throw StandardException(what); }
 void __throw_logic_error(const char* what) { throw StandardException(what); }
-void __throw_out_of_range_fmt(const char*, ...) { throw StandardException("std::out_of_range"); }
-void __throw_system_error(int) { throw StandardException("std::system_error"); } // by std::mutex
+void __throw_out_of_range_fmt(const char* format, ...) { throw StandardException(format); }
+void __throw_system_error(int) { throw StandardException(__func__); } // by std::mutex
 } // namespace std
 void __gnu_cxx::__verbose_terminate_handler() { std::abort(); }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl50-cpp,cert-dcl58-cpp)
