@@ -100,7 +100,7 @@ def growth(machine):
         machine.prepare("several", True)
         for record, (name, value) in itertools.product(range(number), RECORD.items()):
             machine.ask("store", "HKLM", f"Software\\QLScan\\Records\\Printer{record:03}", name, value)
-        return machine.run(run.KINDS["several"][0], 600000, size=1 << 24, guard=0)
+        return machine.run(run.KINDS["several"][0], 600000, size=1 << 25, guard=0)
 
     for title, make, is_linear in (("records", recorded, True), ("devices in an answer", answered, False),
                                    ("fields of an identifier", lambda number: answered(1, number), False)):

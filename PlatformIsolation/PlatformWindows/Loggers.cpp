@@ -54,6 +54,8 @@ bool ConfigureFromDebugIni(
     if (!settings.IsValid())
         return false;
     settings.GetULong("Modules", module, &mask);
+    if (mask == 0) // no sink, no prefix: each key that is absent costs two reads of the file
+        return true;
     for (const auto& prefixSwitch : switches)
     {
         DWORD number = 0;

@@ -10,7 +10,8 @@ LoggerTypeAbstract& AgentLogger();           ///< module "Agent"
 LoggerTypeAbstract& FindwellLibraryLogger(); ///< module "KELVFindwellLibrary"
 LoggerTypeAbstract& ClientLogger();          ///< module "KELVClient"
 
-/// The configuration step of these loggers: sink mask from section "Modules", the three prefix switches from "Format".
+/// The configuration step of these loggers: sink mask from section "Modules", the three prefix switches from "Format",
+/// which stay off when the mask is 0.
 /// @return false, and everything off, when the settings path is null or empty, or memory runs out; a missing file
 /// counts as one without keys
 bool ConfigureFromDebugIni(

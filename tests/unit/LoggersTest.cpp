@@ -24,6 +24,6 @@ TEST(ConfigureFromDebugIniTest, SetsMaskAndPrefix)
     };
     WriteFileBytes(path, "[Modules]\r\nKELVClient=1\r\nagent=3\r\n[Format]\r\nShowTime=2\r\nShowModule=0\r\n");
     EXPECT_EQ("1: mask 3, prefix 100", configured(ToUtf8(path)));
-    WriteFileBytes(path, "[Format]\r\nShowThread=6844\r\n");
-    EXPECT_EQ("1: mask 0, prefix 001", configured(ToUtf8(path)));
+    WriteFileBytes(path, "[Modules]\r\nAgent=6844\r\n[Format]\r\nShowThread=6844\r\n");
+    EXPECT_EQ("1: mask 6844, prefix 001", configured(ToUtf8(path)));
 }
