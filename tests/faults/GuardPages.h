@@ -14,12 +14,6 @@ namespace faults
 inline bool isGuarded = true; ///< not FAULT_GUARD=0: a run with very many blocks has more than the system maps
 constexpr std::size_t pageSize = 4096;
 
-struct Head // on a page of its own
-{
-    std::size_t whole; // pages of the block, in bytes
-    const void* block;
-};
-
 inline void* Allocate(std::size_t size)
 {
     if (!isGuarded)
@@ -28,8 +22,9 @@ inline void* Allocate(std::size_t size)
     auto* const base = static_cast<char*>(::VirtualAlloc(nullptr, whole + 2 * pageSize, MEM_RESERVE, PAGE_NOACCESS));
     if (base == nullptr || ::VirtualAlloc(base, pageSize + whole, MEM_COMMIT, PAGE_READWRITE) == nullptr) // zeros
         return nullptr;
-    *reinterpret_cast<Head*>(base) = {whole, base + pageSize + whole - size};
-    return base + pageSize + whole - size;
+    char* const block = base + pageSize + whole - size;
+    *reinterpret_cast<char**>(base) = block; // on a page of its own
+    return block;
 }
 
 inline void Release(void* memory)
@@ -40,10 +35,9 @@ inline void Release(void* memory)
         return;
     MEMORY_BASIC_INFORMATION about{};
     ::VirtualQuery(memory, &about, sizeof(about));
-    auto* const head = static_cast<Head*>(about.AllocationBase);
-    if (head->block != memory) // of a block that was released before the head cannot be read: that is a crash
+    if (*static_cast<void**>(about.AllocationBase) != memory) // after a release this cannot be read: that is a crash
         __builtin_trap();
-    ::VirtualFree(head, pageSize + head->whole, MEM_DECOMMIT); // stays reserved: no later block is there
+    ::VirtualFree(about.AllocationBase, 0, MEM_DECOMMIT); // stays reserved: no later block is there
 }
 
 /// A BSTR: its length in bytes stands before the text.

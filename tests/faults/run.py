@@ -60,7 +60,7 @@ class Machine:
         """A machine on which no agent ran, or one with an older device and entries of the user's own."""
         for folder in "ProgramData/QLScan", "ProgramData/Quellon":
             shutil.rmtree(self.drive / folder, ignore_errors=True)
-        for file in self.user / "Log.txt", self.folder / "FindwellDlg.log", self.folder / "ScanKELV.ini":
+        for file in self.user / "Log.txt", *map(self.folder.joinpath, ("FindwellDlg.log", "ScanKELV.ini", "go")):
             file.unlink(missing_ok=True)
         if KINDS[kind][1] == ONE_MODEL:
             self.write("faults/ScanKELV.ini", SETTINGS.encode())
@@ -238,7 +238,6 @@ def two_logons(generic, online, machine):
 
 def hundred(online, machine):
     """One agent is held in the library until ninety-nine others were refused."""
-    (machine.folder / "go").unlink(missing_ok=True)
     machine.prepare("online", True, "<QueryDeviceAddress><until>go</until></QueryDeviceAddress>")
     machine.start("/Q")
     while "QueryDeviceAddress" not in machine.report():

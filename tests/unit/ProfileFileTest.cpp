@@ -37,11 +37,3 @@ TEST(ProfileFileTest, ReadsAndWritesInTheFilesEncoding)
         EXPECT_EQ("1 0, 1 " + longValue.substr(0, 255), read("name"));
     }
 }
-
-TEST(ProfileFileTest, RefusesWhatIsMissingThePathFirst)
-{
-    ProfileFileWide none{ResourceLocationWide(L"")}, file{ResourceLocationWide(L"C:\\none\\File.ini")};
-    EXPECT_TRUE(!none.SetString(nullptr, L"k", L"v") && none.LastError() == ERROR_INVALID_DATA);
-    EXPECT_TRUE(!file.GetULong(L"S", L"k", nullptr) && file.LastError() == ERROR_INVALID_PARAMETER);
-    EXPECT_TRUE(!file.SetULong(L"S", L"k", 1) && file.LastError() == ERROR_PATH_NOT_FOUND);
-}

@@ -1,5 +1,6 @@
-// What a device tells of itself, read as an identifier, as a number and as a text of a log line. The first line of the
-// input is the vendor that is asked for.
+// Texts from outside: what a device tells of itself, read as an identifier, as a number, as a text of a log line and as
+// a command line. The first line of the input is the vendor that is asked for.
+#include "CommandLine.h"
 #include "DeviceIdentifier.h"
 #include "Latin1.h"
 #include "ModelComparison.h"
@@ -7,6 +8,7 @@
 
 #include <cstdlib>
 #include <tuple>
+#include <vector>
 
 using namespace scankelv;
 
@@ -29,6 +31,14 @@ static std::wstring Widen(std::string_view text)
     return wide;
 }
 
+static auto CommandsOn(const std::wstring& line)
+{
+    std::vector<std::pair<std::wstring, std::optional<std::wstring>>> commands;
+    for (CommandScanner scanner(line); const auto next = scanner.Next();)
+        commands.emplace_back(next->name, next->argument);
+    return commands;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string_view input(reinterpret_cast<const char*>(data), size);
@@ -43,6 +53,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(ask(L"CMD:SCN,a;;MOD:x;" + told) == ask(L";" + told)); // fields before others change nothing
     Require(ScanDecimal16(told + L";", 7) == ScanDecimal16(told, 7));
     Require(ScanHexadecimal32(told + L";", 7) == ScanHexadecimal32(told, 7));
+
+    std::wstring joined;
+    for (const auto& [name, argument] : CommandsOn(told))
+    {
+        const bool isQuoted = argument && argument->find(L'"') == argument->npos; // a quote inside has no other form
+        joined += L"word /" + name + (argument ? L"  " : L"");
+        joined += isQuoted ? L'"' + *argument + L'"' : argument ? *argument + L' ' : L"";
+    }
+    Require(CommandsOn(joined) == CommandsOn(told));
 
     const FormatArgument arguments[] = {FormatArgument(told), FormatArgument(input)};
     std::string line(told.size() + size, '#');
