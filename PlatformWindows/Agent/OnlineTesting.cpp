@@ -78,7 +78,7 @@ void PatchAddresses(CrossProductStorage& storage, bool isNetwork)
     const ResourceLocationWide path = WiaConfigLocationWide();
     if (path.View().empty())
         AgentLogger().WriteLine("WIA storage invalid");
-    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // otherwise an empty file
+    else if (answer.queriedAddress.isKnown || answer.queriedMacAddress.isKnown) // without one no file is made
         WriteWiaStorage(path, patch);
 }
 

@@ -1,14 +1,16 @@
 #include "RecordPath.h"
 
+#include "TextFormat.h"
+
+#include <array>
+
 namespace scankelv
 {
 
 std::wstring RecordPath(std::wstring_view records, unsigned short number)
 {
-    constexpr std::size_t fewestDigits = 3;
-    std::wstring digits;
-    for (unsigned rest = number; rest != 0 || digits.size() < fewestDigits; rest /= 10)
-        digits.insert(0, 1, static_cast<wchar_t>(L'0' + rest % 10));
+    wchar_t digits[8];
+    FormatErased<wchar_t>(digits, "%03hu", std::array{FormatArgument(number)}, {}); // numbers need no conversion
     return std::wstring(records) + L"\\Printer" + digits;
 }
 
